@@ -1,0 +1,18 @@
+# What every target of this project compiles with. Third-party code (cmake/Juce.cmake) takes the
+# sanitizers and the visibility, not the warnings.
+
+add_library(lipc_build_options INTERFACE)
+target_include_directories(lipc_build_options INTERFACE ${PROJECT_SOURCE_DIR})
+target_compile_options(lipc_build_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor
+                                                    -Wold-style-cast -Woverloaded-virtual)
+if(LIPC_WERROR)
+  target_compile_options(lipc_build_options INTERFACE -Werror)
+endif()
+
+if(LIPC_SANITIZE)
+  add_compile_options(-fsanitize=${LIPC_SANITIZE} -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${LIPC_SANITIZE})
+  if(LIPC_SANITIZE MATCHES "undefined")
+    add_compile_options(-fno-sanitize-recover=undefined)
+  endif()
+endif()

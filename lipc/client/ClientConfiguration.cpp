@@ -1,0 +1,162 @@
+// The client's configuration. The edit lock is only held for a copy or a flip, never across another
+// lock, so that an application's edit does not wait for a join in progress.
+#include <algorithm>
+#include <cstring>
+
+#include "lipc/client/Client.h"
+#include "lipc/util/Log.h"
+
+namespace LIPC {
+
+void Client::configBeginEdit() {
+  const std::lock_guard edit(mEditMutex);
+  mConfig.beginEdit();
+}
+
+void Client::configEndEdit() {
+  const std::lock_guard lock(mMutex);
+  bool changed = false;
+  {
+    const std::lock_guard edit(mEditMutex);
+    changed = mConfig.endEdit();
+  }
+  if (changed) wakeToLeave();
+}
+
+void Client::configSetClientID(const char* id) {
+  const std::string requested = id != nullptr ? id : "";
+  const ClientID newID(requested);
+  if (!newID.isDefined()) {
+    Lct::Log(Lct::eLogWarn, "configSetClientID",
+             "\"%s\" stands for no ID: the client does not join a session under it",
+             requested.c_str());
+  }
+  const std::lock_guard edit(mEditMutex);
+  const std::string& active = mConfig.active().clientID;
+  if (std::strncmp(requested.c_str(), active.c_str(), active.size()) == 0) return;
+  const ClientID oldID(active);
+  mConfig.edit().clientID = requested;
+  mConfig.markChanged();
+  for (Connection& connection : mConnections)
+    connection.replace(oldID, newID);
+}
+
+void Client::configSetMode(eClientMode mode) {
+  if (mode == mMode) return;
+  const std::uint32_t stored = (mode & eClientModeExclusive) != 0 ? eClientModeExclusive : mode;
+  mMode = stored;
+  {
+    const std::lock_guard lock(mMutex);
+    if (mConnected) {
+      SessionBuffer* session = sessionOrWarn("configSetMode");
+      if (session == nullptr) return;
+      const ClientID ownID(mConnectID);
+      for (ClientEntry& entry : session->entries) {
+        if (entry.id == ownID) entry.mode = stored;
+      }
+    }
+  }
+  const std::lock_guard edit(mEditMutex);
+  mConfig.restrictToMode(stored);
+}
+
+bool Client::configSetIOChannelCount(int inputs, int outputs) {
+  const std::lock_guard edit(mEditMutex);
+  return mConfig.setChannelCounts(static_cast<std::uint16_t>(inputs),
+                                  static_cast<std::uint16_t>(outputs), mMode);
+}
+
+void Client::configResetOutputRouting() {
+  const std::lock_guard edit(mEditMutex);
+  mConfig.resetOutputRouting();
+}
+
+std::string Client::configGetName() const {
+  const std::lock_guard edit(mEditMutex);
+  return mName;
+}
+
+eClientMode Client::configGetMode() const {
+  return static_cast<eClientMode>(mMode.load());
+}
+
+std::string Client::configGetClientID() const {
+  const std::lock_guard edit(mEditMutex);
+  return mConfig.active().clientID;
+}
+
+std::string& Client::configGetEditClientID() {
+  const std::lock_guard edit(mEditMutex);
+  return mConfig.edit().clientID;
+}
+
+std::vector<std::int32_t>& Client::configGetOutputRouting() {
+  const std::lock_guard edit(mEditMutex);
+  return mConfig.active().outputRouting;
+}
+
+std::size_t Client::configGetConnectionCount() const {
+  const std::lock_guard edit(mEditMutex);
+  return mConnections.size();
+}
+
+Connection& Client::configEditConnection(const ClientID& source, const ClientID& target) {
+  const std::lock_guard edit(mEditMutex);
+  mConfig.markChanged();
+  const auto found =
+      std::find_if(mConnections.begin(), mConnections.end(), ConnectionFinder{source, target});
+  if (found == mConnections.end()) {
+    return mConnections.emplace_back(source, target, ClientID());
+  }
+  found->disconnectRequested = 0;
+  return *found;
+}
+
+int Client::configSetName(const char* name) {
+  const std::string requested = name != nullptr ? name : "";
+  if (requested.empty()) return -2;
+  if (requested.find_first_not_of(" \t") == std::string::npos) return -3;
+
+  const std::lock_guard lock(mMutex);
+  {
+    const std::lock_guard edit(mEditMutex);
+    mName = requested;
+  }
+  if (!mConnected) return 0;
+  SessionBuffer* session = sessionOrWarn("configSetName");
+  if (session == nullptr) return -4;
+
+  takeUniqueName(*session);
+  const std::string name64 = configGetName();
+  const ClientID ownID(mConnectID);
+  for (ClientEntry& entry : session->entries) {
+    if (entry.id == ownID) entry.setName(name64);
+  }
+  return name64 != requested ? -1 : 0;
+}
+
+void Client::takeUniqueName(const SessionBuffer& session) {
+  std::string name = configGetName();
+  makeNameUnique(&session, name, 0);
+  const std::lock_guard edit(mEditMutex);
+  mName = std::move(name);
+}
+
+void Client::makeNameUnique(const SessionBuffer* session, std::string& name, int suffix) {
+  const std::string candidate = suffix == 0 ? name : name + " (" + std::to_string(suffix) + ")";
+  const auto carriesIt = [&](const ClientEntry& entry) { return entry.nameView() == candidate; };
+  if (std::any_of(std::begin(session->entries), std::end(session->entries), carriesIt)) {
+    return makeNameUnique(session, name, suffix + 1);
+  }
+  name = candidate;
+}
+
+SessionBuffer* Client::sessionOrWarn(const char* operation) const {
+  SessionBuffer* session = mAttachment.session();
+  if (session == nullptr) {
+    Lct::Log(Lct::eLogWarn, operation, "\n!!! %s : CAN'T get shared mem Session !!! \n", operation);
+  }
+  return session;
+}
+
+}  // namespace LIPC

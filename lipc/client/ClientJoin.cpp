@@ -1,0 +1,124 @@
+// One attempt to join the session that a host has set up.
+#include <cmath>
+#include <exception>
+
+#include "lipc/client/AutoConnections.h"
+#include "lipc/client/Client.h"
+#include "lipc/session/ConnectionPool.h"
+#include "lipc/util/Identifiers.h"
+#include "lipc/util/Log.h"
+#include "lipc/util/SharedWord.h"
+
+namespace LIPC {
+namespace {
+
+/// Offline parameter whose value-4 bit says that the client has joined.
+constexpr int cStateParameter = 6;
+constexpr std::int32_t cJoinedBit = 4;
+
+/// The float with the bit set: rounded to the nearest integer, half away from zero. A value outside
+/// the integers' range counts as 0.
+float withBit(float value, std::int32_t bit) {
+  constexpr float limit = 2147483648.0F;
+  const std::int32_t whole =
+      value > -limit && value < limit ? static_cast<std::int32_t>(std::lround(value)) : 0;
+  return static_cast<float>(whole | bit);
+}
+
+}  // namespace
+
+void Client::tryConnectWithoutLock() {
+  try {
+    if (attemptJoin() == Attempt::eJoined) {
+      mLastJoinFailure.clear();
+      return;
+    }
+  } catch (const std::exception& error) {
+    reportJoinFailure(error.what());
+  } catch (...) {
+    reportJoinFailure("an exception of unknown type");
+  }
+  if (mConnected) closeExchange();
+  deleteManagedPtrs();
+}
+
+Client::Attempt Client::attemptJoin() {
+  const Participant self = describeSelf();
+  if (!self.id.isDefined() || Join::isForbidden()) return Attempt::eNotNow;
+  mVersionStatus = Join::checkHost();
+  if (mVersionStatus != eVersionMatches) return Attempt::eNotNow;
+
+  Join join(self, mAttachment);
+  if (!join.attachSession()) return Attempt::eNotNow;
+  SessionBuffer& session = *mAttachment.session();
+  join.openSessionSemaphores();
+  if (!join.tryRegistrationLock()) return Attempt::eNotNow;
+  RegistrationLock lock(*mAttachment.mSessionBufferClientsCanRegisterSemaphore);
+
+  switch (join.checkID()) {
+    case Join::IDState::eFree:
+      break;
+    case Join::IDState::eInUse:
+      takeNewID();
+      return Attempt::eNotNow;
+    case Join::IDState::eCleared:
+      return Attempt::eNotNow;
+  }
+  ClientEntry* row = join.findRow();
+  if (row == nullptr || !join.createClientBuffer() || !join.createSlices()) {
+    return Attempt::eNotNow;
+  }
+  takeUniqueName(session);
+  PublishedConnections published(self.id);
+  publishConnections(published);
+  markJoinedInParameters();
+  join.fillRow(*row, configGetName(), mOfflineParameters, mStrings);
+  mClientIndex = session.getClientIndex(self.id);
+  join.attachPannerValues();
+  join.registerWithHost(lock, mSemaWaiter);
+  published.keep();
+
+  mHeartbeat.restart(loadAcquire(session.heartbeat));
+  mConnected = true;
+  mSHMSliceBufferAccessHandle.post();
+  onLIPCConnectionEstablished();
+  return Attempt::eJoined;
+}
+
+Participant Client::describeSelf() {
+  const std::lock_guard edit(mEditMutex);
+  const ClientConfig& active = mConfig.active();
+  mConnectID = active.clientID;
+  return {ClientID(mConnectID), mClientType, mMode, active.inputChannelCount,
+          active.outputChannelCount};
+}
+
+void Client::takeNewID() {
+  const ClientID oldID(mConnectID);
+  const std::string newID = generateUUID();
+  const std::lock_guard edit(mEditMutex);
+  mConfig.replaceID(newID);
+  mConnections.remove_if([&](const Connection& connection) { return connection.target == oldID; });
+  for (Connection& connection : mConnections)
+    connection.replace(oldID, ClientID(newID));
+}
+
+void Client::publishConnections(PublishedConnections& published) {
+  const std::lock_guard edit(mEditMutex);
+  resolveAutoConnections(*mAttachment.session(), mAutoConnections, ClientID(mConnectID),
+                         mConnections);
+  published.publish(mConnections);
+}
+
+void Client::markJoinedInParameters() {
+  storeRelaxed(mOfflineParameters[cStateParameter],
+               withBit(mOfflineParameters[cStateParameter], cJoinedBit));
+}
+
+void Client::reportJoinFailure(const char* what) {
+  if (mLastJoinFailure == what) return;  // an attempt comes every 100 ms; say it once
+  mLastJoinFailure = what;
+  Lct::Log(Lct::eLogWarn, "tryConnectWithoutLock", "the join failed and is tried again: %s", what);
+}
+
+}  // namespace LIPC

@@ -1,0 +1,88 @@
+// Leaving the session.
+#include <algorithm>
+#include <chrono>
+#include <exception>
+
+#include "lipc/client/Client.h"
+#include "lipc/session/ConnectionPool.h"
+#include "lipc/util/Log.h"
+
+namespace LIPC {
+namespace {
+
+constexpr char cSource[] = "disconnectWithoutLock";
+constexpr int cExchangeAttempts = 50;
+constexpr std::chrono::milliseconds cExchangeSleep(2);
+constexpr int cLockTimeoutMS = 3000;
+constexpr int cAnswerTimeoutMS = 1500;
+
+}  // namespace
+
+void Client::disconnectWithoutLock() {
+  onLIPCConnectionToBeRemoved();
+  closeExchange();
+  mConnected = false;
+  mAttachment.mNewAudioDataAvailableSemaphore.reset();
+  SessionBuffer* session = mAttachment.session();
+  if (session == nullptr) {
+    Lct::Log(Lct::eLogWarn, cSource,
+             "\n!!! disconnectWithoutLock : CAN'T get shared mem Session !!! \n");
+  } else if (mAttachment.holdsItsName()) {
+    leaveSession(*session);
+  }
+  // Without its name this client has no row of its own any more: asking to leave, or clearing rows,
+  // would hit whoever took the ID over.
+  deleteManagedPtrs();
+}
+
+void Client::closeExchange() {
+  for (int attempt = 0; attempt < cExchangeAttempts; ++attempt) {
+    if (mSHMSliceBufferAccessHandle.try_wait()) return;
+    std::this_thread::sleep_for(cExchangeSleep);
+  }
+  Lct::Log(Lct::eLogError, cSource,
+           "*** disconnectWithoutLock : Could not get SHMSliceBufferAccessMutex ***");
+}
+
+void Client::leaveSession(SessionBuffer& session) {
+  const ClientID ownID(mConnectID);
+  SemaphoreHandle& canRegister = *mAttachment.mSessionBufferClientsCanRegisterSemaphore;
+  if (mSemaWaiter.timed_wait(canRegister, cLockTimeoutMS, "SessionBufferClientsCanRegister")) {
+    RegistrationLock lock(canRegister);
+    keepConnections(session);
+    askHost(mAttachment, mSemaWaiter, lock, ownID, SessionBuffer::cLeaveRequest, cAnswerTimeoutMS);
+  } else {
+    for (ClientEntry& entry : session.entries) {
+      if (entry.id == ownID) entry.id.clear();
+    }
+    mClientIndex = -1;
+    Lct::Log(Lct::eLogWarn, cSource,
+             "\n client mSessionBufferClientsCanRegisterSemaphore got timeout \n");
+  }
+  PublishedConnections::withdraw(ownID);
+}
+
+/// Copies the session's present state of the configured connections back, so that the next join
+/// restores it. Not a change of the configuration: nothing rejoins because of it. A connection that
+/// the user cut stays cut, whatever the session still lists.
+void Client::keepConnections(const SessionBuffer& session) {
+  std::list<Connection> current;
+  try {
+    session.getClientConnections(ClientID(mConnectID), current, 0, false);
+  } catch (const std::exception& error) {
+    Lct::Log(Lct::eLogWarn, cSource, "the session's connections could not be read: %s",
+             error.what());
+    return;
+  }
+  const std::lock_guard edit(mEditMutex);
+  for (const Connection& live : current) {
+    if (!live.isDefined()) continue;
+    const auto configured = std::find_if(mConnections.begin(), mConnections.end(),
+                                         ConnectionFinder{live.source, live.target});
+    if (configured != mConnections.end() && configured->disconnectRequested == 0) {
+      *configured = live;
+    }
+  }
+}
+
+}  // namespace LIPC

@@ -1,0 +1,110 @@
+// The auto-connect thread.
+#include <exception>
+
+#include <boost/interprocess/exceptions.hpp>
+
+#include "lipc/client/Client.h"
+#include "lipc/util/Log.h"
+#include "lipc/util/SharedWord.h"
+#include "lipc/util/Threads.h"
+
+namespace LIPC {
+
+void Client::autoConnectExec() {
+  setCurrentThreadName("LIPC Client AutoConnect");
+  mThread.sleepStartDelay();
+  try {
+    while (!mThread.isStopRequested())
+      pass();
+  } catch (const std::exception& error) {
+    mConnected = false;
+    Lct::Log(Lct::eLogError, "autoConnectExec", "the thread ends after an exception: %s",
+             error.what());
+    return;
+  } catch (...) {
+    mConnected = false;
+    Lct::Log(Lct::eLogError, "autoConnectExec", "the thread ends after an exception");
+    return;
+  }
+  leaveAtEnd();
+}
+
+void Client::pass() {
+  std::deque<ClientEntry> connectedClients;
+  {
+    const std::lock_guard lock(mMutex);
+    if (mConnected) {
+      checkSessionWithoutLock(connectedClients);
+    } else if (mAttachment.isHeld()) {
+      // An exception cleared the flag. Leave properly first: joining over one's own row would look
+      // like meeting a live client of the same ID.
+      disconnectWithoutLock();
+    } else {
+      tryConnectWithoutLock();
+    }
+  }
+  deliverChanges();
+  if (mClientType == cMixEngineType) {
+    onLIPCConnectionTick(&connectedClients);
+  } else {
+    onLIPCConnectionTick();
+  }
+  waitForNextPass();
+}
+
+void Client::checkSessionWithoutLock(std::deque<ClientEntry>& connectedClients) {
+  SessionBuffer* session = mAttachment.session();
+  if (session == nullptr || !mAttachment.holdsItsName()) return disconnectWithoutLock();
+
+  switch (mHeartbeat.observe(loadAcquire(session->heartbeat))) {
+    case HeartbeatWatch::Verdict::eRestarted:
+    case HeartbeatWatch::Verdict::eGone:
+      return disconnectWithoutLock();
+    case HeartbeatWatch::Verdict::eStalled:
+      break;
+    case HeartbeatWatch::Verdict::eAdvanced:
+      if (mClientType != cMixEngineType) break;
+      try {
+        session->getConnectedClients(ClientID(configGetClientID()), connectedClients, 0);
+      } catch (const boost::interprocess::interprocess_exception&) {
+        connectedClients.clear();  // the host is making a new pool
+      }
+      break;
+  }
+  SemaphoreHandle& mustDisconnect = *mAttachment.mClientMustDisconnectSemaphore;
+  if (mustDisconnect.try_wait()) {
+    mustDisconnect.clear();
+    return disconnectWithoutLock();
+  }
+  mAttachment.clientBuffer()->keepAlive();
+}
+
+void Client::deliverChanges() {
+  if (!mConnected) return;
+  std::deque<std::pair<unsigned, float>> changes = syncOfflineParameters();
+  if (changes.empty()) return;
+  offlineParameterChanged(std::queue<std::pair<unsigned, float>>(std::move(changes)),
+                          mOfflineParameters);
+}
+
+/// The must-disconnect semaphore is the one way to wake the loop: a configuration change, a stop
+/// and the host post it.
+void Client::waitForNextPass() {
+  if (!mConnected) return AutoConnectThread::sleepDisconnected();
+  SemaphoreHandle& mustDisconnect = *mAttachment.mClientMustDisconnectSemaphore;
+  if (mSemaWaiter.timed_wait(mustDisconnect, mThread.loopDurationMS(), "ClientMustDisconnect")) {
+    mustDisconnect.clear();
+    mustDisconnect.post();  // so that the next pass sees it under the lock
+  }
+}
+
+void Client::leaveAtEnd() {
+  const std::lock_guard lock(mMutex);
+  try {
+    if (mConnected || mAttachment.isHeld()) disconnectWithoutLock();
+  } catch (...) {
+    deleteManagedPtrs();
+  }
+}
+
+}  // namespace LIPC

@@ -1,0 +1,77 @@
+#include "lipc/client/ConfigBlocks.h"
+
+#include <numeric>
+#include <utility>
+
+#include "lipc/session/SessionNames.h"
+
+namespace LIPC {
+namespace {
+
+void setIdentity(std::vector<std::int32_t>& routing) {
+  std::iota(routing.begin(), routing.end(), 0);
+}
+
+}  // namespace
+
+ConfigBlocks::ConfigBlocks(std::string firstID, std::string secondID) {
+  mConfig[0].clientID = std::move(firstID);
+  mConfig[1].clientID = std::move(secondID);
+}
+
+void ConfigBlocks::beginEdit() {
+  if (mEditDepth == 0) edit() = active();
+  ++mEditDepth;
+}
+
+bool ConfigBlocks::endEdit() {
+  if (mEditDepth == 0 || --mEditDepth > 0) return false;
+  flip();
+  return std::exchange(mConfigChanged, false);
+}
+
+void ConfigBlocks::restrictToMode(std::uint32_t mode) {
+  if ((mode & eClientModeInputs) == 0) setInputs(0);
+  if ((mode & eClientModeOutputs) == 0) setOutputs(0);
+}
+
+bool ConfigBlocks::setChannelCounts(std::uint16_t inputs, std::uint16_t outputs,
+                                    std::uint32_t mode) {
+  const bool inputsChanged = setInputs((mode & eClientModeInputs) != 0 ? inputs : 0);
+  const bool outputsChanged = setOutputs((mode & eClientModeOutputs) != 0 ? outputs : 0);
+  return inputsChanged || outputsChanged;
+}
+
+void ConfigBlocks::resetOutputRouting() {
+  setIdentity(edit().outputRouting);
+}
+
+void ConfigBlocks::replaceID(const std::string& newID) {
+  if (mEditDepth == 0) edit() = active();
+  edit().clientID = newID;
+  if (mEditDepth > 0) return;  // becomes active when the application ends its edit
+  mConfigChanged = false;
+  flip();
+}
+
+bool ConfigBlocks::setInputs(std::uint16_t count) {
+  if (edit().inputChannelCount == count) return false;
+  edit().inputChannelCount = count;
+  mConfigChanged = true;
+  return true;
+}
+
+bool ConfigBlocks::setOutputs(std::uint16_t count) {
+  if (edit().outputChannelCount == count) return false;
+  edit().outputChannelCount = count;
+  edit().outputRouting.resize(count);
+  setIdentity(edit().outputRouting);
+  mConfigChanged = true;
+  return true;
+}
+
+void ConfigBlocks::flip() {
+  mEditIndex ^= 1;
+}
+
+}  // namespace LIPC

@@ -1,0 +1,69 @@
+#pragma once
+
+#include <array>
+#include <string>
+
+#include "lipc/client/Registration.h"
+#include "lipc/client/SessionAttachment.h"
+
+namespace LIPC {
+
+/// What the version check of a join found.
+enum eVersionStatus : int {
+  eVersionNoHost = 0,
+  eVersionMatches = 1,
+  eVersionHostNewer = 2,
+  eVersionHostOlder = 3,
+  eVersionHost32Bit = 4,
+};
+
+/// Who joins: what goes into the row and the client buffer besides name, parameters and strings.
+struct Participant {
+  ClientID id;
+  std::uint32_t type = 0;
+  std::uint32_t mode = 0;
+  std::uint16_t inputChannelCount = 0;
+  std::uint16_t outputChannelCount = 0;
+};
+
+/// The steps of a join, in the order in which a client takes them. Each returns whether the join
+/// can go on and logs why not under "tryConnectWithoutLock"; what was attached until then stays in
+/// the attachment for the caller to release.
+///
+/// Threads: the client's auto-connect thread, with the client's mutex held.
+class Join {
+ public:
+  enum class IDState {
+    eFree,     // no row carries it
+    eCleared,  // a dead owner's row was freed, or the owner could not be judged: try again
+    eInUse,    // a live client carries it
+  };
+
+  Join(const Participant& who, SessionAttachment& attachment)
+      : mWho(who), mAttachment(attachment) {}
+
+  /// While the segment "LIPC_SESSION_NOCONNECT" exists the host wants no new clients.
+  static bool isForbidden();
+  static eVersionStatus checkHost();
+
+  bool attachSession();
+  void openSessionSemaphores();
+  bool tryRegistrationLock();
+  /// Looks for a row that carries the ID already. A dead owner's remains (row, connection list,
+  /// segments, semaphores) are taken away.
+  IDState checkID();
+  /// The first free row, or null.
+  ClientEntry* findRow();
+  bool createClientBuffer();
+  bool createSlices();
+  void fillRow(ClientEntry& row, const std::string& name, const float* offlineParameters,
+               const std::array<std::string, cStringSlotCount>& strings);
+  void attachPannerValues();
+  void registerWithHost(RegistrationLock& lock, timed_posix_sema_waiter& waiter);
+
+ private:
+  const Participant& mWho;
+  SessionAttachment& mAttachment;
+};
+
+}  // namespace LIPC

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <memory>
+
+#include "lipc/realtime/SHMSlices.h"
+#include "lipc/realtime/SemaphoreHandle.h"
+#include "lipc/session/ClientBuffer.h"
+#include "lipc/session/PannerValues.h"
+#include "lipc/session/SessionBuffer.h"
+#include "lipc/session/ShmManaged.h"
+
+namespace LIPC {
+
+/// Everything that a client holds of a session: the table, the handles on its semaphores, the
+/// client's own segments. Filled by a join, released in one stated order by `release`.
+///
+/// Threads: guarded by the client's mutex; only the auto-connect thread fills and releases it.
+class SessionAttachment {
+ public:
+  SessionAttachment() = default;
+  ~SessionAttachment() { release(); }
+  SessionAttachment(const SessionAttachment&) = delete;
+  SessionAttachment& operator=(const SessionAttachment&) = delete;
+
+  /// Closes the five handles, then lets go of the return ring, the send ring, the client buffer and
+  /// the session table. The client's own segments are removed from the system, except those whose
+  /// name another process has taken over meanwhile: they are only detached.
+  /// deliberate: the panner values stay attached until the next join or the client's end.
+  void release();
+
+  bool isHeld() const { return mSession != nullptr; }
+  /// Null when not attached.
+  SessionBuffer* session() const { return mSession ? mSession->get() : nullptr; }
+  ClientBuffer* clientBuffer() const { return mClientBuffer ? mClientBuffer->get() : nullptr; }
+  /// False when the client's buffer was removed from the system, as it happens to a client that was
+  /// stopped for so long that others took it for dead. Its row and ID may be another's by then.
+  bool holdsItsName() const { return mClientBuffer && mClientBuffer->holdsItsName(); }
+
+  std::unique_ptr<ShmManagedOpen<SessionBuffer>> mSession;
+  std::unique_ptr<SemaphoreHandle> mNewAudioDataAvailableSemaphore;
+  std::unique_ptr<SemaphoreHandle> mSessionBufferRegistrationEndedSemaphore;
+  std::unique_ptr<SemaphoreHandle> mSessionBufferRegistrationSemaphore;
+  std::unique_ptr<SemaphoreHandle> mSessionBufferClientsCanRegisterSemaphore;
+  std::unique_ptr<ShmManagedCreateOpen<ClientBuffer>> mClientBuffer;
+  std::unique_ptr<ShmManagedCreateOpen<SHMSlices>> mSendSlices;
+  std::unique_ptr<ShmManagedCreateOpen<SHMSlices>> mReturnSlices;
+  std::unique_ptr<SemaphoreHandle> mClientMustDisconnectSemaphore;
+  std::unique_ptr<ShmManagedOpen<SHM_Panner_DAW_Values>> mPannerDAWValues;
+};
+
+}  // namespace LIPC

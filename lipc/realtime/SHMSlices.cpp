@@ -1,0 +1,106 @@
+#include "lipc/realtime/SHMSlices.h"
+
+#include <cstring>
+
+#include "lipc/util/SharedWord.h"
+
+namespace LIPC {
+namespace {
+
+constexpr std::int64_t cTimeStampTolerance = 2;
+
+constexpr int offsetOfSlice(int i) {
+  return static_cast<int>(offsetof(SHMSlices, slices)) +
+         static_cast<int>(sizeof(SHMSliceBuffer)) * i;
+}
+
+bool matches(std::int64_t stamp, std::int64_t wanted) {
+  // Unsigned, so that a foreign stamp at the end of the range does not overflow.
+  const auto distance = static_cast<std::uint64_t>(stamp) - static_cast<std::uint64_t>(wanted);
+  return distance == 0 || distance == cTimeStampTolerance ||
+         distance == static_cast<std::uint64_t>(-cTimeStampTolerance);
+}
+
+}  // namespace
+
+void SHMChannel::clear() {
+  std::memset(samples, 0, sizeof samples);
+}
+
+SHMSliceBuffer::SHMSliceBuffer()
+    : clientType(0), timeStamp(0), channelCount(0), sampleCount(0), ready(0), samplesOffset(0) {
+  clientID[0] = '\0';
+  terminator = '\0';
+  clearParameters();
+}
+
+void SHMSliceBuffer::configure(unsigned short channels, int offset) {
+  channelCount = channels;
+  samplesOffset = offset;
+}
+
+void SHMSliceBuffer::clearSamples() {
+  for (unsigned short c = 0; c < channelCount; ++c)
+    getChannel(c)->clear();
+}
+
+void SHMSliceBuffer::clearParameters() {
+  std::memset(parameters, 0, sizeof parameters);
+}
+
+SHMChannel* SHMSliceBuffer::getChannel(unsigned short c) {
+  return reinterpret_cast<SHMChannel*>(reinterpret_cast<char*>(this) + samplesOffset +
+                                       c * sizeof(SHMChannel));
+}
+
+const SHMChannel* SHMSliceBuffer::getChannel(unsigned short c) const {
+  return reinterpret_cast<const SHMChannel*>(reinterpret_cast<const char*>(this) + samplesOffset +
+                                             c * sizeof(SHMChannel));
+}
+
+float* SHMSliceBuffer::getChannelSamples(unsigned short c) {
+  return reinterpret_cast<float*>(getChannel(c));
+}
+
+const float* SHMSliceBuffer::getChannelSamples(unsigned short c) const {
+  return reinterpret_cast<const float*>(getChannel(c));
+}
+
+SHMSlices::SHMSlices(const char*) : currentSlice(0), reserved(0) {}
+
+long long SHMSlices::sizeOfStruct(unsigned short channels) {
+  return static_cast<long long>(sizeof(SHMSlices)) +
+         static_cast<long long>(cSliceCount * sizeof(SHMChannel)) * channels;
+}
+
+void SHMSlices::allocateChannelCount(unsigned short n) {
+  const int bytesPerSlice = n * static_cast<int>(sizeof(SHMChannel));
+  for (int i = 0; i < cSliceCount; ++i) {
+    const int samples = static_cast<int>(sizeof(SHMSlices)) + i * bytesPerSlice;
+    slices[i].configure(n, samples - offsetOfSlice(i));
+    slices[i].clearSamples();
+  }
+}
+
+SHMSliceBuffer* SHMSlices::getSliceBuffer(int i) {
+  return &slices[i];
+}
+
+SHMSliceBuffer* SHMSlices::getSliceWithTime(long long t) {
+  // A spoilt index is taken modulo six: the search never leaves the ring.
+  auto index = static_cast<std::uint32_t>(loadAcquire(currentSlice)) % cSliceCount;
+  for (int visited = 0; visited < cSliceCount; ++visited) {
+    if (matches(loadRelaxed(slices[index].timeStamp), t)) return &slices[index];
+    index = (index + cSliceCount - 1) % cSliceCount;
+  }
+  return nullptr;
+}
+
+void SHMSlices::clear() {
+  for (SHMSliceBuffer& slice : slices) {
+    slice.clearParameters();
+    slice.clearSamples();
+  }
+}
+
+}  // namespace LIPC

@@ -1,0 +1,61 @@
+#include "lipc/realtime/Semaphore.h"
+
+#include <cstring>
+
+#include <boost/interprocess/sync/named_semaphore.hpp>
+
+namespace LIPC {
+namespace {
+
+std::uint32_t checksum(const char (&fullName)[Semaphore::cNameBytes]) {
+  std::uint32_t words[Semaphore::cNameBytes / sizeof(std::uint32_t)];
+  std::memcpy(words, fullName, sizeof words);
+  std::uint32_t sum = 0;
+  for (const std::uint32_t word : words)
+    sum += word;
+  return sum;
+}
+
+/// Copies like strncpy: up to the buffer's size, the rest NUL.
+void copyPadded(char (&destination)[Semaphore::cNameBytes], const char* text) {
+  const std::size_t length = strnlen(text, sizeof destination);
+  std::memcpy(destination, text, length);
+  std::memset(destination + length, 0, sizeof destination - length);
+}
+
+}  // namespace
+
+Semaphore::Semaphore(const char* fullName, unsigned startCount) noexcept
+    : initialCount(startCount) {
+  copyPadded(posixName, fullName);
+  copyPadded(name, fullName);
+  name[cNameBytes - 1] = '\0';
+
+  const std::uint32_t sum = checksum(name);
+  for (std::size_t i = 0; i < cChecksumCharacters; ++i) {
+    posixName[i] = static_cast<char>(0x30 | ((sum >> (4 * i)) & 0x0F));
+  }
+  posixName[cPosixNameEnd] = '\0';
+
+  boost::interprocess::named_semaphore::remove(posixName);
+}
+
+Semaphore::~Semaphore() {
+  if (isWellFormed()) boost::interprocess::named_semaphore::remove(posixName);
+}
+
+void Semaphore::unlink(const char* fullName) noexcept {
+  // The constructor unlinks.
+  const Semaphore record(fullName, 0);
+}
+
+bool Semaphore::isWellFormed() const noexcept {
+  const std::size_t length = strnlen(posixName, cNameBytes);
+  if (length < cChecksumCharacters || length > cPosixNameEnd) return false;
+  for (std::size_t i = 0; i < cChecksumCharacters; ++i) {
+    if ((posixName[i] & 0xF0) != 0x30) return false;
+  }
+  return std::memchr(posixName, '/', length) == nullptr;
+}
+
+}  // namespace LIPC

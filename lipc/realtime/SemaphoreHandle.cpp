@@ -1,0 +1,100 @@
+#include "lipc/realtime/SemaphoreHandle.h"
+
+#include <cerrno>
+
+#include <boost/date_time/posix_time/posix_time_types.hpp>
+#include <boost/interprocess/sync/named_semaphore.hpp>
+#include <syslog.h>
+
+#include "lipc/util/FixedText.h"
+
+namespace LIPC {
+namespace {
+
+namespace bip = boost::interprocess;
+
+void reportZeroHandle(const Semaphore& record, const char* operation) {
+  syslog(LOG_WARNING, "SemaphoreHandle (zero) %s ERROR for %s", operation,
+         fixedText(record.name).c_str());
+}
+
+void reportError(const Semaphore& record, const char* operation, int code) {
+  syslog(LOG_WARNING, "SemaphoreHandle %s ERROR = %d for %s", operation, code,
+         fixedText(record.name).c_str());
+}
+
+/// Runs a wait again when a signal ended it. Any other error of Boost's is logged and answered with
+/// `onError`.
+template <class Operation>
+bool guarded(const Semaphore& record, const char* name, bool onError, Operation operation) {
+  for (;;) {
+    try {
+      return operation();
+    } catch (const bip::interprocess_exception& error) {
+      if (error.get_native_error() == EINTR) continue;
+      reportError(record, name, static_cast<int>(error.get_error_code()));
+      return onError;
+    }
+  }
+}
+
+}  // namespace
+
+SemaphoreHandle::SemaphoreHandle(const Semaphore& semaphore) : mRecord(semaphore) {
+  if (!semaphore.isWellFormed()) {
+    syslog(LOG_WARNING, "SemaphoreHandle CREATION ERROR for %s", fixedText(semaphore.name).c_str());
+    return;
+  }
+  try {
+    mSemaphore = std::make_unique<bip::named_semaphore>(
+        bip::open_or_create, semaphore.posixName, semaphore.initialCount, bip::permissions(0666));
+  } catch (const bip::interprocess_exception& error) {
+    reportError(semaphore, "CREATION", static_cast<int>(error.get_error_code()));
+  } catch (...) {
+    syslog(LOG_WARNING, "SemaphoreHandle CREATION ERROR for %s", fixedText(semaphore.name).c_str());
+  }
+}
+
+SemaphoreHandle::~SemaphoreHandle() = default;
+
+void SemaphoreHandle::wait() {
+  if (mSemaphore == nullptr) return reportZeroHandle(mRecord, "wait");
+  guarded(mRecord, "wait", true, [this] {
+    mSemaphore->wait();
+    return true;
+  });
+}
+
+bool SemaphoreHandle::timed_wait(unsigned ms) {
+  if (mSemaphore == nullptr) {
+    reportZeroHandle(mRecord, "timed_wait");
+    return true;
+  }
+  const auto deadline =
+      boost::posix_time::microsec_clock::universal_time() + boost::posix_time::milliseconds(ms);
+  return guarded(mRecord, "timed_wait", true, [&] { return mSemaphore->timed_wait(deadline); });
+}
+
+bool SemaphoreHandle::try_wait() {
+  if (mSemaphore == nullptr) {
+    reportZeroHandle(mRecord, "try_wait");
+    return true;
+  }
+  return guarded(mRecord, "try_wait", true, [this] { return mSemaphore->try_wait(); });
+}
+
+void SemaphoreHandle::post() {
+  if (mSemaphore == nullptr) return reportZeroHandle(mRecord, "post");
+  guarded(mRecord, "post", true, [this] {
+    mSemaphore->post();
+    return true;
+  });
+}
+
+void SemaphoreHandle::clear() {
+  if (mSemaphore == nullptr) return reportZeroHandle(mRecord, "clear");
+  while (try_wait()) {
+  }
+}
+
+}  // namespace LIPC

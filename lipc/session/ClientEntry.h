@@ -1,0 +1,80 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <type_traits>
+
+#include "lipc/session/ClientID.h"
+#include "lipc/session/SHMArray.h"
+#include "lipc/session/SessionNames.h"
+
+namespace LIPC {
+
+/// One participant's row of the session table. A row whose ID is empty or "Default" is free.
+///
+/// The table is read without locks, so a row may be met half-written; readers copy what they need.
+/// The row's client writes it; the host frees it, and others may write its strings and parameters.
+struct ClientEntry {
+  /// A visitor of rows.
+  class Predicate {
+   public:
+    virtual ~Predicate() = default;
+    /// True: go on with the next row. False: stop at this one.
+    virtual bool test(const ClientEntry& entry) = 0;
+  };
+
+  static constexpr std::size_t cNameBytes = 64;
+
+  ClientEntry();
+  /// Copies everything; each string's current text goes through the destination's `put`, so the
+  /// destination's buffer index moves on instead of being copied.
+  ClientEntry(const ClientEntry& other);
+  ClientEntry& operator=(const ClientEntry& other);
+
+  /// Frees the row: the ID's first character and everything from `type` to the end of the
+  /// parameters. The strings are left as they are.
+  void clear();
+  bool isFree() const { return !id.isDefined(); }
+  /// Copies at most 64 bytes, NUL-padded: a name of 64 bytes or more fills the field without a NUL.
+  void setName(std::string_view text);
+  std::string_view nameView() const;
+
+  /// Rows are equal, and ordered, by their ID alone.
+  bool operator==(const ClientEntry& other) const { return id == other.id; }
+  bool operator<(const ClientEntry& other) const { return id < other.id; }
+
+  //                                                offset  size  written by the row's client
+  ClientID id;                       //      0    65  key of the row
+  char padding[3];                   //     65     3  not written by copies
+  std::uint32_t type;                //     68     4  four-character code
+  char name[cNameBytes];             //     72    64  display name, unique in the session
+  std::uint32_t mode;                //    136     4  eClientMode bits
+  std::uint16_t inputChannelCount;   //    140     2  0 without eClientModeInputs
+  std::uint16_t outputChannelCount;  //    142     2  0 without eClientModeOutputs
+  float offlineParameters[cOfflineParameterCount];  // 144   512
+  SHMString strings[cStringSlotCount];              //    656  2720  slot i at 656 + 272 * i
+};
+
+static_assert(sizeof(ClientEntry) == 3376);
+static_assert(offsetof(ClientEntry, id) == 0);
+static_assert(offsetof(ClientEntry, type) == 68);
+static_assert(offsetof(ClientEntry, name) == 72);
+static_assert(offsetof(ClientEntry, mode) == 136);
+static_assert(offsetof(ClientEntry, inputChannelCount) == 140);
+static_assert(offsetof(ClientEntry, outputChannelCount) == 142);
+static_assert(offsetof(ClientEntry, offlineParameters) == 144);
+static_assert(offsetof(ClientEntry, strings) == 656);
+static_assert(std::is_standard_layout_v<ClientEntry>);
+
+/// Finds the row of an ID.
+class PredicateFindClientEntryForID final : public ClientEntry::Predicate {
+ public:
+  explicit PredicateFindClientEntryForID(const ClientID& wanted) : id(wanted) {}
+  bool test(const ClientEntry& candidate) override;
+
+  bool found = false;
+  ClientID id;
+  const ClientEntry* entry = nullptr;
+};
+
+}  // namespace LIPC

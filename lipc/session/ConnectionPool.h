@@ -1,0 +1,72 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <list>
+#include <string>
+
+#include <boost/container/list.hpp>
+#include <boost/interprocess/allocators/allocator.hpp>
+#include <boost/interprocess/managed_shared_memory.hpp>
+
+#include "lipc/session/Connection.h"
+
+/// The connection pool: a managed segment that the host creates. It holds the session's list
+/// "LIPC_SESSION_CONNECTION_LIST", which is the host's, and for each joined client a list under the
+/// client's ID, which is the client's: it publishes there, the host merges.
+///
+/// The lists are read without a lock while another process may change them; `forEachConnection`
+/// therefore follows no link out of the mapped pool and takes no more steps than the pool has room
+/// for. The pool's own lock (names and memory) is held for microseconds; where a process died in
+/// it, every operation that needs it throws boost::interprocess::interprocess_exception after
+/// BOOST_INTERPROCESS_TIMEOUT_WHEN_LOCKING_DURATION_MS milliseconds, and the host makes a new pool.
+namespace LIPC {
+
+using SharedConnectionAllocator =
+    boost::interprocess::allocator<Connection,
+                                   boost::interprocess::managed_shared_memory::segment_manager>;
+/// Nodes are two relative links of 8 bytes and the record, 480 bytes with padding.
+using SharedConnectionList = boost::container::list<Connection, SharedConnectionAllocator>;
+
+/// Calls visit(const Connection&) for the records of a shared list in order.
+template <class Visit>
+void forEachConnection(const boost::interprocess::managed_shared_memory& pool,
+                       const SharedConnectionList& list, Visit visit) {
+  const auto base = reinterpret_cast<std::uintptr_t>(pool.get_address());
+  const std::size_t mostRecords = pool.get_size() / sizeof(Connection);
+  const auto end = list.end();
+  std::size_t steps = 0;
+  for (auto it = list.begin(); it != end && steps < mostRecords; ++it, ++steps) {
+    const auto at = reinterpret_cast<std::uintptr_t>(&*it);
+    const bool inside = at >= base && at - base <= pool.get_size() - sizeof(Connection);
+    if (!inside || at % alignof(Connection) != 0) return;
+    visit(*it);
+  }
+}
+
+/// A client's own list in the pool, for the time of a join: taken out again at the end of scope
+/// unless the join succeeded and `keep` was called.
+class PublishedConnections {
+ public:
+  /// Constructs the client's list. Throws boost::interprocess::interprocess_exception when the pool
+  /// is missing or a list of that name is still there.
+  explicit PublishedConnections(const ClientID& id);
+  ~PublishedConnections();
+  PublishedConnections(const PublishedConnections&) = delete;
+  PublishedConnections& operator=(const PublishedConnections&) = delete;
+
+  /// Replaces the list's contents. Throws boost::interprocess::bad_alloc when the pool is full.
+  void publish(const std::list<Connection>& connections);
+  void keep() { mKept = true; }
+
+  /// Takes the list of `id` out of the pool, if both are there. Errors are logged, not thrown.
+  static void withdraw(const ClientID& id);
+
+ private:
+  boost::interprocess::managed_shared_memory mPool;
+  std::string mName;
+  SharedConnectionList* mList;
+  bool mKept = false;
+};
+
+}  // namespace LIPC

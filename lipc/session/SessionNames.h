@@ -1,0 +1,75 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+/// Names, sizes and numbers on which all processes of a session agree.
+namespace LIPC {
+
+/// Version of the session's protocol and records ("LIPC_VERSION", first word).
+inline constexpr std::uint32_t cProtocolVersion = 5;
+/// Pointer width of the host in bits ("LIPC_VERSION", second word).
+inline constexpr std::uint32_t cPointerWidthBits = 64;
+
+// System V segments, each found through shmKey(name).
+inline constexpr char cSessionSegment[] = "LIPC_SESSION";
+inline constexpr char cVersionSegment[] = "LIPC_VERSION";
+inline constexpr char cNoConnectSegment[] = "LIPC_SESSION_NOCONNECT";
+inline constexpr char cPannerValuesSegment[] = "LIPC_SESSION_PANNER_DAW_VALS";
+inline constexpr char cSendSuffix[] = "-send";
+inline constexpr char cReturnSuffix[] = "-return";
+
+// The managed segment of the connection lists, and the session's list in it.
+inline constexpr char cConnectionPoolSegment[] = "LIPC_SESSION_CONNECTION_POOL";
+inline constexpr char cConnectionListName[] = "LIPC_SESSION_CONNECTION_LIST";
+
+// Named semaphores: session name or client ID, then the suffix.
+inline constexpr char cRegistrationSuffix[] = "RegistrationSemaphore";
+inline constexpr char cRegistrationEndedSuffix[] = "RegistrationEndedSemaphore";
+inline constexpr char cNewAudioDataSuffix[] = "NewAudioDataAvailable";
+inline constexpr char cClientsCanRegisterSuffix[] = "ClientsCanRegisterMutex";
+inline constexpr char cMustDisconnectSuffix[] = "ClientMustDisconnect";
+inline constexpr char cKeepAliveMutexSuffix[] = "mKeepAliveTimestampMutex";
+inline constexpr char cSliceAccessSuffix[] = "SHMSliceBufferAccessMutex";
+
+/// Rows of the session table; also the index that means absent.
+inline constexpr int cMaxClients = 1024;
+/// Offline parameters of a client.
+inline constexpr unsigned cOfflineParameterCount = 128;
+/// String slots of a client.
+inline constexpr unsigned cStringSlotCount = 10;
+
+/// The record in "LIPC_VERSION", written by the host.
+struct VersionRecord {
+  //                                  offset  size
+  std::uint32_t protocolVersion;   //      0     4
+  std::uint32_t pointerWidthBits;  //      4     4
+};
+
+static_assert(sizeof(VersionRecord) == 8);
+static_assert(offsetof(VersionRecord, protocolVersion) == 0);
+static_assert(offsetof(VersionRecord, pointerWidthBits) == 4);
+
+/// A four-character code as its number: the first character in the most significant byte.
+constexpr std::uint32_t fourCharacterCode(const char (&text)[5]) {
+  std::uint32_t code = 0;
+  for (int i = 0; i < 4; ++i)
+    code = (code << 8) | static_cast<unsigned char>(text[i]);
+  return code;
+}
+
+inline constexpr std::uint32_t cMixEngineType = fourCharacterCode("VMIX");
+inline constexpr std::uint32_t cSettingsType = fourCharacterCode("VSet");
+
+/// A client's mode bits, as its row and its ClientBuffer carry them. Inputs and outputs are meant
+/// from the client's side of its rings: it sends inputs, it receives outputs.
+enum eClientMode : std::uint32_t {
+  eClientModeNone = 0,
+  eClientModeInputs = 1,     // has a "-send" ring with channels
+  eClientModeOutputs = 2,    // has a "-return" ring with channels
+  eClientModeNoAudio = 4,    // takes part without audio (the settings client)
+  eClientModeExclusive = 8,  // a mode with this bit is stored as exactly 8
+};
+
+}  // namespace LIPC

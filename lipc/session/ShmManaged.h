@@ -1,0 +1,148 @@
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <new>
+#include <type_traits>
+
+#include <sys/types.h>
+
+namespace LIPC {
+
+/// Owners of System V segments. A segment is found by name through shmKey; the owner object holds
+/// the attachment and lets go of it in its destructor. The contents belong to the segment.
+///
+/// A constructor that cannot get or attach its segment leaves `address` null and prints nothing but
+/// perror's line for a failed attach; whoever made the owner tests for null and reports.
+///
+/// Threads: one at a time.
+class ShmManaged {
+ public:
+  virtual ~ShmManaged() = default;
+  ShmManaged(const ShmManaged&) = delete;
+  ShmManaged& operator=(const ShmManaged&) = delete;
+
+  /// Removes the segment of that name from the system and returns 0. A segment that does not exist
+  /// or cannot be removed is logged at error level and ends the process with exit status 1.
+  static int remove(const char* name);
+  /// Removes the segment of that name if there is one and this process may; true when it did. For
+  /// what a dead process left behind.
+  static bool removeIfPresent(const char* name);
+
+  /// True while the system's segment of this name is the attached one: false once another process
+  /// has removed it, or removed it and made a new one.
+  bool holdsItsName() const;
+  /// Bytes of the attached segment as the system has it (not as any record in it claims); 0 when
+  /// not attached.
+  std::size_t mappedBytes() const { return mMappedBytes; }
+
+ protected:
+  explicit ShmManaged(const char* name);
+
+  /// Gets an existing segment. `minimumBytes`: a smaller segment is foreign and not attached.
+  void open(std::size_t minimumBytes);
+  /// Gets or creates a segment of `bytes`. A leftover of that name that is smaller cannot be
+  /// reused: it is removed and made anew.
+  void createOrOpen(std::size_t bytes);
+  void detach();
+  /// Detaches and removes; a failed removal is fatal (exit status 1), deliberately: a segment that
+  /// cannot be removed would be taken for a live participant's.
+  void detachAndRemoveOrExit();
+
+  key_t key;
+  int shmid = -1;
+  void* address = nullptr;
+
+ private:
+  void attach();
+
+  std::size_t mMappedBytes = 0;
+};
+
+/// The size below which a segment cannot be a T. For records whose layout is another program's, 1.
+template <class T>
+inline constexpr std::size_t cShmMinimumBytes = sizeof(T);
+
+/// Attaches an existing segment as a T, without constructing it, and detaches at the end.
+template <class T>
+class ShmManagedOpen final : public ShmManaged {
+ public:
+  explicit ShmManagedOpen(const char* name) : ShmManaged(name) { open(cShmMinimumBytes<T>); }
+  ~ShmManagedOpen() override { detach(); }
+
+  /// Null when not attached.
+  T* get() const { return static_cast<T*>(address); }
+  T* operator->() const { return get(); }
+};
+
+/// Creates a segment (an existing one is reused), attaches it and constructs T(name) in it. At the
+/// end: destroys T where there is something to run, detaches, removes the segment from the system.
+template <class T>
+class ShmManagedCreateOpen final : public ShmManaged {
+ public:
+  /// `bytes` at least sizeof(T). An exception of T's constructor passes after the segment has been
+  /// removed.
+  ShmManagedCreateOpen(const char* name, std::size_t bytes) : ShmManaged(name) {
+    createOrOpen(bytes);
+    if (address == nullptr) return;
+    try {
+      new (address) T(name);
+    } catch (...) {
+      detachAndRemoveOrExit();
+      throw;
+    }
+  }
+
+  ~ShmManagedCreateOpen() override {
+    if (mAbandoned) {
+      detach();
+      return;
+    }
+    if constexpr (!std::is_trivially_destructible_v<T>) {
+      if (address != nullptr) std::destroy_at(get());
+    }
+    detachAndRemoveOrExit();
+  }
+
+  /// From here on only detaches at the end: the segment of this name is another's now.
+  void abandon() { mAbandoned = true; }
+
+  /// Null when not attached.
+  T* get() const { return static_cast<T*>(address); }
+  T* operator->() const { return get(); }
+
+ private:
+  bool mAbandoned = false;
+};
+
+/// Attaches an existing segment as a T for reading only: makes no key file, and writing faults.
+template <class T>
+class ShmReadOnly final {
+ public:
+  explicit ShmReadOnly(const char* name);
+  ~ShmReadOnly();
+  ShmReadOnly(const ShmReadOnly&) = delete;
+  ShmReadOnly& operator=(const ShmReadOnly&) = delete;
+
+  /// Null when there is no such segment, or none that holds a T.
+  const T* get() const { return static_cast<const T*>(mAddress); }
+  const T* operator->() const { return get(); }
+
+ private:
+  const void* mAddress;
+};
+
+/// Behind ShmReadOnly: null when the segment is missing, smaller or not readable.
+const void* attachReadOnly(const char* name, std::size_t minimumBytes);
+void detachReadOnly(const void* address);
+
+template <class T>
+ShmReadOnly<T>::ShmReadOnly(const char* name)
+    : mAddress(attachReadOnly(name, cShmMinimumBytes<T>)) {}
+
+template <class T>
+ShmReadOnly<T>::~ShmReadOnly() {
+  detachReadOnly(mAddress);
+}
+
+}  // namespace LIPC

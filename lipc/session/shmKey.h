@@ -1,0 +1,27 @@
+#pragma once
+
+#include <string>
+
+#include <sys/types.h>
+
+namespace LIPC {
+
+/// Folder and prefix of the key files.
+inline constexpr char cKeyFilePrefix[] = "/tmp/LIPC_";
+
+/// "/tmp/LIPC_" followed by the name, unaltered.
+std::string keyFilePath(const char* name);
+
+/// The System V key of a segment name. Makes the name's key file, or deliberately rewrites it empty
+/// if it is there: the key comes from the file's identity and stays as long as the file is not
+/// deleted. A file that cannot be written (another user's) still gives its key.
+/// Returns -1 when there is no such file; that is logged at error level. Nothing may be created
+/// under -1: every name without a key would share that segment.
+/// Threads: any.
+key_t shmKey(const char* name);
+
+/// As shmKey for a reader that leaves no trace: writes no file and logs nothing. -1 when the key
+/// file does not exist.
+key_t existingShmKey(const char* name);
+
+}  // namespace LIPC

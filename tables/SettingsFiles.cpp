@@ -1,0 +1,52 @@
+#include "tables/SettingsFiles.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+#include <pwd.h>
+#include <unistd.h>
+
+namespace Vexo::Settings {
+namespace {
+
+constexpr char cFolderUnderHome[] = "/Library/Application Support/Vexo Technologies";
+constexpr char cFileName[] = "/Vexo-Settings.xml";
+
+std::string homeFolder() {
+  if (const char* home = std::getenv("HOME"); home != nullptr && *home != '\0') return home;
+  passwd entry{};
+  passwd* found = nullptr;
+  char buffer[4096];
+  if (getpwuid_r(getuid(), &entry, buffer, sizeof buffer, &found) == 0 && found != nullptr) {
+    return found->pw_dir;
+  }
+  return "/";
+}
+
+}  // namespace
+
+SettingsRoots systemSettingsRoots() {
+  SettingsRoots roots;
+  roots.home = homeFolder();
+  return roots;
+}
+
+std::string settingsFolder(const std::string& home) {
+  return home + cFolderUnderHome;
+}
+
+std::string currentUserSettingsFile(const SettingsRoots& roots) {
+  return settingsFolder(roots.home) + cFileName;
+}
+
+std::optional<std::string> lastUserSettingsFile(const SettingsRoots& roots) {
+  std::FILE* file = std::fopen(roots.lastUserFile.c_str(), "re");
+  if (file == nullptr) return std::nullopt;
+  char user[256] = {};
+  const int items = std::fscanf(file, "%255[^\n]", user);
+  std::fclose(file);
+  if (items < 1) return std::nullopt;
+  return settingsFolder(roots.usersFolder + "/" + user) + cFileName;
+}
+
+}  // namespace Vexo::Settings

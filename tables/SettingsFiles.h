@@ -1,0 +1,35 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+/// Where the machine's settings lie. Paths only: nothing here opens a settings file.
+///
+///   settings of the running user   HOME/Library/Application Support/Vexo
+///   Technologies/Vexo-Settings.xml settings of another user       /Users/NAME/Library/Application
+///   Support/Vexo Technologies/... whose numeric settings count
+///   /Users/Shared/.vexosettings_lastuser.txt, first line: a login name
+///
+/// The same on every platform: the paths under /Users are absolute also where homes lie elsewhere.
+/// The facility always comes from the running user's own file; where there is no last-user file,
+/// the numbers do too.
+namespace Vexo::Settings {
+
+struct SettingsRoots {
+  std::string home;  // the running user's home folder
+  std::string usersFolder = "/Users";
+  std::string lastUserFile = "/Users/Shared/.vexosettings_lastuser.txt";
+};
+
+/// The running process's: HOME, or the user database where HOME is not set.
+SettingsRoots systemSettingsRoots();
+
+/// The folder, under a home, in which the settings file lies.
+std::string settingsFolder(const std::string& home);
+std::string currentUserSettingsFile(const SettingsRoots& roots);
+
+/// The settings file of the user whom the last-user file names: at most 255 characters of its first
+/// line. Empty when that file is missing or unreadable, or its first line is empty.
+std::optional<std::string> lastUserSettingsFile(const SettingsRoots& roots);
+
+}  // namespace Vexo::Settings
