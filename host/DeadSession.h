@@ -1,0 +1,47 @@
+#pragma once
+
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace host {
+
+/// A session that cannot be started; the text is a whole sentence for people.
+class HostError : public std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+/// Another host's session is alive.
+class SessionAliveError final : public HostError {
+  using HostError::HostError;
+};
+
+/// Makes this process the machine's one starting or running host: an advisory lock on the session's
+/// key file, which the system releases with the process.
+class HostLock {
+ public:
+  /// Throws SessionAliveError when another process holds it, HostError when there is no key file.
+  HostLock();
+  ~HostLock();
+  HostLock(const HostLock&) = delete;
+  HostLock& operator=(const HostLock&) = delete;
+
+ private:
+  int mFile;
+};
+
+/// True when the present session's heartbeat advances; watches it for about a second. Reads only.
+bool isSessionAlive();
+
+/// Removes what a dead host and dead clients left: the session's segments and the connection pool,
+/// and every client segment to which no process is attached. Clients that still hold the old
+/// session see its heartbeat go back and come over at once. Returns a phrase for each thing
+/// removed. Throws HostError for a session segment that cannot be removed (another user's).
+std::vector<std::string> clearDeadSession();
+
+/// Removes every client segment of this machine to which no process is attached, with its owner's
+/// semaphores; returns their names. Only while nobody can join: a client that is between making its
+/// segment and attaching it would lose it.
+std::vector<std::string> removeOrphanSegments();
+
+}  // namespace host

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "lipc/session/SessionNames.h"
+
+namespace host {
+
+/// Ways in which the host misbehaves on request, so that participants can be tested against them.
+struct Faults {
+  bool silent = false;          // never answers a join or a leave
+  bool stallHeartbeat = false;  // the heartbeat stands still
+  bool heartbeatBack = false;   // the heartbeat goes back every two seconds
+  bool holdLock = false;        // holds the registration lock for ever
+  bool noConnect = false;       // forbids joins ("LIPC_SESSION_NOCONNECT")
+  bool fillTable = false;       // fills every free row of the table
+};
+
+struct HostOptions {
+  std::uint32_t protocolVersion = LIPC::cProtocolVersion;
+  std::uint32_t pointerWidthBits = LIPC::cPointerWidthBits;
+  std::string referenceClient;  // ID for the table's reference field; empty: unset
+  Faults faults;
+};
+
+}  // namespace host

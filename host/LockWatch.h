@@ -1,0 +1,31 @@
+#pragma once
+
+#include <chrono>
+#include <optional>
+
+namespace host {
+
+/// Notices a registration lock that is held with no request for longer than any join takes: its
+/// holder died. A join asks its host within about three seconds of taking the lock (one for a
+/// stamp's mutex, two for the connection pool's lock).
+///
+/// Pure. Threads: the host's lock guards every call.
+class LockWatch {
+ public:
+  using SteadyTime = std::chrono::steady_clock::time_point;
+
+  static constexpr std::chrono::milliseconds cLongestJoin{5000};
+
+  /// A request was answered, or the lock was seen free: whoever holds it now has just taken it.
+  void restart() { mHeldSince.reset(); }
+  /// The lock was seen held. True when it has been for too long.
+  bool isStuck(SteadyTime now) {
+    if (!mHeldSince) mHeldSince = now;
+    return now - *mHeldSince >= cLongestJoin;
+  }
+
+ private:
+  std::optional<SteadyTime> mHeldSince;
+};
+
+}  // namespace host

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <list>
+#include <memory>
+#include <mutex>
+#include <thread>
+
+#include "host/ProcessorLibrary.h"
+#include "lipc/realtime/SHMSlices.h"
+#include "lipc/session/SessionBuffer.h"
+
+namespace host {
+
+/// Drives the loaded libraries' processors, once per block of 1024 frames at 48 kHz on a thread of
+/// its own. Each cycle, per processor: preProcess; updateInput and updateOutput for every client;
+/// process; updateParameters; postProcess. There is no audio in the calls (no channels).
+///
+/// A processor's parameter block starts as the offline parameters of the first client of the
+/// library's type; slots that the processor changed are written back to that client's row, where
+/// every participant can read them.
+class ProcessorCycle {
+ public:
+  static constexpr unsigned cBlockFrames = 1024;
+  static constexpr float cSampleRate = 48000.0F;
+
+  explicit ProcessorCycle(LIPC::SessionBuffer& session);
+  ~ProcessorCycle();
+  ProcessorCycle(const ProcessorCycle&) = delete;
+  ProcessorCycle& operator=(const ProcessorCycle&) = delete;
+
+  void add(ProcessorLibrary& library);
+  /// Ends the thread; no processor is called after this returned.
+  void stop();
+
+ private:
+  using Parameters = std::array<float, LIPC::SHMSliceBuffer::cParameterCount>;
+
+  void run();
+  void cycle(long long timestamp);
+  void showClients(LIPC::AudioProcessor& processor, Parameters& parameters);
+  void exchangeParameters(ProcessorLibrary& library, Parameters& parameters);
+
+  LIPC::SessionBuffer& mSession;
+  std::mutex mMutex;  // guards mLibraries
+  std::list<ProcessorLibrary*> mLibraries;
+  std::atomic<bool> mStop{false};
+  std::thread mThread;
+};
+
+}  // namespace host

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+#include "lipc/AudioProcessor.h"
+
+namespace host {
+
+/// A processor library that cannot be used; the text is a whole sentence that names the file and
+/// the cause.
+class LibraryError : public std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+/// A loaded processor library and one processor of it. The end of this object destroys the
+/// processor, then calls the library's unloadLibrary, then unloads it.
+///
+/// Threads: constructed and destroyed on one thread; the processor belongs to the host's cycle.
+class ProcessorLibrary {
+ public:
+  /// Loads the library, checks its five functions and its version, calls loadLibrary and makes a
+  /// processor. Throws LibraryError.
+  explicit ProcessorLibrary(const std::string& path);
+  ~ProcessorLibrary();
+  ProcessorLibrary(const ProcessorLibrary&) = delete;
+  ProcessorLibrary& operator=(const ProcessorLibrary&) = delete;
+
+  const std::string& path() const { return mPath; }
+  std::uint32_t clientType() const { return mClientType; }
+  LIPC::AudioProcessor& processor() { return *mProcessor; }
+
+ private:
+  struct CloseLibrary {
+    void operator()(void* handle) const;
+  };
+
+  template <class Function>
+  Function find(const char* name) const;
+  void start();
+
+  std::string mPath;
+  std::unique_ptr<void, CloseLibrary> mHandle;
+  void (*mUnloadLibrary)() = nullptr;  // set once loadLibrary was called
+  std::uint32_t mClientType = 0;
+  std::unique_ptr<LIPC::AudioProcessor> mProcessor;
+};
+
+}  // namespace host

@@ -1,0 +1,64 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "lipc/session/ConnectionPool.h"
+#include "lipc/session/SessionBuffer.h"
+
+namespace host {
+
+/// The connection pool, made by the host and removed with this object, and the session's list in
+/// it.
+///
+/// Clients publish their connections in lists of their own; `merge` takes a client's list over into
+/// the session's, `takeOut` takes the client's connections out again. A connection stays for as
+/// long as one of the clients that published it is in the session: its target may leave and come
+/// back without its source noticing.
+///
+/// A process that died in the pool's lock, or a damaged pool, does not stop the host: the pool is
+/// made anew under the same name with the session's list as it was last known.
+///
+/// Threads: the host's lock guards every call.
+class SessionConnections {
+ public:
+  static constexpr std::size_t cPoolBytes = 4 * 1024 * 1024;
+
+  SessionConnections();
+  ~SessionConnections();
+  SessionConnections(const SessionConnections&) = delete;
+  SessionConnections& operator=(const SessionConnections&) = delete;
+
+  /// Returns a note when something had to be left out or mended, else an empty text.
+  std::string merge(const LIPC::ClientID& id);
+  std::string takeOut(const LIPC::ClientID& id);
+  /// Also takes the client's own list out of the pool: its owner is dead.
+  std::string reap(const LIPC::ClientID& id);
+  /// IDs of the lists in the pool that no row of `session` carries: their owners died in a join.
+  /// Only meaningful with the registration lock held.
+  std::vector<LIPC::ClientID> findOrphans(const LIPC::SessionBuffer& session);
+
+  /// The session's list, for tests and pictures.
+  std::vector<LIPC::Connection> current() const;
+
+ private:
+  using Ends = std::pair<LIPC::ClientID, LIPC::ClientID>;
+
+  void create();
+  template <class Operation>
+  std::string mended(Operation operation);
+  std::string renew(const char* reason);
+  std::string mergeList(const LIPC::ClientID& id);
+  void put(const LIPC::Connection& connection);
+  void erase(const Ends& ends);
+
+  std::unique_ptr<boost::interprocess::managed_shared_memory> mPool;
+  LIPC::SharedConnectionList* mList = nullptr;
+  std::vector<LIPC::Connection> mMirror;                   // what mList holds
+  std::map<LIPC::ClientID, std::vector<Ends>> mPublished;  // by the client that published it
+};
+
+}  // namespace host

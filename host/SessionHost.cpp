@@ -1,0 +1,268 @@
+#include "host/SessionHost.h"
+
+#include <cstdio>
+
+#include "lipc/session/ClientBuffer.h"
+#include "lipc/session/Remains.h"
+#include "lipc/session/ShmManaged.h"
+#include "lipc/util/SharedWord.h"
+#include "lipc/util/Threads.h"
+
+namespace host {
+namespace {
+
+using LIPC::ClientEntry;
+using LIPC::ClientID;
+using std::chrono::milliseconds;
+
+constexpr milliseconds cBeatInterval(100);
+constexpr milliseconds cLookInterval(100);
+constexpr int cLooksPerClientCheck = 5;
+constexpr int cBeatsPerStepBack = 20;
+constexpr std::uint64_t cStepBack = 5;
+constexpr milliseconds cLeaveTimeout(5000);
+constexpr milliseconds cLeaveLook(20);
+
+std::vector<std::string> checkAndClear() {
+  if (isSessionAlive()) {
+    throw SessionAliveError(
+        "A session is alive on this machine: its host's heartbeat advances. Nothing was touched. "
+        "See it with: lipc ls");
+  }
+  return clearDeadSession();
+}
+
+}  // namespace
+
+SessionHost::SessionHost(const HostOptions& options, EventSink sink)
+    : mOptions(options), mSink(std::move(sink)), mRemovedAtStart(checkAndClear()) {
+  mConnections = std::make_unique<SessionConnections>();
+  mSegments = std::make_unique<SessionSegments>(options);
+  LIPC::SessionBuffer& table = session();
+  mRegistration = std::make_unique<LIPC::SemaphoreHandle>(table.registrationSemaphore);
+  mRegistrationEnded = std::make_unique<LIPC::SemaphoreHandle>(table.registrationEndedSemaphore);
+  mClientsCanRegister = std::make_unique<LIPC::SemaphoreHandle>(table.clientsCanRegisterMutex);
+  if (options.faults.holdLock) mClientsCanRegister->try_wait();
+  if (options.faults.fillTable) fillTable();
+  mTableWatch = std::make_unique<TableWatch>(table, mSink);
+  startThreads();
+}
+
+SessionHost::~SessionHost() {
+  stop();
+}
+
+void SessionHost::fillTable() {
+  for (int index = 0; ClientEntry* row = session().getEmptyEntry(); ++index) {
+    char id[32];
+    std::snprintf(id, sizeof id, "filler-%04d", index);
+    row->id.setTo(id);
+    row->type = LIPC::fourCharacterCode("FILL");
+    row->setName(id);
+    mFillers.insert(row->id);
+  }
+}
+
+void SessionHost::startThreads() {
+  const auto start = [this](void (SessionHost::*body)(), const char* name) {
+    mThreads.push_back(LIPC::startThread([this, body, name] {
+      LIPC::setCurrentThreadName(name);
+      (this->*body)();
+    }));
+  };
+  start(&SessionHost::beat, "LIPC host heartbeat");
+  start(&SessionHost::watch, "LIPC host watch");
+  if (!mOptions.faults.silent) start(&SessionHost::answerRequests, "LIPC host registration");
+}
+
+void SessionHost::stopThreads() {
+  {
+    const std::lock_guard lock(mStopMutex);
+    mStop = true;
+  }
+  mStopChanged.notify_all();
+  mRegistration->post();
+  for (std::thread& thread : mThreads)
+    thread.join();
+  mThreads.clear();
+}
+
+/// False when the host is stopping.
+bool SessionHost::sleepUnlessStopped(milliseconds duration) {
+  std::unique_lock lock(mStopMutex);
+  return !mStopChanged.wait_for(lock, duration, [this] { return mStop; });
+}
+
+void SessionHost::beat() {
+  std::uint64_t& heartbeat = session().heartbeat;
+  for (int beats = 1; sleepUnlessStopped(cBeatInterval); ++beats) {
+    if (mOptions.faults.stallHeartbeat) continue;
+    const std::uint64_t now = LIPC::loadRelaxed(heartbeat);
+    const bool back = mOptions.faults.heartbeatBack && beats % cBeatsPerStepBack == 0;
+    LIPC::storeRelease(heartbeat, back ? now - cStepBack : now + 1);
+  }
+}
+
+void SessionHost::answerRequests() {
+  for (;;) {
+    mRegistration->wait();
+    {
+      const std::lock_guard lock(mStopMutex);
+      if (mStop) return;
+    }
+    answerRequest();
+  }
+}
+
+void SessionHost::answerRequest() {
+  const std::lock_guard lock(mMutex);
+  bool isJoin = false;
+  const ClientID id = session().readRequest(isJoin);
+  if (id.isDefined()) {
+    if (isJoin) {
+      note(mConnections->merge(id));
+      mTableWatch->noteJoined(id);
+    } else {
+      for (ClientEntry& entry : session().entries) {
+        if (entry.id == id) entry.clear();
+      }
+      note(mConnections->takeOut(id));
+      mTableWatch->noteLeft(id, Event::Kind::eLeft);
+    }
+  }
+  mRegistrationEnded->post();
+  freeLock();
+}
+
+/// Leaves the registration lock with a count of exactly one, also when a client that came back from
+/// a long stop posted it once too often.
+void SessionHost::freeLock() {
+  mLockWatch.restart();
+  mClientsCanRegister->clear();
+  mClientsCanRegister->post();
+}
+
+void SessionHost::watch() {
+  for (int looks = 0; sleepUnlessStopped(cLookInterval); ++looks) {
+    const std::lock_guard lock(mMutex);
+    mTableWatch->look();
+    if (looks % cLooksPerClientCheck != 0) continue;
+    watchClients();
+    if (!mOptions.faults.silent && !mOptions.faults.holdLock) watchLock();
+  }
+}
+
+void SessionHost::watchClients() {
+  std::set<ClientID> present;
+  std::vector<ClientID> lost;
+  for (const ClientEntry& entry : session().entries) {
+    const ClientID id = entry.id;
+    if (!id.isDefined() || mFillers.count(id) != 0) continue;
+    present.insert(id);
+    if (isLost(id)) lost.push_back(id);
+  }
+  mClientWatch.keepOnly(present);
+  for (const ClientID& id : lost)
+    reap(id);
+}
+
+bool SessionHost::isLost(const ClientID& id) {
+  const LIPC::ShmReadOnly<LIPC::ClientBuffer> buffer(id.text().c_str());
+  std::optional<std::string> stamp;
+  if (buffer.get() != nullptr) stamp = std::string(buffer->stampText());
+  return mClientWatch.isLost(id, stamp, LIPC::ClientBuffer::currentTime(),
+                             std::chrono::steady_clock::now());
+}
+
+/// With the registration lock, so that no client is joining under this very ID, and judged again
+/// with it: another may have taken the ID over since the first look.
+void SessionHost::reap(const ClientID& id) {
+  if (!mClientsCanRegister->try_wait()) return;  // the next look comes soon
+  if (isLost(id)) {
+    for (ClientEntry& entry : session().entries) {
+      if (entry.id == id) entry.clear();
+    }
+    note(mConnections->reap(id));
+    LIPC::removeRemains(id);
+    mTableWatch->noteLeft(id, Event::Kind::eLost);
+    mClientWatch.forget(id);
+  }
+  mClientsCanRegister->post();
+}
+
+void SessionHost::watchLock() {
+  if (mClientsCanRegister->try_wait()) return freeLock();
+  if (!mLockWatch.isStuck(std::chrono::steady_clock::now())) return;
+  removeOrphans();
+  freeLock();
+  note("the registration lock was held without a request and was given back");
+}
+
+/// What a client that died in its join left before it had a row.
+void SessionHost::removeOrphans() {
+  for (const ClientID& id : mConnections->findOrphans(session())) {
+    note(mConnections->reap(id));
+    LIPC::removeRemains(id);
+    note("removed what " + id.text() + " left in a join that did not end");
+  }
+}
+
+void SessionHost::note(const std::string& text) {
+  if (text.empty()) return;
+  Event event;
+  event.textAfter = text;
+  mSink(event);
+}
+
+const ProcessorLibrary& SessionHost::load(const std::string& path) {
+  ProcessorLibrary& library = mLibraries.emplace_back(path);
+  if (!mCycle) mCycle = std::make_unique<ProcessorCycle>(session());
+  mCycle->add(library);
+  return library;
+}
+
+std::vector<LIPC::Connection> SessionHost::connections() {
+  const std::lock_guard lock(mMutex);
+  return mConnections->current();
+}
+
+std::vector<std::string> SessionHost::stop() {
+  if (mStopped) return {};
+  mStopped = true;
+  mSegments->forbidJoins();
+  if (mCycle) mCycle->stop();
+  std::vector<std::string> remaining = askAllToLeave();
+  mLibraries.clear();
+  removeOrphanSegments();
+  stopThreads();
+  mRegistration.reset();
+  mRegistrationEnded.reset();
+  mClientsCanRegister.reset();
+  mSegments.reset();
+  mConnections.reset();
+  return remaining;
+}
+
+/// Posts every client's must-disconnect semaphore and waits until the rows are free. Returns who is
+/// still there when the time is over.
+std::vector<std::string> SessionHost::askAllToLeave() {
+  std::set<ClientID> asked;
+  const auto deadline = std::chrono::steady_clock::now() + cLeaveTimeout;
+  for (;;) {
+    std::vector<std::string> remaining;
+    for (const ClientEntry& entry : session().entries) {
+      const ClientID id = entry.id;
+      if (!id.isDefined() || mFillers.count(id) != 0) continue;
+      remaining.push_back(id.text());
+      if (!asked.insert(id).second) continue;
+      const LIPC::ShmManagedOpen<LIPC::ClientBuffer> buffer(id.text().c_str());
+      if (buffer.get() != nullptr) {
+        LIPC::SemaphoreHandle(buffer->mustDisconnectSemaphore).post();
+      }
+    }
+    if (remaining.empty() || std::chrono::steady_clock::now() >= deadline) return remaining;
+    std::this_thread::sleep_for(cLeaveLook);
+  }
+}
+
+}  // namespace host

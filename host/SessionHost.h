@@ -1,0 +1,102 @@
+#pragma once
+
+#include <atomic>
+#include <condition_variable>
+#include <list>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "host/ClientWatch.h"
+#include "host/DeadSession.h"
+#include "host/Event.h"
+#include "host/HostOptions.h"
+#include "host/LockWatch.h"
+#include "host/ProcessorCycle.h"
+#include "host/ProcessorLibrary.h"
+#include "host/SessionConnections.h"
+#include "host/SessionSegments.h"
+#include "host/TableWatch.h"
+#include "lipc/realtime/SemaphoreHandle.h"
+
+namespace host {
+
+/// A reference session host: everything that a participant needs of its host, except audio.
+///
+///   heartbeat thread      counts every 100 ms
+///   registration thread   answers joins and leaves as their semaphore is posted
+///   watch thread          every 100 ms: changes in the table; every 500 ms: lost clients and a
+///                         registration lock that nobody gives back
+///   cycle thread          drives the loaded libraries' processors
+///
+/// One lock guards the table's rows, the connections and the watches against each other within the
+/// host; between processes the session's registration lock does.
+///
+/// Threads: constructed, loaded and stopped on one thread. The event sink is called from the host's
+/// threads, one call at a time; it must not call back.
+class SessionHost {
+ public:
+  /// Makes the session. Throws SessionAliveError when one lives, HostError when it cannot be made.
+  SessionHost(const HostOptions& options, EventSink sink);
+  /// Stops.
+  ~SessionHost();
+  SessionHost(const SessionHost&) = delete;
+  SessionHost& operator=(const SessionHost&) = delete;
+
+  /// What a dead session had left and the start removed.
+  const std::vector<std::string>& removedAtStart() const { return mRemovedAtStart; }
+  /// Throws LibraryError.
+  const ProcessorLibrary& load(const std::string& path);
+  /// Forbids joins, asks every client to leave, waits for them for at most 5 seconds, unloads the
+  /// libraries and removes everything. Returns the IDs of the clients that did not leave.
+  std::vector<std::string> stop();
+
+  LIPC::SessionBuffer& session() { return mSegments->session(); }
+  std::vector<LIPC::Connection> connections();
+
+ private:
+  void fillTable();
+  void startThreads();
+  void stopThreads();
+  bool sleepUnlessStopped(std::chrono::milliseconds duration);
+
+  void beat();
+  void answerRequests();
+  void answerRequest();
+  void watch();
+  void watchClients();
+  void reap(const LIPC::ClientID& id);
+  bool isLost(const LIPC::ClientID& id);
+  void watchLock();
+  void removeOrphans();
+  void freeLock();
+  void note(const std::string& text);
+  std::vector<std::string> askAllToLeave();
+
+  // In this order: whatever comes later uses what comes before.
+  HostOptions mOptions;
+  EventSink mSink;
+  HostLock mHostLock;
+  std::vector<std::string> mRemovedAtStart;
+  std::unique_ptr<SessionConnections> mConnections;
+  std::unique_ptr<SessionSegments> mSegments;
+  std::unique_ptr<LIPC::SemaphoreHandle> mRegistration;
+  std::unique_ptr<LIPC::SemaphoreHandle> mRegistrationEnded;
+  std::unique_ptr<LIPC::SemaphoreHandle> mClientsCanRegister;
+  std::mutex mMutex;
+  std::unique_ptr<TableWatch> mTableWatch;
+  ClientWatch mClientWatch;
+  LockWatch mLockWatch;
+  std::set<LIPC::ClientID> mFillers;
+  std::unique_ptr<ProcessorCycle> mCycle;
+  std::list<ProcessorLibrary> mLibraries;
+  std::mutex mStopMutex;
+  std::condition_variable mStopChanged;
+  bool mStop = false;
+  bool mStopped = false;
+  std::vector<std::thread> mThreads;
+};
+
+}  // namespace host

@@ -1,0 +1,102 @@
+#include "host/TableWatch.h"
+
+#include <cstring>
+#include <utility>
+
+namespace host {
+namespace {
+
+using LIPC::ClientEntry;
+
+Event describe(Event::Kind kind, int index, const ClientEntry& entry) {
+  Event event;
+  event.kind = kind;
+  event.index = index;
+  event.id = entry.id.text();
+  event.name = std::string(entry.nameView());
+  event.type = entry.type;
+  return event;
+}
+
+/// Bit for bit: a NaN that stays the same NaN is no change.
+bool isSameFloat(float a, float b) {
+  return std::memcmp(&a, &b, sizeof a) == 0;
+}
+
+}  // namespace
+
+TableWatch::TableWatch(const LIPC::SessionBuffer& session, EventSink sink)
+    : mSession(session), mSink(std::move(sink)) {
+  for (int index = 0; index < LIPC::cMaxClients; ++index) {
+    const ClientEntry& entry = mSession.entries[index];
+    if (!entry.isFree()) mKnown.emplace(index, entry);
+  }
+}
+
+void TableWatch::report(Event::Kind kind, int index, const ClientEntry& entry) {
+  mSink(describe(kind, index, entry));
+}
+
+void TableWatch::noteJoined(const LIPC::ClientID& id) {
+  const int index = mSession.getClientIndex(id);
+  const ClientEntry* entry = mSession.getClientEntry(index);
+  if (entry == nullptr) return;
+  mKnown.insert_or_assign(index, *entry);
+  report(Event::Kind::eJoined, index, *entry);
+}
+
+void TableWatch::noteLeft(const LIPC::ClientID& id, Event::Kind how) {
+  for (auto it = mKnown.begin(); it != mKnown.end();) {
+    if (it->second.id == id) {
+      report(how, it->first, it->second);
+      it = mKnown.erase(it);
+    } else {
+      ++it;
+    }
+  }
+}
+
+void TableWatch::look() {
+  for (int index = 0; index < LIPC::cMaxClients; ++index) {
+    const ClientEntry& row = mSession.entries[index];
+    const auto known = mKnown.find(index);
+    if (known != mKnown.end() && !(known->second.id == row.id)) {
+      report(Event::Kind::eLeft, index, known->second);
+      mKnown.erase(known);
+    }
+    if (row.isFree()) continue;
+    const ClientEntry now = row;
+    const auto [entry, isNew] = mKnown.try_emplace(index, now);
+    if (isNew) {
+      report(Event::Kind::eJoined, index, now);
+    } else {
+      compare(index, entry->second, now);
+    }
+  }
+}
+
+void TableWatch::compare(int index, ClientEntry& known, const ClientEntry& now) {
+  Event event = describe(Event::Kind::eRenamed, index, now);
+  if (known.nameView() != now.nameView()) {
+    event.textBefore = std::string(known.nameView());
+    event.textAfter = event.name;
+    mSink(event);
+  }
+  event.kind = Event::Kind::eParameterChanged;
+  for (unsigned slot = 0; slot < LIPC::cOfflineParameterCount; ++slot) {
+    event.slot = slot;
+    event.before = known.offlineParameters[slot];
+    event.after = now.offlineParameters[slot];
+    if (!isSameFloat(event.before, event.after)) mSink(event);
+  }
+  event.kind = Event::Kind::eStringChanged;
+  for (unsigned slot = 0; slot < LIPC::cStringSlotCount; ++slot) {
+    event.slot = slot;
+    event.textBefore = std::string(known.strings[slot].current());
+    event.textAfter = std::string(now.strings[slot].current());
+    if (event.textBefore != event.textAfter) mSink(event);
+  }
+  known = now;
+}
+
+}  // namespace host

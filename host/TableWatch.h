@@ -1,0 +1,33 @@
+#pragma once
+
+#include <map>
+
+#include "host/Event.h"
+#include "lipc/session/SessionBuffer.h"
+
+namespace host {
+
+/// Turns the session table into events: compares it with what it looked like before. Joins and
+/// leaves that the host answered are told to it, so that a client that leaves and is back before
+/// the next look is reported twice, as it happened.
+///
+/// Threads: the host's lock guards every call.
+class TableWatch {
+ public:
+  TableWatch(const LIPC::SessionBuffer& session, EventSink sink);
+
+  void noteJoined(const LIPC::ClientID& id);
+  void noteLeft(const LIPC::ClientID& id, Event::Kind how);
+  /// Reports every difference since the last look.
+  void look();
+
+ private:
+  void report(Event::Kind kind, int index, const LIPC::ClientEntry& entry);
+  void compare(int index, LIPC::ClientEntry& known, const LIPC::ClientEntry& now);
+
+  const LIPC::SessionBuffer& mSession;
+  EventSink mSink;
+  std::map<int, LIPC::ClientEntry> mKnown;  // rows in use, by index
+};
+
+}  // namespace host

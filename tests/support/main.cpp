@@ -1,0 +1,34 @@
+// main() of the test programs that touch the machine's segments and semaphores.
+#include <cstdio>
+#include <cstdlib>
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/file.h>
+
+#include "host/DeadSession.h"
+
+namespace {
+
+/// Outside a sandbox: one test program at a time, and none over a living session.
+bool isAlone() {
+  if (std::getenv("LIPC_TEST_SANDBOX") != nullptr) return true;
+  const int lock = open("/tmp/lipc-tests.lock", O_RDWR | O_CREAT, 0666);
+  if (lock < 0 || flock(lock, LOCK_EX) != 0) {
+    std::perror("/tmp/lipc-tests.lock");
+    return false;
+  }
+  if (host::isSessionAlive()) {
+    std::fprintf(stderr, "A session is alive on this machine: the tests do not start over it.\n");
+    return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  testing::InitGoogleTest(&argc, argv);
+  if (!testing::GTEST_FLAG(list_tests) && !isAlone()) return 1;
+  return RUN_ALL_TESTS();
+}

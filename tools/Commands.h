@@ -1,0 +1,13 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+/// The subcommands of lipc, one file each. `add...` describes the command line to `app`; the
+/// command runs when it was chosen and stores its exit status in `status`.
+namespace tools {
+
+void addHostCommand(CLI::App& app, int& status);
+void addLsCommand(CLI::App& app, int& status);
+void addShowCommand(CLI::App& app, int& status);
+
+}  // namespace tools

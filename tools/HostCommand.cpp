@@ -1,0 +1,202 @@
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <exception>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <fmt/core.h>
+#include <nlohmann/json.hpp>
+#include <unistd.h>
+
+#include "host/SessionHost.h"
+#include "tools/Commands.h"
+#include "tools/ExitStatus.h"
+#include "tools/Picture.h"
+#include "tools/Text.h"
+
+namespace tools {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+constexpr milliseconds cClientTimeout(15'000);
+constexpr milliseconds cLook(20);
+constexpr int cWatchMS = 300;
+
+struct HostCommandOptions {
+  host::HostOptions host;
+  std::vector<std::string> libraries;
+  bool once = false;
+  bool asJson = false;
+};
+
+std::atomic<bool> sStopRequested{false};
+
+void requestStop(int) {
+  sStopRequested = true;
+}
+
+/// The command's own output. What loaded libraries print on standard output goes to standard error,
+/// so that a reader of the output gets the picture and nothing else.
+class Output {
+ public:
+  Output() : mFile(fdopen(dup(STDOUT_FILENO), "w")) { dup2(STDERR_FILENO, STDOUT_FILENO); }
+  ~Output() {
+    std::fflush(stdout);
+    dup2(fileno(mFile), STDOUT_FILENO);
+    std::fclose(mFile);
+  }
+  Output(const Output&) = delete;
+  Output& operator=(const Output&) = delete;
+
+  void print(const std::string& text) {
+    fmt::print(mFile, "{}\n", text);
+    std::fflush(mFile);
+  }
+
+ private:
+  std::FILE* mFile;
+};
+
+/// Prints events once the first picture stands, and remembers which client types have joined.
+class Follower {
+ public:
+  Follower(Output& output, bool asJson) : mOutput(output), mAsJson(asJson) {}
+
+  void operator()(const host::Event& event) {
+    const std::lock_guard lock(mMutex);
+    if (event.kind == host::Event::Kind::eJoined) mJoined.insert(event.type);
+    if (!mFollowing) return;
+    mOutput.print(mAsJson ? dump(eventJson(event), -1) : eventText(event));
+  }
+
+  bool hasJoined(std::uint32_t type) {
+    const std::lock_guard lock(mMutex);
+    return mJoined.count(type) != 0;
+  }
+
+  void follow() {
+    const std::lock_guard lock(mMutex);
+    mFollowing = true;
+  }
+
+ private:
+  std::mutex mMutex;
+  Output& mOutput;
+  const bool mAsJson;
+  bool mFollowing = false;
+  std::set<std::uint32_t> mJoined;
+};
+
+/// Waits for the clients of the loaded libraries; false when one has not joined in time.
+bool waitForClients(const std::set<std::uint32_t>& types, Follower& follower) {
+  const auto deadline = steady_clock::now() + cClientTimeout;
+  for (const std::uint32_t type : types) {
+    while (!follower.hasJoined(type)) {
+      if (sStopRequested) return true;
+      if (steady_clock::now() >= deadline) {
+        fmt::print(stderr,
+                   "lipc: the client of type {} did not join within {} seconds. Its library's "
+                   "messages above may say why.\n",
+                   typeText(type), cClientTimeout.count() / 1000);
+        return false;
+      }
+      std::this_thread::sleep_for(cLook);
+    }
+  }
+  return true;
+}
+
+int serve(host::SessionHost& session, const HostCommandOptions& options, Output& output,
+          Follower& follower) {
+  for (const std::string& removed : session.removedAtStart()) {
+    fmt::print(stderr, "lipc: removed what a dead session left: {}\n", printable(removed));
+  }
+  std::set<std::uint32_t> types;
+  for (const std::string& path : options.libraries)
+    types.insert(session.load(path).clientType());
+  const bool allJoined = waitForClients(types, follower);
+
+  if (const auto picture = host::readSession(cWatchMS); picture && !sStopRequested) {
+    output.print(options.asJson ? dump(sessionJson(*picture), options.once ? 2 : -1)
+                                : sessionText(*picture));
+  }
+  if (!options.once) {
+    follower.follow();
+    while (!sStopRequested)
+      std::this_thread::sleep_for(cLook);
+  }
+  for (const std::string& id : session.stop()) {
+    fmt::print(stderr, "lipc: the client {} did not leave within 5 seconds\n", printable(id));
+  }
+  return allJoined || !options.once ? eExitOK : eExitClientMissing;
+}
+
+int runHost(const HostCommandOptions& options) {
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+    std::signal(signal, requestStop);
+  Output output;
+  Follower follower(output, options.asJson);
+  try {
+    host::SessionHost session(options.host, std::ref(follower));
+    return serve(session, options, output, follower);
+  } catch (const host::SessionAliveError& error) {
+    fmt::print(stderr, "lipc: {}\n", error.what());
+    return eExitSessionAlive;
+  } catch (const host::LibraryError& error) {
+    fmt::print(stderr, "lipc: {}\n", printable(error.what()));
+    return eExitLibrary;
+  } catch (const std::exception& error) {
+    fmt::print(stderr, "lipc: the session cannot be made: {}\n", error.what());
+    return eExitSessionFailed;
+  }
+}
+
+}  // namespace
+
+void addHostCommand(CLI::App& app, int& status) {
+  CLI::App* command = app.add_subcommand(
+      "host",
+      "Run a reference session host until Ctrl-C. Shows the session, then a line for each thing "
+      "that happens in it.");
+  const auto options = std::make_shared<HostCommandOptions>();
+  command->add_option("--load", options->libraries, "A processor library to load (repeatable)")
+      ->type_name("PATH");
+  command->add_flag("--once", options->once,
+                    "Wait for the loaded libraries' clients, show the session once and end");
+  command->add_flag("--json", options->asJson,
+                    "Print JSON: one object with --once, otherwise one a line");
+  command
+      ->add_option("--reference", options->host.referenceClient,
+                   "ID of the session's reference client")
+      ->type_name("ID");
+
+  const std::string faults = "Faults, to test participants against";
+  host::Faults& fault = options->host.faults;
+  command->add_flag("--silent", fault.silent, "Never answer a join or a leave")->group(faults);
+  command->add_flag("--stall-heartbeat", fault.stallHeartbeat, "Let the heartbeat stand still")
+      ->group(faults);
+  command->add_flag("--heartbeat-back", fault.heartbeatBack, "Let it go back every two seconds")
+      ->group(faults);
+  command->add_flag("--hold-lock", fault.holdLock, "Hold the registration lock for ever")
+      ->group(faults);
+  command->add_option("--version", options->host.protocolVersion, "Announce this protocol version")
+      ->type_name("N")
+      ->group(faults);
+  command->add_option("--width", options->host.pointerWidthBits, "Announce this pointer width")
+      ->type_name("N")
+      ->group(faults);
+  command->add_flag("--no-connect", fault.noConnect, "Forbid joins")->group(faults);
+  command->add_flag("--fill-table", fault.fillTable, "Fill every free row of the table")
+      ->group(faults);
+  command->callback([options, &status] { status = runHost(*options); });
+}
+
+}  // namespace tools

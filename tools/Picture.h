@@ -1,0 +1,29 @@
+#pragma once
+
+#include <string>
+
+#include <nlohmann/json_fwd.hpp>
+
+#include "host/Event.h"
+#include "host/SessionReader.h"
+
+/// The session and its events as text and as JSON.
+namespace tools {
+
+std::string sessionText(const host::SessionPicture& session);
+nlohmann::ordered_json sessionJson(const host::SessionPicture& session);
+
+/// One client with everything its row holds, and its connections.
+std::string clientText(const host::SessionPicture& session, const host::ClientPicture& client);
+nlohmann::ordered_json clientJson(const host::SessionPicture& session,
+                                  const host::ClientPicture& client);
+
+/// One line, without its line feed.
+std::string eventText(const host::Event& event);
+nlohmann::ordered_json eventJson(const host::Event& event);
+
+/// `indent` spaces a level; -1: one line. Bytes that are no UTF-8 are replaced, numbers that are
+/// none are null.
+std::string dump(const nlohmann::ordered_json& json, int indent);
+
+}  // namespace tools

@@ -1,0 +1,141 @@
+#include <nlohmann/json.hpp>
+
+#include "tools/Picture.h"
+#include "tools/SettingsView.h"
+#include "tools/Text.h"
+
+namespace tools {
+namespace {
+
+using host::ClientPicture;
+using host::Event;
+using host::SessionPicture;
+using json = nlohmann::ordered_json;
+
+json settingsJson(const ClientPicture& client) {
+  json settings = json::object();
+  for (const SettingView& setting : settingsOf(client)) {
+    json value = {{"source", setting.source}};
+    if (setting.isText) {
+      value["value"] = setting.text;
+      value["string"] = setting.index;
+    } else {
+      value["value"] = setting.number;
+      value["parameter"] = setting.index;
+    }
+    settings[setting.key] = std::move(value);
+  }
+  return settings;
+}
+
+json rowJson(const ClientPicture& client) {
+  json row = {{"index", client.index},
+              {"id", client.id},
+              {"name", client.name},
+              {"type", typeText(client.type)},
+              {"mode", client.mode},
+              {"inputChannels", client.inputChannels},
+              {"outputChannels", client.outputChannels},
+              {"stampAgeSeconds", nullptr}};
+  if (client.stampAgeSeconds) row["stampAgeSeconds"] = *client.stampAgeSeconds;
+  if (isSettingsClient(client)) row["settings"] = settingsJson(client);
+  return row;
+}
+
+json connectionJson(const LIPC::Connection& connection) {
+  json wires = json::array();
+  for (const LIPC::Connection::Wire& wire : connection.wires) {
+    if (wire.channel[0] != LIPC::Connection::cNoChannel &&
+        wire.channel[1] != LIPC::Connection::cNoChannel) {
+      wires.push_back({wire.channel[0], wire.channel[1]});
+    }
+  }
+  return {{"source", connection.source.text()},
+          {"target", connection.target.text()},
+          {"owner", connection.owner.text()},
+          {"automatic", connection.isAuto != 0},
+          {"disconnected", connection.disconnectRequested != 0},
+          {"wires", std::move(wires)}};
+}
+
+const char* kindName(Event::Kind kind) {
+  switch (kind) {
+    case Event::Kind::eJoined:
+      return "joined";
+    case Event::Kind::eLeft:
+      return "left";
+    case Event::Kind::eLost:
+      return "lost";
+    case Event::Kind::eRenamed:
+      return "renamed";
+    case Event::Kind::eParameterChanged:
+    case Event::Kind::eStringChanged:
+      return "changed";
+    case Event::Kind::eNote:
+      break;
+  }
+  return "note";
+}
+
+}  // namespace
+
+json sessionJson(const SessionPicture& session) {
+  json host = {
+      {"protocol", session.protocolVersion},  {"pointerWidthBits", session.pointerWidthBits},
+      {"heartbeat", session.heartbeat},       {"beating", session.isBeating},
+      {"forbidsJoins", session.forbidsJoins}, {"referenceClient", session.referenceClient}};
+  json clients = json::array();
+  for (const ClientPicture& client : session.clients)
+    clients.push_back(rowJson(client));
+  return {{"host", std::move(host)}, {"clients", std::move(clients)}};
+}
+
+json clientJson(const SessionPicture& session, const ClientPicture& client) {
+  json result = rowJson(client);
+  result["parameters"] = client.parameters;
+  result["strings"] = client.strings;
+  result["connections"] = nullptr;
+  if (!session.connections) return result;
+  result["connections"] = json::array();
+  for (const LIPC::Connection& connection : *session.connections) {
+    if (connection.source == client.id.c_str() || connection.target == client.id.c_str()) {
+      result["connections"].push_back(connectionJson(connection));
+    }
+  }
+  return result;
+}
+
+json eventJson(const Event& event) {
+  json result = {{"event", kindName(event.kind)}};
+  if (event.kind == Event::Kind::eNote) {
+    result["text"] = event.textAfter;
+    return result;
+  }
+  result["index"] = event.index;
+  result["id"] = event.id;
+  result["name"] = event.name;
+  result["type"] = typeText(event.type);
+  switch (event.kind) {
+    case Event::Kind::eParameterChanged:
+      result["parameter"] = event.slot;
+      result["before"] = event.before;
+      result["after"] = event.after;
+      break;
+    case Event::Kind::eStringChanged:
+      result["string"] = event.slot;
+      [[fallthrough]];
+    case Event::Kind::eRenamed:
+      result["before"] = event.textBefore;
+      result["after"] = event.textAfter;
+      break;
+    default:
+      break;
+  }
+  return result;
+}
+
+std::string dump(const json& value, int indent) {
+  return value.dump(indent, ' ', false, json::error_handler_t::replace);
+}
+
+}  // namespace tools

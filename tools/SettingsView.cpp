@@ -1,0 +1,103 @@
+#include "tools/SettingsView.h"
+
+#include <cstdlib>
+#include <map>
+#include <optional>
+
+#include <pugixml.hpp>
+
+#include "tables/SettingsFiles.h"
+#include "tables/SettingsTables.h"
+
+namespace tools {
+namespace {
+
+using Values = std::map<std::string, std::string>;
+using Vexo::Settings::PublishedSetting;
+
+/// The keys and values of a settings file; none when it is missing or cannot be parsed, which is
+/// how the settings client reads such a file too.
+Values readSettingsFile(const std::string& path) {
+  Values values;
+  pugi::xml_document document;
+  if (!document.load_file(path.c_str())) return values;
+  for (const pugi::xml_node& value : document.child("PROPERTIES").children("VALUE")) {
+    values[value.attribute("name").value()] = value.attribute("val").value();
+  }
+  return values;
+}
+
+struct Files {
+  Values numbers;
+  Values texts;
+};
+
+Files readFiles() {
+  const auto roots = Vexo::Settings::systemSettingsRoots();
+  const std::string own = Vexo::Settings::currentUserSettingsFile(roots);
+  return {readSettingsFile(Vexo::Settings::lastUserSettingsFile(roots).value_or(own)),
+          readSettingsFile(own)};
+}
+
+float defaultNumber(const PublishedSetting& setting) {
+  const auto& defaults = Vexo::Settings::cParameterDefaults;
+  const auto found = defaults.find(setting.index);
+  return found != defaults.end() ? found->second
+                                 : static_cast<float>(Vexo::Settings::cSoloModeDefault);
+}
+
+/// Longest text that a string slot keeps of a longer one.
+constexpr std::size_t cSlotText = 127;
+
+bool isPublished(const SettingView& view, const std::string& value) {
+  if (!view.isText) return static_cast<float>(std::atoi(value.c_str())) == view.number;
+  return value == view.text || value.substr(0, cSlotText) == view.text;
+}
+
+bool isDefault(const SettingView& view, const PublishedSetting& setting) {
+  return view.isText ? view.text == Vexo::Settings::cFacilityDefault
+                     : view.number == defaultNumber(setting);
+}
+
+const char* sourceOf(const SettingView& view, const PublishedSetting& setting, const Files& files) {
+  const Values& values = view.isText ? files.texts : files.numbers;
+  const auto found = values.find(view.key);
+  if (found != values.end()) return isPublished(view, found->second) ? "file" : "unknown";
+  return isDefault(view, setting) ? "default" : "unknown";
+}
+
+}  // namespace
+
+bool isSettingsClient(const host::ClientPicture& client) {
+  return client.type == LIPC::cSettingsType;
+}
+
+std::string settingKey(std::uint32_t clientType, bool isText, int index) {
+  if (clientType != LIPC::cSettingsType) return {};
+  for (const PublishedSetting& setting : Vexo::Settings::cPublishedSettings) {
+    if (setting.isText == isText && setting.index == index) return setting.key;
+  }
+  return {};
+}
+
+std::vector<SettingView> settingsOf(const host::ClientPicture& client) {
+  const Files files = readFiles();
+  std::vector<SettingView> views;
+  for (const PublishedSetting& setting : Vexo::Settings::cPublishedSettings) {
+    SettingView view;
+    view.key = setting.key;
+    view.isText = setting.isText;
+    view.index = setting.index;
+    const auto slot = static_cast<std::size_t>(setting.index);
+    if (setting.isText) {
+      view.text = client.strings[slot];
+    } else {
+      view.number = client.parameters[slot];
+    }
+    view.source = sourceOf(view, setting, files);
+    views.push_back(std::move(view));
+  }
+  return views;
+}
+
+}  // namespace tools

@@ -1,0 +1,83 @@
+#include "tools/Text.h"
+
+#include <ctime>
+
+#include <fmt/core.h>
+
+#include "lipc/session/SessionNames.h"
+
+namespace tools {
+namespace {
+
+/// Bytes of the UTF-8 sequence that begins the text, 0 when it is none.
+std::size_t sequenceLength(std::string_view text) {
+  const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
+  const unsigned char first = byte(0);
+  const std::size_t length = first < 0x80                    ? 1
+                             : first >= 0xC2 && first < 0xE0 ? 2
+                             : first >= 0xE0 && first < 0xF0 ? 3
+                             : first >= 0xF0 && first < 0xF5 ? 4
+                                                             : 0;
+  if (length == 0 || length > text.size()) return 0;
+  for (std::size_t i = 1; i < length; ++i) {
+    if ((byte(i) & 0xC0) != 0x80) return 0;
+  }
+  // Overlong forms, surrogates, and the control characters of the second block.
+  if (first == 0xE0 && byte(1) < 0xA0) return 0;
+  if (first == 0xED && byte(1) >= 0xA0) return 0;
+  if (first == 0xF0 && byte(1) < 0x90) return 0;
+  if (first == 0xF4 && byte(1) >= 0x90) return 0;
+  if (first == 0xC2 && byte(1) < 0xA0) return 0;
+  return length;
+}
+
+}  // namespace
+
+std::string printable(std::string_view text) {
+  std::string result;
+  while (!text.empty()) {
+    const std::size_t length = sequenceLength(text);
+    const auto first = static_cast<unsigned char>(text[0]);
+    if (length == 0 || first < 0x20 || first == 0x7F) {
+      result += fmt::format("\\x{:02x}", first);
+      text.remove_prefix(1);
+    } else {
+      result += text.substr(0, length);
+      text.remove_prefix(length);
+    }
+  }
+  return result;
+}
+
+std::string typeText(std::uint32_t type) {
+  std::string characters;
+  for (int shift = 24; shift >= 0; shift -= 8) {
+    characters += static_cast<char>((type >> shift) & 0xFF);
+  }
+  return printable(characters);
+}
+
+std::string modeText(std::uint32_t mode) {
+  std::string words;
+  const auto add = [&](std::uint32_t bit, const char* word) {
+    if ((mode & bit) != 0) words += (words.empty() ? "" : ", ") + std::string(word);
+  };
+  add(LIPC::eClientModeInputs, "inputs");
+  add(LIPC::eClientModeOutputs, "outputs");
+  add(LIPC::eClientModeNoAudio, "no audio");
+  add(LIPC::eClientModeExclusive, "exclusive");
+  return words.empty() ? fmt::format("{}", mode) : fmt::format("{} ({})", mode, words);
+}
+
+std::string numberText(float value) {
+  return fmt::format("{}", value);
+}
+
+std::string clockText() {
+  const std::time_t now = std::time(nullptr);
+  std::tm local{};
+  localtime_r(&now, &local);
+  return fmt::format("{:02}:{:02}:{:02}", local.tm_hour, local.tm_min, local.tm_sec);
+}
+
+}  // namespace tools
