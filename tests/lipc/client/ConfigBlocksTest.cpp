@@ -1,0 +1,82 @@
+#include <gtest/gtest.h>
+
+#include "lipc/client/AutoConnectThread.h"
+#include "lipc/client/ConfigBlocks.h"
+#include "lipc/client/HeartbeatWatch.h"
+#include "lipc/session/SessionNames.h"
+
+namespace {
+
+using LIPC::ConfigBlocks;
+using LIPC::HeartbeatWatch;
+
+constexpr std::uint32_t cBoth = LIPC::eClientModeInputs | LIPC::eClientModeOutputs;
+
+TEST(ConfigBlocks, OnlyTheOutermostEndPublishesAndTellsOfAChange) {
+  ConfigBlocks config("a", "b");
+  EXPECT_EQ(config.active().clientID, "b");
+  config.beginEdit();
+  config.beginEdit();
+  EXPECT_TRUE(config.setChannelCounts(2, 3, cBoth));
+  EXPECT_FALSE(config.endEdit());
+  EXPECT_EQ(config.active().outputChannelCount, 0);
+  EXPECT_TRUE(config.endEdit());
+  EXPECT_EQ(config.active().clientID, "b");
+  EXPECT_EQ(config.active().inputChannelCount, 2);
+  EXPECT_EQ(config.active().outputRouting, (std::vector<std::int32_t>{0, 1, 2}));
+
+  config.beginEdit();
+  EXPECT_FALSE(config.setChannelCounts(2, 3, cBoth));
+  EXPECT_FALSE(config.endEdit()) << "nothing changed";
+  EXPECT_FALSE(config.endEdit()) << "no edit was open";
+  EXPECT_EQ(config.active().inputChannelCount, 2);
+}
+
+TEST(ConfigBlocks, TheModeDecidesWhichCountsThereAre) {
+  ConfigBlocks config("a", "b");
+  for (const std::uint32_t mode : {0U, 4U, 8U}) {
+    EXPECT_FALSE(config.setChannelCounts(2, 2, mode)) << mode;
+  }
+  EXPECT_TRUE(config.setChannelCounts(2, 2, cBoth));
+  config.restrictToMode(LIPC::eClientModeInputs);
+  EXPECT_EQ(config.edit().inputChannelCount, 2);
+  EXPECT_EQ(config.edit().outputChannelCount, 0);
+  EXPECT_TRUE(config.edit().outputRouting.empty());
+}
+
+TEST(ConfigBlocks, ANewIDCountsAtOnceOrWithTheEndOfAnOpenEdit) {
+  ConfigBlocks config("a", "b");
+  config.replaceID("c");
+  EXPECT_EQ(config.active().clientID, "c");
+  config.beginEdit();
+  config.replaceID("d");
+  EXPECT_EQ(config.active().clientID, "c");
+  config.endEdit();
+  EXPECT_EQ(config.active().clientID, "d");
+}
+
+TEST(HeartbeatWatch, TheEleventhUnchangedPassInARowIsTheEnd) {
+  using Verdict = HeartbeatWatch::Verdict;
+  HeartbeatWatch watch;
+  watch.restart(7);
+  for (int round = 0; round < 2; ++round) {
+    const std::uint64_t tick = 8 + static_cast<std::uint64_t>(round);
+    EXPECT_EQ(watch.observe(tick), Verdict::eAdvanced);
+    for (int pass = 1; pass <= 10; ++pass) {
+      EXPECT_EQ(watch.observe(tick), Verdict::eStalled) << pass;
+    }
+  }
+  EXPECT_EQ(watch.observe(9), Verdict::eGone);
+  EXPECT_EQ(watch.observe(8), Verdict::eRestarted);
+}
+
+TEST(AutoConnectThread, TheLoopPeriodIsClamped) {
+  LIPC::AutoConnectThread thread;
+  EXPECT_EQ(thread.loopDurationMS(), 500);
+  for (const auto& [asked, stored] : {std::pair{50, 100}, {250, 250}, {1000, 500}}) {
+    thread.setLoopDurationMS(asked);
+    EXPECT_EQ(thread.loopDurationMS(), stored);
+  }
+}
+
+}  // namespace

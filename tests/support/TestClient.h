@@ -1,0 +1,53 @@
+#pragma once
+
+#include <atomic>
+
+#include "lipc/client/Client.h"
+#include "tests/support/Wait.h"
+
+namespace support {
+
+/// A client inside the test's process that counts its callbacks. Its thread runs at the fastest
+/// period and without a start delay.
+class TestClient : public LIPC::Client {
+ public:
+  explicit TestClient(const char* id, int type = static_cast<int>(LIPC::fourCharacterCode("TEST")))
+      : Client(type, id) {
+    setAutoConnectLoopDurationMS(100);
+    configBeginEdit();
+    configSetMode(
+        static_cast<LIPC::eClientMode>(LIPC::eClientModeInputs | LIPC::eClientModeOutputs));
+    configSetClientID(id);
+    configEndEdit();
+  }
+  ~TestClient() override { stopLIPCSession(); }
+
+  void onLIPCConnectionEstablished() override { ++established; }
+  void onLIPCConnectionToBeRemoved() override { ++removed; }
+  void onLIPCConnectionTick() override { ++ticks; }
+  void onLIPCConnectionTick(const std::deque<LIPC::ClientEntry>* clients) override {
+    ++ticks;
+    if (!clients->empty()) peer = clients->front().id;
+  }
+  void offlineParameterChanged(std::queue<std::pair<unsigned, float>> changes,
+                               const float*) override {
+    lastChanged = static_cast<int>(changes.back().first);
+    ++changed;
+  }
+
+  /// Starts and waits until it has joined.
+  bool join(std::chrono::milliseconds limit = std::chrono::seconds(10)) {
+    const int before = established;
+    startLIPCSession(0);
+    return eventually(limit, [&] { return established > before; });
+  }
+
+  std::atomic<int> established{0};
+  std::atomic<int> removed{0};
+  std::atomic<int> ticks{0};
+  std::atomic<int> changed{0};
+  std::atomic<int> lastChanged{-1};
+  LIPC::ClientID peer;
+};
+
+}  // namespace support
