@@ -6,6 +6,7 @@
 #include <memory>
 #include <mutex>
 #include <set>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
@@ -47,7 +48,12 @@ void requestStop(int) {
 /// so that a reader of the output gets the picture and nothing else.
 class Output {
  public:
-  Output() : mFile(fdopen(dup(STDOUT_FILENO), "w")) { dup2(STDERR_FILENO, STDOUT_FILENO); }
+  Output() : mFile(fdopen(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1), "w")) {
+    if (mFile == nullptr) throw std::runtime_error("standard output is closed");
+    // A caller that closed standard error gets the libraries' words nowhere.
+    if (fcntl(STDERR_FILENO, F_GETFD) < 0) dup2(open("/dev/null", O_WRONLY), STDERR_FILENO);
+    dup2(STDERR_FILENO, STDOUT_FILENO);
+  }
   ~Output() {
     std::fflush(stdout);
     dup2(fileno(mFile), STDOUT_FILENO);
