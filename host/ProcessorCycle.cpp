@@ -21,8 +21,8 @@ ClientEntry* rowOfType(LIPC::SessionBuffer& session, std::uint32_t type) {
 
 }  // namespace
 
-ProcessorCycle::ProcessorCycle(LIPC::SessionBuffer& session)
-    : mSession(session), mThread(LIPC::startThread([this] { run(); })) {}
+ProcessorCycle::ProcessorCycle(LIPC::SessionBuffer& session, std::mutex& tableMutex)
+    : mSession(session), mTableMutex(tableMutex), mThread(LIPC::startThread([this] { run(); })) {}
 
 ProcessorCycle::~ProcessorCycle() {
   stop();
@@ -54,6 +54,8 @@ void ProcessorCycle::run() {
 }
 
 void ProcessorCycle::cycle(long long timestamp) {
+  const std::unique_lock table(mTableMutex, std::try_to_lock);
+  if (!table) return;
   const std::lock_guard lock(mMutex);
   for (ProcessorLibrary* library : mLibraries) {
     LIPC::AudioProcessor& processor = library->processor();

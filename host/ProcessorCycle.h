@@ -25,7 +25,8 @@ class ProcessorCycle {
   static constexpr unsigned cBlockFrames = 1024;
   static constexpr float cSampleRate = 48000.0F;
 
-  explicit ProcessorCycle(LIPC::SessionBuffer& session);
+  /// `tableMutex` is the host's lock on the table's rows. A cycle that finds it taken is left out.
+  ProcessorCycle(LIPC::SessionBuffer& session, std::mutex& tableMutex);
   ~ProcessorCycle();
   ProcessorCycle(const ProcessorCycle&) = delete;
   ProcessorCycle& operator=(const ProcessorCycle&) = delete;
@@ -43,6 +44,7 @@ class ProcessorCycle {
   void exchangeParameters(ProcessorLibrary& library, Parameters& parameters);
 
   LIPC::SessionBuffer& mSession;
+  std::mutex& mTableMutex;
   std::mutex mMutex;  // guards mLibraries
   std::list<ProcessorLibrary*> mLibraries;
   std::atomic<bool> mStop{false};

@@ -216,7 +216,7 @@ void SessionHost::note(const std::string& text) {
 
 const ProcessorLibrary& SessionHost::load(const std::string& path) {
   ProcessorLibrary& library = mLibraries.emplace_back(path);
-  if (!mCycle) mCycle = std::make_unique<ProcessorCycle>(session());
+  if (!mCycle) mCycle = std::make_unique<ProcessorCycle>(session(), mMutex);
   mCycle->add(library);
   return library;
 }
@@ -249,20 +249,33 @@ std::vector<std::string> SessionHost::askAllToLeave() {
   std::set<ClientID> asked;
   const auto deadline = std::chrono::steady_clock::now() + cLeaveTimeout;
   for (;;) {
-    std::vector<std::string> remaining;
-    for (const ClientEntry& entry : session().entries) {
-      const ClientID id = entry.id;
-      if (!id.isDefined() || mFillers.count(id) != 0) continue;
-      remaining.push_back(id.text());
-      if (!asked.insert(id).second) continue;
-      const LIPC::ShmManagedOpen<LIPC::ClientBuffer> buffer(id.text().c_str());
-      if (buffer.get() != nullptr) {
-        LIPC::SemaphoreHandle(buffer->mustDisconnectSemaphore).post();
-      }
+    const std::vector<ClientID> present = clientsPresent();
+    if (present.empty() || std::chrono::steady_clock::now() >= deadline) {
+      std::vector<std::string> remaining;
+      for (const ClientID& id : present)
+        remaining.push_back(id.text());
+      return remaining;
     }
-    if (remaining.empty() || std::chrono::steady_clock::now() >= deadline) return remaining;
+    for (const ClientID& id : present) {
+      if (asked.insert(id).second) askToLeave(id);
+    }
     std::this_thread::sleep_for(cLeaveLook);
   }
+}
+
+void SessionHost::askToLeave(const ClientID& id) {
+  const LIPC::ShmManagedOpen<LIPC::ClientBuffer> buffer(id.text().c_str());
+  if (buffer.get() != nullptr) LIPC::SemaphoreHandle(buffer->mustDisconnectSemaphore).post();
+}
+
+/// The IDs of all rows in use but the fillers'.
+std::vector<ClientID> SessionHost::clientsPresent() {
+  const std::lock_guard lock(mMutex);
+  std::vector<ClientID> present;
+  for (const ClientEntry& entry : session().entries) {
+    if (!entry.isFree() && mFillers.count(entry.id) == 0) present.push_back(entry.id);
+  }
+  return present;
 }
 
 }  // namespace host

@@ -74,6 +74,8 @@ class SessionHost {
   void freeLock();
   void note(const std::string& text);
   std::vector<std::string> askAllToLeave();
+  static void askToLeave(const LIPC::ClientID& id);
+  std::vector<LIPC::ClientID> clientsPresent();
 
   // In this order: whatever comes later uses what comes before.
   HostOptions mOptions;

@@ -27,7 +27,7 @@ class TestClient : public LIPC::Client {
   void onLIPCConnectionTick() override { ++ticks; }
   void onLIPCConnectionTick(const std::deque<LIPC::ClientEntry>* clients) override {
     ++ticks;
-    if (!clients->empty()) peer = clients->front().id;
+    peers = static_cast<int>(clients->size());
   }
   void offlineParameterChanged(std::queue<std::pair<unsigned, float>> changes,
                                const float*) override {
@@ -47,7 +47,7 @@ class TestClient : public LIPC::Client {
   std::atomic<int> ticks{0};
   std::atomic<int> changed{0};
   std::atomic<int> lastChanged{-1};
-  LIPC::ClientID peer;
+  std::atomic<int> peers{0};
 };
 
 }  // namespace support

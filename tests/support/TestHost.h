@@ -22,7 +22,8 @@ class TestHost {
             options, [this](const host::Event& event) { remember(event); })) {}
 
   host::SessionHost* operator->() { return mHost.get(); }
-  LIPC::SessionBuffer& session() { return mHost->session(); }
+  /// The table as another process sees it: through a mapping of its own.
+  LIPC::SessionBuffer& session() { return *mTable.get(); }
 
   /// Events of a kind that name this client; an empty ID counts all of the kind.
   int count(host::Event::Kind kind, const std::string& id) {
@@ -62,6 +63,7 @@ class TestHost {
   std::mutex mMutex;
   std::vector<host::Event> mEvents;
   std::unique_ptr<host::SessionHost> mHost;
+  LIPC::ShmManagedOpen<LIPC::SessionBuffer> mTable{LIPC::cSessionSegment};
 };
 
 }  // namespace support
