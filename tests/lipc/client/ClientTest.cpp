@@ -1,4 +1,5 @@
 #include <cmath>
+#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -172,6 +173,36 @@ TEST(Client, AnIDThatIsUnsetOrHasNoKeyFileNeverJoinsAndHoldsNothing) {
   EXPECT_EQ(host.session().getClientEntriesCount(0), 0U);
   TestClient next("next");
   EXPECT_TRUE(next.join(3s)) << "the registration lock is free";
+}
+
+TEST(Client, MayBeUsedFromSeveralThreadsWhileItIsReconfigured) {
+  TestHost host;
+  TestClient client("busy");
+  ASSERT_TRUE(client.join());
+  std::atomic<bool> stop{false};
+  std::thread user([&] {
+    for (int i = 0; !stop; ++i) {
+      client.setOfflineParameter(50, static_cast<float>(i));
+      client.setString(1, std::to_string(i).c_str());
+      client.getString("busy", 1);
+      client.getOfflineParameter(50);
+      client.getClientEntries(0);
+      client.configGetName();
+      client.configGetClientID();
+    }
+  });
+  for (int round = 1; round <= 4; ++round) {
+    client.configBeginEdit();
+    client.configSetIOChannelCount(round, round);
+    client.configSetClientID(("busy " + std::to_string(round)).c_str());
+    client.configSetClientID((std::to_string(round) + " busy").c_str());
+    client.configEndEdit();
+    client.configSetName(("name " + std::to_string(round)).c_str());
+    EXPECT_TRUE(eventually(10s, [&] { return client.established == round + 1; })) << round;
+  }
+  stop = true;
+  user.join();
+  EXPECT_TRUE(host.hasRow("4 busy"));
 }
 
 class ThrowingClient final : public TestClient {
