@@ -19,13 +19,13 @@ bool isStale(const std::string& stamp, const boost::posix_time::ptime& utc) {
 
 bool ClientWatch::isLost(const LIPC::ClientID& id, const std::optional<std::string>& stamp,
                          const boost::posix_time::ptime& utc, SteadyTime now) {
-  const auto [entry, isNew] = mSeen.try_emplace(id, Seen{stamp, now});
+  const auto [entry, isNew] = mSeen.try_emplace(id, Seen{stamp, WatchedTime(now)});
   Seen& seen = entry->second;
   if (isNew || seen.stamp != stamp) {
-    seen = {stamp, now};
+    seen = {stamp, WatchedTime(now)};
     return false;
   }
-  const auto unchanged = now - seen.since;
+  const auto unchanged = seen.unchanged.look(now);
   if (!stamp) return unchanged >= cWithoutBufferAfter;
   return unchanged >= cStaleAfter && isStale(*stamp, utc);
 }

@@ -8,19 +8,20 @@
 
 #include <boost/date_time/posix_time/posix_time_types.hpp>
 
+#include "host/WatchedTime.h"
 #include "lipc/session/ClientID.h"
 
 namespace host {
 
 /// Judges which clients are lost. A client is lost when its keep-alive stamp is 4 seconds old by
-/// the wall clock, or is not a time, and this watch has itself seen it unchanged for as long on the
-/// steady clock: a machine that slept, or a clock that was set, takes nobody for dead. A row whose
-/// client has no buffer is lost after two seconds.
+/// the wall clock, or is not a time, and this watch has itself watched it unchanged for as long: a
+/// machine that slept, a host that was stopped or a clock that was set takes nobody for dead. A row
+/// whose client has no buffer is lost after two seconds.
 ///
 /// Pure: the caller reads the stamps and the clocks. Threads: one.
 class ClientWatch {
  public:
-  using SteadyTime = std::chrono::steady_clock::time_point;
+  using SteadyTime = WatchedTime::SteadyTime;
 
   static constexpr std::chrono::milliseconds cStaleAfter{4000};
   static constexpr std::chrono::milliseconds cWithoutBufferAfter{2000};
@@ -35,7 +36,7 @@ class ClientWatch {
  private:
   struct Seen {
     std::optional<std::string> stamp;
-    SteadyTime since;
+    WatchedTime unchanged;
   };
 
   std::map<LIPC::ClientID, Seen> mSeen;

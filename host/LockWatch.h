@@ -3,6 +3,8 @@
 #include <chrono>
 #include <optional>
 
+#include "host/WatchedTime.h"
+
 namespace host {
 
 /// Notices a registration lock that is held with no request for longer than any join takes: its
@@ -12,20 +14,20 @@ namespace host {
 /// Pure. Threads: the host's lock guards every call.
 class LockWatch {
  public:
-  using SteadyTime = std::chrono::steady_clock::time_point;
+  using SteadyTime = WatchedTime::SteadyTime;
 
   static constexpr std::chrono::milliseconds cLongestJoin{5000};
 
   /// A request was answered, or the lock was seen free: whoever holds it now has just taken it.
-  void restart() { mHeldSince.reset(); }
+  void restart() { mHeld.reset(); }
   /// The lock was seen held. True when it has been for too long.
   bool isStuck(SteadyTime now) {
-    if (!mHeldSince) mHeldSince = now;
-    return now - *mHeldSince >= cLongestJoin;
+    if (!mHeld) mHeld.emplace(now);
+    return mHeld->look(now) >= cLongestJoin;
   }
 
  private:
-  std::optional<SteadyTime> mHeldSince;
+  std::optional<WatchedTime> mHeld;
 };
 
 }  // namespace host

@@ -3,6 +3,7 @@
 #include <csignal>
 #include <cstdio>
 #include <exception>
+#include <iostream>
 #include <memory>
 #include <mutex>
 #include <set>
@@ -129,6 +130,7 @@ int serve(host::SessionHost& session, const HostCommandOptions& options, Output&
   for (const std::string& path : options.libraries)
     types.insert(session.load(path).clientType());
   const bool allJoined = waitForClients(types, follower);
+  std::cout.flush();  // what the libraries said comes before the picture
 
   if (const auto picture = host::readSession(cWatchMS); picture && !sStopRequested) {
     output.print(options.asJson ? dump(sessionJson(*picture), options.once ? 2 : -1)

@@ -15,7 +15,7 @@ using json = nlohmann::ordered_json;
 json settingsJson(const ClientPicture& client) {
   json settings = json::object();
   for (const SettingView& setting : settingsOf(client)) {
-    json value = {{"source", setting.source}};
+    json value = json::object();
     if (setting.isText) {
       value["value"] = setting.text;
       value["string"] = setting.index;
@@ -23,6 +23,7 @@ json settingsJson(const ClientPicture& client) {
       value["value"] = setting.number;
       value["parameter"] = setting.index;
     }
+    value["source"] = setting.source;
     settings[setting.key] = std::move(value);
   }
   return settings;
