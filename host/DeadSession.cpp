@@ -39,13 +39,6 @@ constexpr const char* cSessionWideSegments[] = {
     LIPC::cPannerValuesSegment,
 };
 
-bool isSessionWide(std::string_view name) {
-  for (const char* segment : cSessionWideSegments) {
-    if (name == segment) return true;
-  }
-  return false;
-}
-
 bool exists(const char* name) {
   const key_t key = LIPC::existingShmKey(name);
   return key != -1 && shmget(key, 0, 0) >= 0;
@@ -161,7 +154,7 @@ std::vector<std::string> clearDeadSession() {
 std::vector<std::string> removeOrphanSegments() {
   std::vector<std::string> removed;
   for (const std::string& name : namesWithKeyFiles()) {
-    if (!isSessionWide(name) && removeIfOrphan(name)) removed.push_back(name);
+    if (!LIPC::isSessionWideName(name) && removeIfOrphan(name)) removed.push_back(name);
   }
   return removed;
 }

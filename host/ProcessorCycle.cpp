@@ -3,26 +3,20 @@
 #include <algorithm>
 #include <chrono>
 #include <cstring>
+#include <exception>
+#include <utility>
 
 #include "lipc/util/SharedWord.h"
 #include "lipc/util/Threads.h"
 
 namespace host {
-namespace {
-
 using LIPC::ClientEntry;
 
-ClientEntry* rowOfType(LIPC::SessionBuffer& session, std::uint32_t type) {
-  for (ClientEntry& entry : session.entries) {
-    if (!entry.isFree() && entry.type == type) return &entry;
-  }
-  return nullptr;
-}
-
-}  // namespace
-
-ProcessorCycle::ProcessorCycle(LIPC::SessionBuffer& session, std::mutex& tableMutex)
-    : mSession(session), mTableMutex(tableMutex), mThread(LIPC::startThread([this] { run(); })) {}
+ProcessorCycle::ProcessorCycle(LIPC::SessionBuffer& session, std::mutex& tableMutex, Report report)
+    : mSession(session),
+      mTableMutex(tableMutex),
+      mReport(std::move(report)),
+      mThread(LIPC::startThread([this] { run(); })) {}
 
 ProcessorCycle::~ProcessorCycle() {
   stop();
@@ -54,43 +48,64 @@ void ProcessorCycle::run() {
 }
 
 void ProcessorCycle::cycle(long long timestamp) {
-  const std::unique_lock table(mTableMutex, std::try_to_lock);
-  if (!table) return;
+  copyClients();
   const std::lock_guard lock(mMutex);
-  for (ProcessorLibrary* library : mLibraries) {
-    LIPC::AudioProcessor& processor = library->processor();
-    Parameters parameters{};
-    if (const ClientEntry* own = rowOfType(mSession, library->clientType()); own != nullptr) {
-      std::memcpy(parameters.data(), own->offlineParameters, sizeof own->offlineParameters);
+  for (auto library = mLibraries.begin(); library != mLibraries.end();) {
+    const auto current = library++;
+    try {
+      drive(**current, timestamp);
+    } catch (const std::exception& error) {
+      mReport("the processor of " + (*current)->path() +
+              " is not called any more: " + error.what());
+      mLibraries.erase(current);
     }
-    processor.preProcess(timestamp);
-    showClients(processor, parameters);
-    processor.process(cBlockFrames);
-    exchangeParameters(*library, parameters);
-    processor.postProcess(timestamp);
   }
 }
 
-void ProcessorCycle::showClients(LIPC::AudioProcessor& processor, Parameters& parameters) {
+void ProcessorCycle::copyClients() {
+  mClients.clear();
+  const std::lock_guard table(mTableMutex);
   for (const ClientEntry& row : mSession.entries) {
-    if (row.isFree()) continue;
-    const ClientEntry client = row;
+    if (!row.isFree()) mClients.push_back(row);
+  }
+}
+
+void ProcessorCycle::drive(ProcessorLibrary& library, long long timestamp) {
+  LIPC::AudioProcessor& processor = library.processor();
+  const auto own = std::find_if(mClients.begin(), mClients.end(), [&](const ClientEntry& client) {
+    return client.type == library.clientType();
+  });
+  Parameters parameters{};
+  if (own != mClients.end()) {
+    std::memcpy(parameters.data(), own->offlineParameters, sizeof own->offlineParameters);
+  }
+  const Parameters before = parameters;
+  processor.preProcess(timestamp);
+  for (const ClientEntry& client : mClients) {
     processor.updateInput(client.id, &client, nullptr, 0, cBlockFrames, client.offlineParameters,
                           nullptr, false);
     processor.updateOutput(client.id, static_cast<int>(client.type), nullptr, 0, cBlockFrames,
                            parameters.data(), client.offlineParameters);
   }
+  processor.process(cBlockFrames);
+  processor.updateParameters(parameters.data(), nullptr);
+  publish(library.clientType(), before, parameters);
+  processor.postProcess(timestamp);
 }
 
-void ProcessorCycle::exchangeParameters(ProcessorLibrary& library, Parameters& parameters) {
-  const Parameters before = parameters;
-  library.processor().updateParameters(parameters.data(), nullptr);
-  ClientEntry* own = rowOfType(mSession, library.clientType());
-  if (own == nullptr) return;
-  for (unsigned slot = 0; slot < LIPC::cOfflineParameterCount; ++slot) {
-    if (std::memcmp(&parameters[slot], &before[slot], sizeof(float)) != 0) {
-      LIPC::storeRelaxed(own->offlineParameters[slot], parameters[slot]);
+/// Writes the slots that the processor changed into the row of the library's client.
+void ProcessorCycle::publish(std::uint32_t type, const Parameters& before,
+                             const Parameters& after) {
+  if (std::memcmp(before.data(), after.data(), sizeof before) == 0) return;
+  const std::lock_guard table(mTableMutex);
+  for (ClientEntry& row : mSession.entries) {
+    if (row.isFree() || row.type != type) continue;
+    for (unsigned slot = 0; slot < LIPC::cOfflineParameterCount; ++slot) {
+      if (std::memcmp(&before[slot], &after[slot], sizeof(float)) != 0) {
+        LIPC::storeRelaxed(row.offlineParameters[slot], after[slot]);
+      }
     }
+    return;
   }
 }
 

@@ -2,10 +2,13 @@
 
 #include <array>
 #include <atomic>
+#include <functional>
 #include <list>
 #include <memory>
 #include <mutex>
+#include <string>
 #include <thread>
+#include <vector>
 
 #include "host/ProcessorLibrary.h"
 #include "lipc/realtime/SHMSlices.h"
@@ -17,6 +20,9 @@ namespace host {
 /// its own. Each cycle, per processor: preProcess; updateInput and updateOutput for every client;
 /// process; updateParameters; postProcess. There is no audio in the calls (no channels).
 ///
+/// The rows are copied under the host's lock and the processors called without it: a slow processor
+/// holds nobody up. One that throws is not called again; the host is told.
+///
 /// A processor's parameter block starts as the offline parameters of the first client of the
 /// library's type; slots that the processor changed are written back to that client's row, where
 /// every participant can read them.
@@ -25,8 +31,10 @@ class ProcessorCycle {
   static constexpr unsigned cBlockFrames = 1024;
   static constexpr float cSampleRate = 48000.0F;
 
-  /// `tableMutex` is the host's lock on the table's rows. A cycle that finds it taken is left out.
-  ProcessorCycle(LIPC::SessionBuffer& session, std::mutex& tableMutex);
+  using Report = std::function<void(const std::string&)>;
+
+  /// `tableMutex` is the host's lock on the table's rows; `report` takes a sentence for people.
+  ProcessorCycle(LIPC::SessionBuffer& session, std::mutex& tableMutex, Report report);
   ~ProcessorCycle();
   ProcessorCycle(const ProcessorCycle&) = delete;
   ProcessorCycle& operator=(const ProcessorCycle&) = delete;
@@ -40,12 +48,15 @@ class ProcessorCycle {
 
   void run();
   void cycle(long long timestamp);
-  void showClients(LIPC::AudioProcessor& processor, Parameters& parameters);
-  void exchangeParameters(ProcessorLibrary& library, Parameters& parameters);
+  void copyClients();
+  void drive(ProcessorLibrary& library, long long timestamp);
+  void publish(std::uint32_t type, const Parameters& before, const Parameters& after);
 
   LIPC::SessionBuffer& mSession;
   std::mutex& mTableMutex;
-  std::mutex mMutex;  // guards mLibraries
+  const Report mReport;
+  std::vector<LIPC::ClientEntry> mClients;  // the cycle's copy of the rows in use
+  std::mutex mMutex;                        // guards mLibraries
   std::list<ProcessorLibrary*> mLibraries;
   std::atomic<bool> mStop{false};
   std::thread mThread;

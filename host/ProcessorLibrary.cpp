@@ -41,10 +41,15 @@ ProcessorLibrary::ProcessorLibrary(const std::string& path)
   try {
     start();
   } catch (const std::exception& error) {
-    if (mUnloadLibrary != nullptr) mUnloadLibrary();
-    throw LibraryError("The library " + path + " failed while it was started: " + error.what() +
-                       ".");
+    unloadAndThrow(error.what());
+  } catch (...) {
+    unloadAndThrow("an exception of unknown type");
   }
+}
+
+void ProcessorLibrary::unloadAndThrow(const char* reason) {
+  if (mUnloadLibrary != nullptr) mUnloadLibrary();
+  throw LibraryError("The library " + mPath + " failed while it was started: " + reason + ".");
 }
 
 void ProcessorLibrary::start() {

@@ -40,6 +40,7 @@ class ProcessorLibrary {
   template <class Function>
   Function find(const char* name) const;
   void start();
+  [[noreturn]] void unloadAndThrow(const char* reason);
 
   std::string mPath;
   std::unique_ptr<void, CloseLibrary> mHandle;

@@ -49,6 +49,7 @@ std::string SessionConnections::mended(Operation operation) {
 std::string SessionConnections::renew(const char* reason) {
   try {
     create();
+    mRenewed = true;
     return std::string("the connection pool was made anew (") + reason + ")";
   } catch (const std::exception& error) {
     mPool.reset();
@@ -122,15 +123,19 @@ std::string SessionConnections::reap(const ClientID& id) {
   return note.empty() ? listNote : note;
 }
 
-std::vector<ClientID> SessionConnections::findOrphans(const LIPC::SessionBuffer& session) {
+std::vector<ClientID> SessionConnections::findOrphans(const LIPC::SessionBuffer& session,
+                                                      std::string& note) {
   std::vector<ClientID> orphans;
-  mended([&] {
+  auto collect = [&] {
     for (auto it = mPool->named_begin(); it != mPool->named_end(); ++it) {
       const std::string name(it->name(), it->name_length());
       const ClientID id(name);
       const bool isRow = session.getClientIndex(id) < LIPC::cMaxClients;
       if (name != LIPC::cConnectionListName && !isRow) orphans.push_back(id);
     }
+  };
+  note = mended([&] {
+    mPool->atomic_func(collect);
     return std::string();
   });
   return orphans;

@@ -37,9 +37,12 @@ class SessionConnections {
   std::string takeOut(const LIPC::ClientID& id);
   /// Also takes the client's own list out of the pool: its owner is dead.
   std::string reap(const LIPC::ClientID& id);
-  /// IDs of the lists in the pool that no row of `session` carries: their owners died in a join.
-  /// Only meaningful with the registration lock held.
-  std::vector<LIPC::ClientID> findOrphans(const LIPC::SessionBuffer& session);
+  /// IDs of the lists in the pool that no row of `session` carries: their owners died in a join or
+  /// a leave. Only meaningful with the registration lock held. `note`: as for merge.
+  std::vector<LIPC::ClientID> findOrphans(const LIPC::SessionBuffer& session, std::string& note);
+  /// True once after the pool was made anew: what clients had published and the host had not yet
+  /// merged is gone.
+  bool takeRenewed() { return std::exchange(mRenewed, false); }
 
   /// The session's list, for tests and pictures.
   std::vector<LIPC::Connection> current() const;
@@ -57,6 +60,7 @@ class SessionConnections {
 
   std::unique_ptr<boost::interprocess::managed_shared_memory> mPool;
   LIPC::SharedConnectionList* mList = nullptr;
+  bool mRenewed = false;
   std::vector<LIPC::Connection> mMirror;                   // what mList holds
   std::map<LIPC::ClientID, std::vector<Ends>> mPublished;  // by the client that published it
 };

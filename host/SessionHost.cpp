@@ -1,10 +1,12 @@
 #include "host/SessionHost.h"
 
 #include <cstdio>
+#include <exception>
 
 #include "lipc/session/ClientBuffer.h"
 #include "lipc/session/Remains.h"
 #include "lipc/session/ShmManaged.h"
+#include "lipc/session/shmKey.h"
 #include "lipc/util/SharedWord.h"
 #include "lipc/util/Threads.h"
 
@@ -18,6 +20,7 @@ using std::chrono::milliseconds;
 constexpr milliseconds cBeatInterval(100);
 constexpr milliseconds cLookInterval(100);
 constexpr int cLooksPerClientCheck = 5;
+constexpr int cLooksPerRefresh = 36'000;  // an hour
 constexpr int cBeatsPerStepBack = 20;
 constexpr std::uint64_t cStepBack = 5;
 constexpr milliseconds cLeaveTimeout(5000);
@@ -42,10 +45,22 @@ SessionHost::SessionHost(const HostOptions& options, EventSink sink)
   mRegistration = std::make_unique<LIPC::SemaphoreHandle>(table.registrationSemaphore);
   mRegistrationEnded = std::make_unique<LIPC::SemaphoreHandle>(table.registrationEndedSemaphore);
   mClientsCanRegister = std::make_unique<LIPC::SemaphoreHandle>(table.clientsCanRegisterMutex);
+  for (const auto* handle : {&mRegistration, &mRegistrationEnded, &mClientsCanRegister}) {
+    if (!(*handle)->isOpen()) {
+      throw HostError(
+          "A named semaphore of the session cannot be opened. If another user's dead host left it, "
+          "remove it as that user (on Linux: the sem. files in /dev/shm).");
+    }
+  }
   if (options.faults.holdLock) mClientsCanRegister->try_wait();
   if (options.faults.fillTable) fillTable();
   mTableWatch = std::make_unique<TableWatch>(table, mSink);
-  startThreads();
+  try {
+    startThreads();
+  } catch (...) {
+    stopThreads();
+    throw;
+  }
 }
 
 SessionHost::~SessionHost() {
@@ -67,7 +82,11 @@ void SessionHost::startThreads() {
   const auto start = [this](void (SessionHost::*body)(), const char* name) {
     mThreads.push_back(LIPC::startThread([this, body, name] {
       LIPC::setCurrentThreadName(name);
-      (this->*body)();
+      try {
+        (this->*body)();
+      } catch (const std::exception& error) {
+        reportFromThread(std::string("the thread \"") + name + "\" ended: " + error.what());
+      }
     }));
   };
   start(&SessionHost::beat, "LIPC host heartbeat");
@@ -85,6 +104,11 @@ void SessionHost::stopThreads() {
   for (std::thread& thread : mThreads)
     thread.join();
   mThreads.clear();
+}
+
+void SessionHost::reportFromThread(const std::string& text) {
+  const std::lock_guard lock(mMutex);
+  note(text);
 }
 
 /// False when the host is stopping.
@@ -126,12 +150,13 @@ void SessionHost::answerRequest() {
       for (ClientEntry& entry : session().entries) {
         if (entry.id == id) entry.clear();
       }
-      note(mConnections->takeOut(id));
+      note(mConnections->reap(id));  // a leaver that dies now has nothing left to withdraw
       mTableWatch->noteLeft(id, Event::Kind::eLeft);
     }
   }
   mRegistrationEnded->post();
   freeLock();
+  if (mConnections->takeRenewed() && isJoin) askToLeave(id);  // so that it publishes again
 }
 
 /// Leaves the registration lock with a count of exactly one, also when a client that came back from
@@ -148,6 +173,7 @@ void SessionHost::watch() {
     mTableWatch->look();
     if (looks % cLooksPerClientCheck != 0) continue;
     watchClients();
+    if (looks % cLooksPerRefresh == 0) refreshKeyFiles();
     if (!mOptions.faults.silent && !mOptions.faults.holdLock) watchLock();
   }
 }
@@ -191,19 +217,38 @@ void SessionHost::reap(const ClientID& id) {
 }
 
 void SessionHost::watchLock() {
-  if (mClientsCanRegister->try_wait()) return freeLock();
-  if (!mLockWatch.isStuck(std::chrono::steady_clock::now())) return;
+  const bool isFree = mClientsCanRegister->try_wait();
+  if (!isFree && !mLockWatch.isStuck(std::chrono::steady_clock::now())) return;
   removeOrphans();
   freeLock();
-  note("the registration lock was held without a request and was given back");
+  if (!isFree) note("the registration lock was held without a request and was given back");
 }
 
-/// What a client that died in its join left before it had a row.
+/// What clients left that died in a join, before they had a row, or in a leave, after it was freed.
+/// Also finds a connection pool in whose lock a process died.
 void SessionHost::removeOrphans() {
-  for (const ClientID& id : mConnections->findOrphans(session())) {
+  std::string poolNote;
+  const std::vector<ClientID> orphans = mConnections->findOrphans(session(), poolNote);
+  note(poolNote);
+  for (const ClientID& id : orphans) {
     note(mConnections->reap(id));
     LIPC::removeRemains(id);
-    note("removed what " + id.text() + " left in a join that did not end");
+    note("removed what " + id.text() + " left in a join or leave that did not end");
+  }
+}
+
+/// Keeps the key files of a long session from cleaners of /tmp.
+void SessionHost::refreshKeyFiles() {
+  for (const char* name :
+       {LIPC::cVersionSegment, LIPC::cSessionSegment, LIPC::cPannerValuesSegment}) {
+    LIPC::refreshKeyFile(name);
+  }
+  for (const ClientEntry& entry : session().entries) {
+    if (entry.isFree()) continue;
+    const std::string name = ClientID(entry.id).text();
+    for (const char* suffix : {"", LIPC::cSendSuffix, LIPC::cReturnSuffix}) {
+      LIPC::refreshKeyFile((name + suffix).c_str());
+    }
   }
 }
 
@@ -216,7 +261,9 @@ void SessionHost::note(const std::string& text) {
 
 const ProcessorLibrary& SessionHost::load(const std::string& path) {
   ProcessorLibrary& library = mLibraries.emplace_back(path);
-  if (!mCycle) mCycle = std::make_unique<ProcessorCycle>(session(), mMutex);
+  if (!mCycle)
+    mCycle = std::make_unique<ProcessorCycle>(
+        session(), mMutex, [this](const std::string& text) { reportFromThread(text); });
   mCycle->add(library);
   return library;
 }
@@ -229,7 +276,11 @@ std::vector<LIPC::Connection> SessionHost::connections() {
 std::vector<std::string> SessionHost::stop() {
   if (mStopped) return {};
   mStopped = true;
-  mSegments->forbidJoins();
+  try {
+    mSegments->forbidJoins();
+  } catch (const HostError& error) {
+    reportFromThread(error.what());
+  }
   if (mCycle) mCycle->stop();
   std::vector<std::string> remaining = askAllToLeave();
   mLibraries.clear();

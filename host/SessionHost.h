@@ -71,8 +71,10 @@ class SessionHost {
   bool isLost(const LIPC::ClientID& id);
   void watchLock();
   void removeOrphans();
+  void refreshKeyFiles();
   void freeLock();
   void note(const std::string& text);
+  void reportFromThread(const std::string& text);
   std::vector<std::string> askAllToLeave();
   static void askToLeave(const LIPC::ClientID& id);
   std::vector<LIPC::ClientID> clientsPresent();

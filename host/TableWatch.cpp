@@ -18,6 +18,8 @@ Event describe(Event::Kind kind, int index, const ClientEntry& entry) {
   return event;
 }
 
+constexpr int cLooksUntilReported = 3;
+
 /// Bit for bit: a NaN that stays the same NaN is no change.
 bool isSameFloat(float a, float b) {
   return std::memcmp(&a, &b, sizeof a) == 0;
@@ -41,6 +43,7 @@ void TableWatch::noteJoined(const LIPC::ClientID& id) {
   const int index = mSession.getClientIndex(id);
   const ClientEntry* entry = mSession.getClientEntry(index);
   if (entry == nullptr) return;
+  mNew.erase(index);
   mKnown.insert_or_assign(index, *entry);
   report(Event::Kind::eJoined, index, *entry);
 }
@@ -64,13 +67,15 @@ void TableWatch::look() {
       report(Event::Kind::eLeft, index, known->second);
       mKnown.erase(known);
     }
-    if (row.isFree()) continue;
+    if (row.isFree()) {
+      mNew.erase(index);
+      continue;
+    }
     const ClientEntry now = row;
-    const auto [entry, isNew] = mKnown.try_emplace(index, now);
-    if (isNew) {
-      report(Event::Kind::eJoined, index, now);
-    } else {
+    if (const auto entry = mKnown.find(index); entry != mKnown.end()) {
       compare(index, entry->second, now);
+    } else if (++mNew[index] >= cLooksUntilReported) {
+      noteJoined(now.id);
     }
   }
 }

@@ -18,7 +18,8 @@ class TableWatch {
 
   void noteJoined(const LIPC::ClientID& id);
   void noteLeft(const LIPC::ClientID& id, Event::Kind how);
-  /// Reports every difference since the last look.
+  /// Reports every difference since the last look. A new row is reported at the third look: until
+  /// then its client is still filling it and asking the host.
   void look();
 
  private:
@@ -28,6 +29,7 @@ class TableWatch {
   const LIPC::SessionBuffer& mSession;
   EventSink mSink;
   std::map<int, LIPC::ClientEntry> mKnown;  // rows in use, by index
+  std::map<int, int> mNew;                  // rows not reported yet: looks that saw them
 };
 
 }  // namespace host

@@ -3,16 +3,17 @@
 #include <optional>
 #include <string>
 
+// clang-format off
 /// Where the machine's settings lie. Paths only: nothing here opens a settings file.
 ///
-///   settings of the running user   HOME/Library/Application Support/Vexo
-///   Technologies/Vexo-Settings.xml settings of another user       /Users/NAME/Library/Application
-///   Support/Vexo Technologies/... whose numeric settings count
-///   /Users/Shared/.vexosettings_lastuser.txt, first line: a login name
+///   a user's settings    HOME/Library/Application Support/Vexo Technologies/Vexo-Settings.xml
+///   another user's       the same under /Users/NAME
+///   whose numbers count  /Users/Shared/.vexosettings_lastuser.txt, first line: a login name
 ///
 /// The same on every platform: the paths under /Users are absolute also where homes lie elsewhere.
 /// The facility always comes from the running user's own file; where there is no last-user file,
 /// the numbers do too.
+// clang-format on
 namespace Vexo::Settings {
 
 struct SettingsRoots {

@@ -2,6 +2,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstdio>
+#include <deque>
 #include <exception>
 #include <iostream>
 #include <memory>
@@ -10,6 +11,7 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <fmt/core.h>
@@ -41,8 +43,19 @@ struct HostCommandOptions {
 
 std::atomic<bool> sStopRequested{false};
 
+/// The first signal ends the session in order, a second one ends the process at once; the next host
+/// clears away what it leaves then.
 void requestStop(int) {
-  sStopRequested = true;
+  if (sStopRequested.exchange(true)) _exit(eExitFailure);
+}
+
+/// Without SA_RESTART, so that a signal also ends a print that nobody reads.
+void catchSignals() {
+  struct sigaction action {};
+  action.sa_handler = requestStop;
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+    sigaction(signal, &action, nullptr);
+  std::signal(SIGPIPE, SIG_IGN);
 }
 
 /// The command's own output. What loaded libraries print on standard output goes to standard error,
@@ -63,25 +76,23 @@ class Output {
   Output(const Output&) = delete;
   Output& operator=(const Output&) = delete;
 
+  /// Ends the session when there is nobody left to read it.
   void print(const std::string& text) {
-    fmt::print(mFile, "{}\n", text);
-    std::fflush(mFile);
+    std::fputs((text + "\n").c_str(), mFile);
+    if (std::fflush(mFile) != 0) sStopRequested = true;
   }
 
  private:
   std::FILE* mFile;
 };
 
-/// Prints events once the first picture stands, and remembers which client types have joined.
+/// Keeps what happens until the command prints it: the host is never held up by a slow reader.
 class Follower {
  public:
-  Follower(Output& output, bool asJson) : mOutput(output), mAsJson(asJson) {}
-
   void operator()(const host::Event& event) {
     const std::lock_guard lock(mMutex);
     if (event.kind == host::Event::Kind::eJoined) mJoined.insert(event.type);
-    if (!mFollowing) return;
-    mOutput.print(mAsJson ? dump(eventJson(event), -1) : eventText(event));
+    if (mFollowing && mEvents.size() < cMostWaiting) mEvents.push_back(event);
   }
 
   bool hasJoined(std::uint32_t type) {
@@ -89,18 +100,32 @@ class Follower {
     return mJoined.count(type) != 0;
   }
 
+  /// From here on events are kept.
   void follow() {
     const std::lock_guard lock(mMutex);
     mFollowing = true;
   }
 
+  std::deque<host::Event> takeEvents() {
+    const std::lock_guard lock(mMutex);
+    return std::exchange(mEvents, {});
+  }
+
  private:
+  /// Events that may wait for a reader; later ones are dropped.
+  static constexpr std::size_t cMostWaiting = 100'000;
+
   std::mutex mMutex;
-  Output& mOutput;
-  const bool mAsJson;
   bool mFollowing = false;
   std::set<std::uint32_t> mJoined;
+  std::deque<host::Event> mEvents;
 };
+
+void printEvents(Follower& follower, bool asJson, Output& output) {
+  for (const host::Event& event : follower.takeEvents()) {
+    output.print(asJson ? dump(eventJson(event), -1) : eventText(event));
+  }
+}
 
 /// Waits for the clients of the loaded libraries; false when one has not joined in time.
 bool waitForClients(const std::set<std::uint32_t>& types, Follower& follower) {
@@ -132,26 +157,27 @@ int serve(host::SessionHost& session, const HostCommandOptions& options, Output&
   const bool allJoined = waitForClients(types, follower);
   std::cout.flush();  // what the libraries said comes before the picture
 
+  if (!options.once) follower.follow();
   if (const auto picture = host::readSession(cWatchMS); picture && !sStopRequested) {
     output.print(options.asJson ? dump(sessionJson(*picture), options.once ? 2 : -1)
                                 : sessionText(*picture));
   }
-  if (!options.once) {
-    follower.follow();
-    while (!sStopRequested)
-      std::this_thread::sleep_for(cLook);
+  while (!options.once && !sStopRequested) {
+    printEvents(follower, options.asJson, output);
+    std::this_thread::sleep_for(cLook);
   }
-  for (const std::string& id : session.stop()) {
+  const std::vector<std::string> remaining = session.stop();
+  printEvents(follower, options.asJson, output);
+  for (const std::string& id : remaining) {
     fmt::print(stderr, "lipc: the client {} did not leave within 5 seconds\n", printable(id));
   }
   return allJoined || !options.once ? eExitOK : eExitClientMissing;
 }
 
 int runHost(const HostCommandOptions& options) {
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP})
-    std::signal(signal, requestStop);
+  catchSignals();
   Output output;
-  Follower follower(output, options.asJson);
+  Follower follower;
   try {
     host::SessionHost session(options.host, std::ref(follower));
     return serve(session, options, output, follower);

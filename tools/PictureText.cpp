@@ -22,8 +22,8 @@ std::string settingsText(const ClientPicture& client) {
   std::string text =
       fmt::format("\n      {:<35} {:<20} {:<14} {}\n", "setting", "value", "published as", "from");
   for (const SettingView& setting : settingsOf(client)) {
-    const std::string value =
-        setting.isText ? "\"" + printable(setting.text) + "\"" : numberText(setting.number);
+    const std::string value = setting.isText ? fmt::format("\"{}\"", printable(setting.text))
+                                             : numberText(setting.number);
     const std::string place =
         (setting.isText ? "string " : "parameter ") + std::to_string(setting.index);
     text +=
@@ -58,7 +58,7 @@ std::string sessionText(const SessionPicture& session) {
   }
   text += fmt::format("Clients   {}\n", session.clients.size());
   for (const ClientPicture& client : session.clients) {
-    text += "\n" + rowText(client);
+    text += fmt::format("\n{}", rowText(client));
     if (isSettingsClient(client)) text += settingsText(client);
   }
   return text;

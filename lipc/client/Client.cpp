@@ -57,6 +57,7 @@ void Client::stopLIPCSession() {
 
 void Client::wakeToLeave() {
   if (!mConnected || !mAttachment.mClientMustDisconnectSemaphore) return;
+  mLeaveRequested = true;
   mAttachment.mClientMustDisconnectSemaphore->clear();
   mAttachment.mClientMustDisconnectSemaphore->post();
 }

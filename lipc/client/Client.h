@@ -36,9 +36,12 @@ class PublishedConnections;
 /// may come from any. Callbacks run on the auto-connect thread. onLIPCConnectionEstablished and
 /// onLIPCConnectionToBeRemoved run with the client's lock held: from there nothing of this class
 /// may be called but isConnected, getOfflineParameter(int), configBeginEdit, configGet... and the
-/// edit setters other than configSetMode and configSetName. Locks, in order: mMutex, the session's
-/// registration lock, mEditMutex. mMutex is held for at most one join attempt (2.5 s waiting for a
-/// silent host) or one leave (4.5 s).
+/// edit setters other than configSetMode and configSetName.
+///
+/// Locks, in order: mMutex, the session's registration lock, then mEditMutex or the connection
+/// pool's own lock, never both. mMutex is held for a join attempt or a leave at the longest. These
+/// wait 2.5 s for a silent host, or 3 s for the registration lock and 1.5 s for the host, and up to
+/// a second more for each lock in which another process died.
 ///
 /// Errors: by return value and log. Exceptions cross only where a comment says so; an exception
 /// from a tick or parameter callback ends the auto-connect thread and clears the connected flag.
@@ -84,8 +87,8 @@ class Client {
   /// leaves and joins again. An end without a begin does nothing.
   void configEndEdit();
   /// deliberate: compared over the active ID's length, so an ID that begins with the active one
-  /// counts as equal and is not taken. Null reads as empty. A client whose ID is empty or "Default"
-  /// does not join.
+  /// counts as equal and is not taken. Null reads as empty. A client whose ID is empty, "Default"
+  /// or the name of one of the session's own segments does not join; that is logged here.
   void configSetClientID(const char* id);
   /// A mode with bit value 8 is stored as exactly 8. Counts that the mode does not allow become 0.
   void configSetMode(eClientMode mode);
@@ -103,7 +106,9 @@ class Client {
   std::vector<std::int32_t>& configGetOutputRouting();
   std::size_t configGetConnectionCount() const;
   /// The configured connection between these two, revived if it was marked disconnected, or a new
-  /// one without wires. For the application thread, inside an edit bracket.
+  /// one without wires. For the application thread, inside an edit bracket. The reference is good
+  /// until the connection is removed: by the application, or by a join that finds this client's ID
+  /// in use and gives it another.
   Connection& configEditConnection(const ClientID& source, const ClientID& target);
 
   /// Makes `name` different from every row's name, free rows included (deliberate), by appending
@@ -175,16 +180,18 @@ class Client {
   void waitForNextPass();
   void leaveAtEnd();
 
+  static bool isUsableID(const ClientID& id);
   Attempt attemptJoin();
   Participant describeSelf();
   void takeNewID();
-  void publishConnections(PublishedConnections& published);
+  std::list<Connection> resolveConnections();
   void markJoinedInParameters();
   void takeUniqueName(const SessionBuffer& session);
   void reportJoinFailure(const char* what);
 
   void closeExchange();
   void leaveSession(SessionBuffer& session);
+  bool hasRow(const SessionBuffer& session) const;
   void keepConnections(const SessionBuffer& session);
 
   SessionBuffer* sessionOrWarn(const char* operation) const;
@@ -204,12 +211,14 @@ class Client {
   SessionAttachment mAttachment;                          // lock
   timed_posix_sema_waiter mSemaWaiter;
   std::atomic<bool> mConnected{false};
+  bool mLeaveRequested = false;  // lock; a stop or a changed configuration wants a leave
   mutable std::mutex mMutex;
   mutable std::mutex mEditMutex;
   std::string mConnectID;  // lock; ID of the last join attempt
   AutoConnectThread mThread;
   HeartbeatWatch mHeartbeat;  // auto-connect thread only
   std::atomic<eVersionStatus> mVersionStatus{eVersionNoHost};
+  std::string mReplacedID;  // edit lock; ID that an open edit replaces since another client has it
   std::string mLastJoinFailure;  // auto-connect thread only
 
   // A lock with a count of 0 or 1 between the audio thread, which only tries it, and the leave: 0

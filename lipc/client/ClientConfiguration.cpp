@@ -8,6 +8,10 @@
 
 namespace LIPC {
 
+bool Client::isUsableID(const ClientID& id) {
+  return id.isDefined() && !isSessionWideName(id.view());
+}
+
 void Client::configBeginEdit() {
   const std::lock_guard edit(mEditMutex);
   mConfig.beginEdit();
@@ -26,9 +30,9 @@ void Client::configEndEdit() {
 void Client::configSetClientID(const char* id) {
   const std::string requested = id != nullptr ? id : "";
   const ClientID newID(requested);
-  if (!newID.isDefined()) {
+  if (!isUsableID(newID)) {
     Lct::Log(Lct::eLogWarn, "configSetClientID",
-             "\"%s\" stands for no ID: the client does not join a session under it",
+             "\"%s\" is no ID for a client: it does not join a session under it",
              requested.c_str());
   }
   const std::lock_guard edit(mEditMutex);

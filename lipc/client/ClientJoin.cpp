@@ -44,7 +44,7 @@ void Client::tryConnectWithoutLock() {
 
 Client::Attempt Client::attemptJoin() {
   const Participant self = describeSelf();
-  if (!self.id.isDefined() || Join::isForbidden()) return Attempt::eNotNow;
+  if (!isUsableID(self.id) || Join::isForbidden()) return Attempt::eNotNow;
   mVersionStatus = Join::checkHost();
   if (mVersionStatus != eVersionMatches) return Attempt::eNotNow;
 
@@ -69,9 +69,12 @@ Client::Attempt Client::attemptJoin() {
     return Attempt::eNotNow;
   }
   takeUniqueName(session);
+  const std::list<Connection> connections = resolveConnections();
   PublishedConnections published(self.id);
-  publishConnections(published);
+  published.publish(connections);
   markJoinedInParameters();
+  // A client that was stopped until here for so long that the host gave its lock away.
+  if (!row->isFree() || !mAttachment.holdsItsName()) return Attempt::eNotNow;
   join.fillRow(*row, configGetName(), mOfflineParameters, mStrings);
   mClientIndex = session.getClientIndex(self.id);
   join.attachPannerValues();
@@ -80,6 +83,8 @@ Client::Attempt Client::attemptJoin() {
 
   mHeartbeat.restart(loadAcquire(session.heartbeat));
   mConnected = true;
+  mLeaveRequested = false;
+  mSHMSliceBufferAccessHandle.clear();
   mSHMSliceBufferAccessHandle.post();
   onLIPCConnectionEstablished();
   return Attempt::eJoined;
@@ -97,17 +102,20 @@ void Client::takeNewID() {
   const ClientID oldID(mConnectID);
   const std::string newID = generateUUID();
   const std::lock_guard edit(mEditMutex);
+  // In an open edit the new ID counts from its end; until then the old one meets its owner again.
+  if (mConfig.isEditing() && mReplacedID == mConnectID) return;
+  mReplacedID = mConnectID;
   mConfig.replaceID(newID);
   mConnections.remove_if([&](const Connection& connection) { return connection.target == oldID; });
   for (Connection& connection : mConnections)
     connection.replace(oldID, ClientID(newID));
 }
 
-void Client::publishConnections(PublishedConnections& published) {
+std::list<Connection> Client::resolveConnections() {
   const std::lock_guard edit(mEditMutex);
   resolveAutoConnections(*mAttachment.session(), mAutoConnections, ClientID(mConnectID),
                          mConnections);
-  published.publish(mConnections);
+  return mConnections;
 }
 
 void Client::markJoinedInParameters() {

@@ -22,16 +22,15 @@ void Client::disconnectWithoutLock() {
   onLIPCConnectionToBeRemoved();
   closeExchange();
   mConnected = false;
+  mLeaveRequested = false;
   mAttachment.mNewAudioDataAvailableSemaphore.reset();
   SessionBuffer* session = mAttachment.session();
   if (session == nullptr) {
     Lct::Log(Lct::eLogWarn, cSource,
              "\n!!! disconnectWithoutLock : CAN'T get shared mem Session !!! \n");
-  } else if (mAttachment.holdsItsName()) {
+  } else {
     leaveSession(*session);
   }
-  // Without its name this client has no row of its own any more: asking to leave, or clearing rows,
-  // would hit whoever took the ID over.
   deleteManagedPtrs();
 }
 
@@ -44,14 +43,20 @@ void Client::closeExchange() {
            "*** disconnectWithoutLock : Could not get SHMSliceBufferAccessMutex ***");
 }
 
+/// Without its name this client has no row of its own any more: asking to leave, clearing rows or
+/// withdrawing the connections would hit whoever took the ID over. It may lose the name while it
+/// waits, so it looks again after each wait.
 void Client::leaveSession(SessionBuffer& session) {
+  if (!mAttachment.holdsItsName()) return;
   const ClientID ownID(mConnectID);
+  if (!hasRow(session)) return PublishedConnections::withdraw(ownID);
   SemaphoreHandle& canRegister = *mAttachment.mSessionBufferClientsCanRegisterSemaphore;
   if (mSemaWaiter.timed_wait(canRegister, cLockTimeoutMS, "SessionBufferClientsCanRegister")) {
     RegistrationLock lock(canRegister);
+    if (!mAttachment.holdsItsName()) return;
     keepConnections(session);
     askHost(mAttachment, mSemaWaiter, lock, ownID, SessionBuffer::cLeaveRequest, cAnswerTimeoutMS);
-  } else {
+  } else if (mAttachment.holdsItsName()) {
     for (ClientEntry& entry : session.entries) {
       if (entry.id == ownID) entry.id.clear();
     }
@@ -59,7 +64,7 @@ void Client::leaveSession(SessionBuffer& session) {
     Lct::Log(Lct::eLogWarn, cSource,
              "\n client mSessionBufferClientsCanRegisterSemaphore got timeout \n");
   }
-  PublishedConnections::withdraw(ownID);
+  if (mAttachment.holdsItsName()) PublishedConnections::withdraw(ownID);
 }
 
 /// Copies the session's present state of the configured connections back, so that the next join

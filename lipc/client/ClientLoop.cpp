@@ -54,7 +54,9 @@ void Client::pass() {
 
 void Client::checkSessionWithoutLock(std::deque<ClientEntry>& connectedClients) {
   SessionBuffer* session = mAttachment.session();
-  if (session == nullptr || !mAttachment.holdsItsName()) return disconnectWithoutLock();
+  if (session == nullptr || !mAttachment.holdsItsName() || !hasRow(*session)) {
+    return disconnectWithoutLock();
+  }
 
   switch (mHeartbeat.observe(loadAcquire(session->heartbeat))) {
     case HeartbeatWatch::Verdict::eRestarted:
@@ -76,7 +78,13 @@ void Client::checkSessionWithoutLock(std::deque<ClientEntry>& connectedClients) 
     mustDisconnect.clear();
     return disconnectWithoutLock();
   }
+  // The post of this client's own request may have been taken for the end of a timed wait.
+  if (mLeaveRequested) return disconnectWithoutLock();
   mAttachment.clientBuffer()->keepAlive();
+}
+
+bool Client::hasRow(const SessionBuffer& session) const {
+  return session.getClientIndex(ClientID(mConnectID)) < cMaxClients;
 }
 
 void Client::deliverChanges() {

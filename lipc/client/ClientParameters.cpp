@@ -68,6 +68,7 @@ float Client::getOfflineParameter(const std::string& id, int index) const {
 }
 
 std::deque<std::pair<unsigned, float>> Client::syncOfflineParameters() {
+  const unsigned count = std::min(getOfflineParameterCount(), cOfflineParameterCount);
   const std::lock_guard lock(mMutex);
   std::deque<std::pair<unsigned, float>> changes;
   if (!mConnected) return changes;
@@ -85,7 +86,6 @@ std::deque<std::pair<unsigned, float>> Client::syncOfflineParameters() {
     storeRelaxed(mOfflineParameters[index], shared);
     changes.emplace_back(index, shared);
   };
-  const unsigned count = std::min(getOfflineParameterCount(), cOfflineParameterCount);
   for (unsigned index = 0; index < cPulledBelow; ++index)
     pull(index);
   for (unsigned index = cPulledFrom; index < count; ++index)

@@ -14,6 +14,9 @@ using std::chrono::milliseconds;
 /// Sleeps of one millisecond after which a command gives up waiting for the other side's state.
 constexpr int cHandOverAttempts = 10'000;
 
+/// How long a caller may take to come back from its wait before it is posted once more.
+constexpr milliseconds cRepostInterval(20);
+
 void sleepUnlocked(std::unique_lock<std::mutex>& lock, microseconds duration) {
   lock.unlock();
   std::this_thread::sleep_for(duration);
@@ -66,6 +69,7 @@ bool timed_posix_sema_waiter::claim(SemaphoreHandle& sem, int ms, const char* na
 bool timed_posix_sema_waiter::finish() {
   const Lock lock(mMutex);
   mCurrent = nullptr;
+  mFinished.notify_one();
   return mTimeoutCount == 0;
 }
 
@@ -120,10 +124,13 @@ bool timed_posix_sema_waiter::timed_wait_for_stop(milliseconds ms) {
 }
 
 void timed_posix_sema_waiter::postTimeout(std::uint64_t waitNumber) {
-  const Lock lock(mMutex);
-  if (mCurrent == nullptr || mWaitNumber != waitNumber) return;  // a real post ended it meanwhile
-  ++mTimeoutCount;
-  mCurrent->post();
+  Lock lock(mMutex);
+  const auto isOver = [&] { return mCurrent == nullptr || mWaitNumber != waitNumber; };
+  while (!isOver() && !mStopThread) {
+    ++mTimeoutCount;
+    mCurrent->post();
+    mFinished.wait_for(lock, cRepostInterval, isOver);
+  }
 }
 
 void timed_posix_sema_waiter::send_cmd(State cmd) {

@@ -32,7 +32,8 @@ class SemaphoreHandle;
 ///   EXIT    5  destructor                      the thread ends
 ///
 /// When the real post and the time-out coincide, one surplus count may stay on the semaphore; a
-/// caller that needs the exact count drains it.
+/// caller that needs the exact count drains it. Another process may take the post that was meant to
+/// end the wait; the waiter thread then posts again until its caller is free.
 ///
 /// Threads: `timed_wait` from any, never from the audio thread.
 class timed_posix_sema_waiter {
@@ -77,6 +78,7 @@ class timed_posix_sema_waiter {
   std::uint64_t mWaitNumber = 0;  // tells a late time-out that its wait is over
   std::mutex mMutex;
   std::condition_variable mChanged;
+  std::condition_variable mFinished;  // the caller came back from its wait
   State mState = STOPPED;
   std::thread mThread;
 };

@@ -28,6 +28,9 @@ using SharedConnectionAllocator =
 /// Nodes are two relative links of 8 bytes and the record, 480 bytes with padding.
 using SharedConnectionList = boost::container::list<Connection, SharedConnectionAllocator>;
 
+/// What lies before the record in a node.
+inline constexpr std::size_t cLinkBytes = 16;
+
 /// Calls visit(const Connection&) for the records of a shared list in order.
 template <class Visit>
 void forEachConnection(const boost::interprocess::managed_shared_memory& pool,
@@ -38,7 +41,8 @@ void forEachConnection(const boost::interprocess::managed_shared_memory& pool,
   std::size_t steps = 0;
   for (auto it = list.begin(); it != end && steps < mostRecords; ++it, ++steps) {
     const auto at = reinterpret_cast<std::uintptr_t>(&*it);
-    const bool inside = at >= base && at - base <= pool.get_size() - sizeof(Connection);
+    const bool inside =
+        at >= base + cLinkBytes && at - base <= pool.get_size() - sizeof(Connection);
     if (!inside || at % alignof(Connection) != 0) return;
     visit(*it);
   }

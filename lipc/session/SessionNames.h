@@ -2,7 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <string>
+#include <string_view>
 
 /// Names, sizes and numbers on which all processes of a session agree.
 namespace LIPC {
@@ -23,6 +23,14 @@ inline constexpr char cReturnSuffix[] = "-return";
 // The managed segment of the connection lists, and the session's list in it.
 inline constexpr char cConnectionPoolSegment[] = "LIPC_SESSION_CONNECTION_POOL";
 inline constexpr char cConnectionListName[] = "LIPC_SESSION_CONNECTION_LIST";
+
+/// True for the names of the segments that belong to the session as a whole; no client has one as
+/// its ID.
+constexpr bool isSessionWideName(std::string_view name) {
+  return name == cSessionSegment || name == cVersionSegment || name == cNoConnectSegment ||
+         name == cPannerValuesSegment || name == cConnectionPoolSegment ||
+         name == cConnectionListName;
+}
 
 // Named semaphores: session name or client ID, then the suffix.
 inline constexpr char cRegistrationSuffix[] = "RegistrationSemaphore";

@@ -4,7 +4,9 @@
 #include <cstdio>
 #include <cstring>
 
+#include <fcntl.h>
 #include <sys/ipc.h>
+#include <sys/stat.h>
 
 #include "lipc/util/Log.h"
 
@@ -28,6 +30,10 @@ key_t shmKey(const char* name) {
              std::strerror(errno));
   }
   return key;
+}
+
+void refreshKeyFile(const char* name) {
+  utimensat(AT_FDCWD, keyFilePath(name).c_str(), nullptr, 0);
 }
 
 key_t existingShmKey(const char* name) {

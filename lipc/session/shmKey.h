@@ -24,4 +24,8 @@ key_t shmKey(const char* name);
 /// file does not exist.
 key_t existingShmKey(const char* name);
 
+/// Makes the key file young again, if it is there, so that no cleaner of /tmp takes it away from a
+/// session that has run for days. Changes neither its identity nor its contents.
+void refreshKeyFile(const char* name);
+
 }  // namespace LIPC

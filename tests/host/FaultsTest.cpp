@@ -89,7 +89,8 @@ TEST_P(AJoinerKilled, LocksNobodyOutAndLeavesNothing) {
 }
 
 INSTANTIATE_TEST_SUITE_P(After, AJoinerKilled,
-                         testing::Values("lock", "buffer", "list", "pool", "row", "request"),
+                         testing::Values("lock", "buffer", "list", "pool", "row", "request",
+                                         "leave"),
                          [](const auto& step) { return std::string(step.param); });
 
 TEST(AStoppedClient, WhoseIDAnotherTookComesBackUnderANewOne) {
@@ -231,6 +232,17 @@ TEST(TheHost, AsksAClientToLeaveAndItComesBack) {
   }
   EXPECT_TRUE(eventually(5s, [&] { return client.established == 2; }));
   EXPECT_EQ(host.count(Event::Kind::eLeft, "asked"), 1);
+}
+
+TEST(AClient, WhoseRowOrKeyFileIsTakenAwayComesBack) {
+  TestHost host;
+  TestClient client("robbed");
+  ASSERT_TRUE(client.join());
+  host.session().entries[0].id.clear();
+  ASSERT_TRUE(eventually(5s, [&] { return client.established == 2; }));
+  std::filesystem::remove(LIPC::keyFilePath("robbed"));
+  ASSERT_TRUE(host.waitFor(Event::Kind::eLost, "robbed", 10s));
+  EXPECT_TRUE(eventually(5s, [&] { return client.established == 3 && host.hasRow("robbed"); }));
 }
 
 TEST(AForeignStamp, ThatIsNoTimeNeitherEndsTheJoinerNorKeepsTheLock) {

@@ -4,7 +4,7 @@
 //   participant ID [type=VMIX] [name=N] [mode=M] [in=N] [out=N] [loop=MS] [to=TARGET] [die=STEP]
 //
 // With die=STEP it takes the steps of a join by itself and kills itself after STEP: lock, buffer,
-// list, row, request, or inside the connection pool's lock: pool.
+// list, row, request, leave (its request to leave), or inside the connection pool's lock: pool.
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -81,6 +81,14 @@ std::uint32_t typeOf(const Options& options) {
   attachment.mSessionBufferRegistrationEndedSemaphore->clear();
   attachment.mSessionBufferRegistrationSemaphore->post();
   dieAt("request");
+  attachment.mSessionBufferRegistrationEndedSemaphore->wait();
+  published.keep();
+  lock.leaveToHost();
+  while (!join.tryRegistrationLock())
+    usleep(1000);
+  attachment.session()->writeRequest(who.id, LIPC::SessionBuffer::cLeaveRequest);
+  attachment.mSessionBufferRegistrationSemaphore->post();
+  dieAt("leave");
   std::exit(4);
 }
 

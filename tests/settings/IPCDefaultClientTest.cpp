@@ -1,0 +1,129 @@
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <sstream>
+
+#include <gtest/gtest.h>
+
+#include "host/SessionReader.h"
+#include "settings/IPCDefaultClient.h"
+#include "settings/SettingsLocation.h"
+#include "tables/SettingsTables.h"
+#include "tests/support/TestHost.h"
+
+namespace {
+
+using namespace Vexo::Settings;
+namespace fs = std::filesystem;
+
+constexpr char cFile[] = "/Library/Application Support/Vexo Technologies/Vexo-Settings.xml";
+constexpr char cDefaults[] = "0 Standard-Surround 0 0 1 0 26 ";
+
+/// A settings file with these values of cPublishedSettings, from the first on.
+std::string file(const std::vector<std::string>& values) {
+  std::string xml = "<?xml version=\"1.0\"?>\n<PROPERTIES>\n";
+  for (std::size_t i = 0; i < values.size(); ++i)
+    xml += std::string("<VALUE name='") + cPublishedSettings[i].key + "' val='" + values[i] + "'/>";
+  return xml + "\n</PROPERTIES>\n";
+}
+
+void write(const std::string& path, const std::string& text) {
+  fs::create_directories(fs::path(path).parent_path());
+  std::ofstream(path, std::ios::binary) << text;
+}
+
+bool waitUntilJoined(const IPCDefaultClient& client) {
+  return support::eventually(std::chrono::seconds(10), [&] { return client.isConnected(); });
+}
+
+class SettingsClient : public testing::Test {
+ protected:
+  SettingsClient() { SettingsLocation::replacement = &roots; }
+  ~SettingsClient() override { fs::remove_all(folder); }
+
+  static std::map<std::string, fs::file_time_type> files() {
+    std::map<std::string, fs::file_time_type> all;
+    for (const auto& item : fs::recursive_directory_iterator(folder))
+      all[item.path().string()] = item.last_write_time();
+    return all;
+  }
+
+  /// What a reader sees of a client that is made after this file was written, in the order of
+  /// cPublishedSettings.
+  static std::string published(std::string path = folder + "/any", std::string text = "") {
+    write(path, text);
+    const auto before = files();
+    std::ostringstream all;
+    {
+      const IPCDefaultClient client;
+      EXPECT_TRUE(waitUntilJoined(client));
+      const host::ClientPicture row = host::readSession(0)->clients.at(0);
+      for (const auto& [key, isText, index] : cPublishedSettings) {
+        (isText ? all << row.strings[index] : all << row.parameters[index]) << ' ';
+        EXPECT_EQ(client.getOfflineParameter(index), row.parameters[index]) << key;
+      }
+      EXPECT_EQ(row.id + row.name, "VexoSettingsVexoSettings");
+      EXPECT_EQ((std::vector{row.type, row.mode, row.inputChannels, row.outputChannels}),
+                (std::vector{0x56536574U, 4U, 0U, 0U}));
+    }
+    EXPECT_EQ(files(), before) << "they are read, never written or made";
+    return all.str();
+  }
+
+  static inline const std::string folder = testing::TempDir() + "settings";
+  static inline const SettingsRoots roots{folder + "/home", folder + "/Users", folder + "/last"};
+  support::TestHost testHost;
+};
+
+TEST_F(SettingsClient, PublishesWhatItsFileSaysAndTheDefaultsWhereItSaysNothing) {
+  EXPECT_EQ(published(), cDefaults);
+  const std::string whole = file({"2", "\"A\" \xC3\xA9", "1", "-1", "0", "64", "12"});
+  const std::pair<std::string, std::string> cases[] = {
+      {whole, "2 \"A\" \xC3\xA9 1 -1 0 64 12 "},
+      {"", cDefaults},
+      {whole.substr(0, whole.size() / 2), cDefaults},
+      {"SoloMode=3\n\xFF\xFE", cDefaults},
+      {file({"", "", "1.9", " 7", "on", "12 dB", "?"}), "0  1 7 0 12 0 "},
+      {file({"1", "10 MB", std::string(10'000'000, 'x')}), "1 10 MB 0 0 1 0 26 "}};
+  for (const auto& [text, expected] : cases)
+    EXPECT_EQ(published(roots.home + cFile, text), expected) << text.substr(0, 600);
+  fs::remove(roots.home + cFile);
+  fs::create_directory(roots.home + cFile);
+  EXPECT_EQ(published(), cDefaults);
+}
+
+TEST_F(SettingsClient, TakesTheNumbersOfTheLastUserAndTheFacilityOfTheRunningOne) {
+  write(roots.home + cFile, file({"5", "Own", "5"}));
+  write(roots.usersFolder + "/alice" + cFile, file({"6", "Hers", "6"}));
+  write(roots.usersFolder + "/" + std::string(255, 'a') + cFile, file({"7", "Long", "7"}));
+  EXPECT_EQ(published(), "5 Own 5 0 1 0 26 ");
+  const std::pair<std::string, const char*> cases[] = {
+      {"", "5 Own 5 0 1 0 26 "},      {"\nalice\n", "5 Own 5 0 1 0 26 "},
+      {"alice", "6 Own 6 0 1 0 26 "}, {"alice\nbob\n", "6 Own 6 0 1 0 26 "},
+      {"bob", "0 Own 0 0 1 0 26 "},   {std::string(300, 'a'), "7 Own 7 0 1 0 26 "}};
+  for (const auto& [text, expected] : cases)
+    EXPECT_EQ(published(roots.lastUserFile, text), expected) << text;
+}
+
+TEST_F(SettingsClient, UpdatesTheFacilityOnlyWhereItDiffers) {
+  const std::string line = "<INFO> updateFacility Updating facility to Room 1\n";
+  write(roots.home + cFile, file({"0", "Room 1", "0", "1"}));
+  testing::internal::CaptureStdout();
+  IPCDefaultClient client;
+  EXPECT_EQ(client.getOfflineParameter(33), 1.0F) << "before it has joined";
+  // Behind the time of day, and nothing else.
+  EXPECT_EQ(testing::internal::GetCapturedStdout().substr(27),
+            line + "\nSettings Default Client construct : dawlink = 1 \n");
+  ASSERT_TRUE(waitUntilJoined(client));
+  const auto& slot = testHost.session().getClientEntry("VexoSettings")->strings[0];
+  const auto before = slot.index;
+  testing::internal::CaptureStdout();
+  client.updateFacility();
+  EXPECT_EQ(slot.index, before) << "a text that is put goes into the slot's other half";
+  client.setString(0, "Room 10");
+  client.updateFacility();
+  EXPECT_EQ(testing::internal::GetCapturedStdout().substr(27), line) << "once";
+  EXPECT_EQ(slot.current(), "Room 1");
+}
+
+}  // namespace
