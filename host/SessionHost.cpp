@@ -173,7 +173,7 @@ void SessionHost::watch() {
     mTableWatch->look();
     if (looks % cLooksPerClientCheck != 0) continue;
     watchClients();
-    if (looks % cLooksPerRefresh == 0) refreshKeyFiles();
+    if (looks > 0 && looks % cLooksPerRefresh == 0) refreshKeyFiles();
     if (!mOptions.faults.silent && !mOptions.faults.holdLock) watchLock();
   }
 }

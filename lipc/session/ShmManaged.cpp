@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <mutex>
 
 #include <sys/ipc.h>
 #include <sys/shm.h>
@@ -32,8 +33,25 @@ std::size_t segmentBytes(int shmid) {
   return shmctl(shmid, IPC_STAT, &status) == 0 ? status.shm_segsz : 0;
 }
 
+/// Held around every attach and detach of this process. The kernel may give a new segment the
+/// address of one that another thread has just detached; the lock puts the two in an order.
+std::mutex& mappingMutex() {
+  static std::mutex mutex;
+  return mutex;
+}
+
+void* attachSegment(int shmid, int flags) {
+  const std::lock_guard lock(mappingMutex());
+  return shmat(shmid, nullptr, flags);
+}
+
+void detachSegment(const void* address) {
+  const std::lock_guard lock(mappingMutex());
+  shmdt(address);
+}
+
 void* attachOrReport(int shmid, int flags) {
-  void* address = shmat(shmid, nullptr, flags);
+  void* address = attachSegment(shmid, flags);
   if (address != reinterpret_cast<void*>(-1)) return address;
   std::perror("shmat");
   return nullptr;
@@ -90,7 +108,7 @@ void ShmManaged::attach() {
 }
 
 void ShmManaged::detach() {
-  if (address != nullptr) shmdt(address);
+  if (address != nullptr) detachSegment(address);
   address = nullptr;
   mMappedBytes = 0;
 }
@@ -106,12 +124,12 @@ void ShmManaged::detachAndRemoveOrExit() {
 const void* attachReadOnly(const char* name, std::size_t minimumBytes) {
   const int id = getSegment(existingShmKey(name), 0, 0);
   if (id < 0 || segmentBytes(id) < minimumBytes) return nullptr;
-  const void* address = shmat(id, nullptr, SHM_RDONLY);
+  const void* address = attachSegment(id, SHM_RDONLY);
   return address != reinterpret_cast<void*>(-1) ? address : nullptr;
 }
 
 void detachReadOnly(const void* address) {
-  if (address != nullptr) shmdt(address);
+  if (address != nullptr) detachSegment(address);
 }
 
 }  // namespace LIPC

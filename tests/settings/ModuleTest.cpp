@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <thread>
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
@@ -74,6 +75,7 @@ TEST(Module, AHundredTimesLoadedAndUnloadedLeavesNothing) {
   fs::create_directories(folder + "/Vexo Technologies");
   std::ofstream(folder + "/Vexo Technologies/Vexo-Settings.xml")
       << "<PROPERTIES><VALUE name='PhysMonConfig' val='3'/></PROPERTIES>";
+  std::thread([] {}).join();  // a sanitizer's own thread comes with the first
   const auto before = held();
   long pages[2] = {};  // resident after 20 and after 100 cycles
   for (int count = 1; count <= 100; ++count) {
@@ -84,8 +86,8 @@ TEST(Module, AHundredTimesLoadedAndUnloadedLeavesNothing) {
     if (count % 80 == 20) std::ifstream("/proc/self/statm") >> resident >> resident;
   }
   EXPECT_TRUE(eventually(5s, [&] { return held() == before; })) << testing::PrintToString(held());
-  // 256 KiB in 80 cycles; no bound where a sanitizer keeps freed memory back.
-  EXPECT_LE(pages[1] - pages[0], LIPC_SANITIZED ? pages[1] : 64);
+  // 1 MiB in 80 cycles; no bound where a sanitizer keeps freed memory back.
+  EXPECT_LE(pages[1] - pages[0], LIPC_SANITIZED ? pages[1] : 256);
 }
 
 /// What the host says about a library that it cannot use, and that then is not there any more.

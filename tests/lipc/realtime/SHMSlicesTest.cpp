@@ -29,11 +29,11 @@ TEST(SHMSlices, TheNewestSliceWithinExactlyTwoSamplesIsFoundBackwardsRoundTheRin
     ring.currentSlice = newest;
     const unsigned first = static_cast<unsigned>(newest) % 6;
     for (unsigned age = 0; age < 6; ++age)
-      ring.slices[(first + 6 - age) % 6].timeStamp = 1000 - 2 * age;
-    EXPECT_EQ(ring.getSliceWithTime(1002), &ring.slices[first]);
+      ring.slices[(first + 6 - age) % 6].timeStamp = 1000 - 100 * ((age + 1) / 2);
     EXPECT_EQ(ring.getSliceWithTime(1000), &ring.slices[first]);
-    EXPECT_EQ(ring.getSliceWithTime(988), &ring.slices[(first + 1) % 6]);
-    for (const long long t : {LLONG_MIN, 986LL, 987LL, 999LL, 1001LL, 1003LL, 1004LL, LLONG_MAX})
+    EXPECT_EQ(ring.getSliceWithTime(902), &ring.slices[(first + 5) % 6]);
+    EXPECT_EQ(ring.getSliceWithTime(698), &ring.slices[(first + 1) % 6]);
+    for (const long long t : {LLONG_MIN, 697LL, 699LL, 701LL, 703LL, 999LL, 1001LL, LLONG_MAX})
       EXPECT_EQ(ring.getSliceWithTime(t), nullptr) << t;
   }
 }
