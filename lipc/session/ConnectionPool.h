@@ -28,8 +28,9 @@ using SharedConnectionAllocator =
 /// Nodes are two relative links of 8 bytes and the record, 480 bytes with padding.
 using SharedConnectionList = boost::container::list<Connection, SharedConnectionAllocator>;
 
-/// What lies before the record in a node.
+/// What lies before the record in a node, and the alignment of a node.
 inline constexpr std::size_t cLinkBytes = 16;
+inline constexpr std::size_t cNodeAlignment = 8;
 
 /// Calls visit(const Connection&) for the records of a shared list in order.
 template <class Visit>
@@ -40,10 +41,11 @@ void forEachConnection(const boost::interprocess::managed_shared_memory& pool,
   const auto end = list.end();
   std::size_t steps = 0;
   for (auto it = list.begin(); it != end && steps < mostRecords; ++it, ++steps) {
-    const auto at = reinterpret_cast<std::uintptr_t>(&*it);
+    // The node's address, looked at before anything in it is touched.
+    const auto at = reinterpret_cast<std::uintptr_t>(it.get().pointed_node().get());
     const bool inside =
-        at >= base + cLinkBytes && at - base <= pool.get_size() - sizeof(Connection);
-    if (!inside || at % alignof(Connection) != 0) return;
+        at >= base && at - base <= pool.get_size() - cLinkBytes - sizeof(Connection);
+    if (!inside || at % cNodeAlignment != 0) return;
     visit(*it);
   }
 }

@@ -36,7 +36,7 @@ struct SHMArray {
     if (kept > Length) kept = Length - 1;
     char* destination = reinterpret_cast<char*>(this) + offsetof(SHMArray, buffers) +
                         Length * static_cast<std::size_t>(next);
-    std::memcpy(destination, text, kept);
+    if (kept > 0) std::memcpy(destination, text, kept);
     destination[kept] = '\0';
     storeRelease(index, next);
   }

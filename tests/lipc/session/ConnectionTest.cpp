@@ -18,11 +18,11 @@ TEST(Connection, WiresTakeTheFirstUnusedPlaceAndMappedChannelsLeaveNoGaps) {
   EXPECT_EQ(connection.findUnusedIndex(), 3);
   connection.clearChannels(1, cSource);
   EXPECT_TRUE(connection.addWire(9, -1) == 1 && connection.findUnusedIndex() == 1);
+  connection.setWiresFromChannels(std::vector<int>(100, 1).data(), 100);
+  EXPECT_EQ(connection.disconnectRequested, 0);
   connection.setWiresFromChannels(std::vector<int>{3, -1, 5}.data(), 3);
   EXPECT_EQ(connection.getWiredChannel(2, cTarget), 5);
   EXPECT_TRUE(connection.getWiredChannel(3, cSource) == 0 && connection.findUnusedIndex() == 2);
-  connection.setWiresFromChannels(std::vector<int>(100, 1).data(), 100);
-  EXPECT_EQ(connection.disconnectRequested, 0);
 }
 
 TEST(Connection, ReplaceChangesTheFirstOfSourceTargetOwnerAlone) {

@@ -49,7 +49,7 @@ TEST(ClientEntry, TextsOf128CharactersStayWholeInASlotAndInTheOtherBufferOfItsCo
   ClientEntry row, copy;
   for (const int length : {0, 127, 128, 129, 200}) {
     const std::string text(length, 'x'), kept = text.substr(0, length > 128 ? 127 : 128);
-    for (const int index : {0, 1, 7, -1}) {
+    for (const int index : {0, 1, 7, -2}) {
       row.strings[9].index = index;
       row.strings[9].put(text.c_str(), length);
       const int before = copy.strings[9].index;
