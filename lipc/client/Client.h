@@ -43,8 +43,11 @@ class PublishedConnections;
 /// wait 2.5 s for a silent host, or 3 s for the registration lock and 1.5 s for the host, and up to
 /// a second more for each lock in which another process died.
 ///
-/// Errors: by return value and log. Exceptions cross only where a comment says so; an exception
-/// from a tick or parameter callback ends the auto-connect thread and clears the connected flag.
+/// Errors: by return value and log. Exceptions cross only where a comment says so. One in a join
+/// attempt (onLIPCConnectionEstablished included) releases everything, and the next pass tries
+/// again; one in the leave that ends the thread is swallowed after everything was released; any
+/// other on the auto-connect thread, from a callback, clears the connected flag and ends the
+/// thread.
 class Client {
  public:
   /// `clientType`: a four-character code. `name`: the display name; null reads as empty. The client

@@ -17,7 +17,10 @@ namespace support {
 Process::Process(std::vector<std::string> arguments) {
   int input[2];
   int output[2];
-  if (pipe2(input, O_CLOEXEC) != 0 || pipe2(output, O_CLOEXEC) != 0) std::abort();
+  if (pipe(input) != 0 || pipe(output) != 0) std::abort();
+  for (const int end : {input[0], input[1], output[0], output[1]}) {
+    fcntl(end, F_SETFD, FD_CLOEXEC);
+  }
   std::vector<char*> argv;
   for (std::string& argument : arguments)
     argv.push_back(argument.data());
