@@ -32,7 +32,8 @@ void PublishedConnections::withdraw(const ClientID& id) {
   try {
     bip::managed_shared_memory pool(bip::open_only, cConnectionPoolSegment);
     pool.destroy<SharedConnectionList>(id.text().c_str());
-  } catch (const std::exception& error) {
+  } catch (const bip::interprocess_exception& error) {
+    if (error.get_error_code() == bip::not_found_error) return;  // the host took the pool away
     Lct::Log(Lct::eLogWarn, "PublishedConnections", "list of %s not withdrawn: %s",
              id.text().c_str(), error.what());
   }
