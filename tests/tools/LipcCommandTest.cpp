@@ -30,11 +30,11 @@ struct Lipc {
   std::string output;
 };
 
-/// Names, sizes and times of everything under the folders that sessions use.
+/// Names and times of everything that a session keeps in files.
 std::set<std::string> traces() {
   std::set<std::string> all;
   for (const char* folder : {"/tmp", "/dev/shm"}) {
-    for (const auto& file : std::filesystem::recursive_directory_iterator(folder)) {
+    for (const auto& file : std::filesystem::directory_iterator(folder)) {
       const auto time = file.last_write_time().time_since_epoch().count();
       all.insert(file.path().string() + " " + std::to_string(time));
     }
