@@ -147,9 +147,7 @@ void SessionHost::answerRequest() {
       note(mConnections->merge(id));
       mTableWatch->noteJoined(id);
     } else {
-      for (ClientEntry& entry : session().entries) {
-        if (entry.id == id) entry.clear();
-      }
+      freeRows(id);
       note(mConnections->reap(id));  // a leaver that dies now has nothing left to withdraw
       mTableWatch->noteLeft(id, Event::Kind::eLeft);
     }
@@ -157,6 +155,12 @@ void SessionHost::answerRequest() {
   mRegistrationEnded->post();
   freeLock();
   if (mConnections->takeRenewed() && isJoin) askToLeave(id);  // so that it publishes again
+}
+
+void SessionHost::freeRows(const ClientID& id) {
+  for (ClientEntry& entry : session().entries) {
+    if (entry.id == id) entry.clear();
+  }
 }
 
 /// Leaves the registration lock with a count of exactly one, also when a client that came back from
@@ -205,9 +209,7 @@ bool SessionHost::isLost(const ClientID& id) {
 void SessionHost::reap(const ClientID& id) {
   if (!mClientsCanRegister->try_wait()) return;  // the next look comes soon
   if (isLost(id)) {
-    for (ClientEntry& entry : session().entries) {
-      if (entry.id == id) entry.clear();
-    }
+    freeRows(id);
     note(mConnections->reap(id));
     LIPC::removeRemains(id);
     mTableWatch->noteLeft(id, Event::Kind::eLost);

@@ -72,6 +72,7 @@ class SessionHost {
   void watchLock();
   void removeOrphans();
   void refreshKeyFiles();
+  void freeRows(const LIPC::ClientID& id);
   void freeLock();
   void note(const std::string& text);
   void reportFromThread(const std::string& text);
