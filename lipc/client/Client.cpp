@@ -63,8 +63,11 @@ void Client::wakeToLeave() {
 }
 
 void Client::deleteManagedPtrs() {
-  mAttachment.release();
   mConnected = false;
+  mReleasePending = !isAudioThreadOut();
+  if (mReleasePending) return;  // the next pass tries again
+  mExchange.detach();
+  mAttachment.release();
 }
 
 }  // namespace LIPC

@@ -14,12 +14,11 @@
 #include "lipc/client/HeartbeatWatch.h"
 #include "lipc/client/Join.h"
 #include "lipc/client/SessionAttachment.h"
+#include "lipc/realtime/BlockExchange.h"
 #include "lipc/realtime/timed_posix_sema_waiter.h"
 #include "lipc/session/AutoConnection.h"
 
 namespace LIPC {
-
-class PublishedConnections;
 
 /// One participant of a session. An application derives from it, configures it, starts it, and from
 /// then on the client's auto-connect thread keeps it in the session:
@@ -77,11 +76,16 @@ class Client {
   /// Slot 8. Instead for 'VMIX': with the rows of the clients connected to it; the deque is empty
   /// when none were collected in this pass.
   virtual void onLIPCConnectionTick(const std::deque<ClientEntry>* connectedClients);
-  virtual void onLIPCConnectionToBeRemoved();                                       // slot 9
-  virtual void updateDAWvaluesCallback(SHM_Panner_DAW_Values* values, int status);  // slot 10
-  virtual bool need2updatePreviousRTparamsCallback();                               // slot 11
+  virtual void onLIPCConnectionToBeRemoved();  // slot 9
+  /// Slot 10. By updateDAWvaluesFromShMem, on its thread. Status 1: the session's block; -1 with
+  /// null: it is not attached; 0 with null: the client is leaving or out of the session.
+  virtual void updateDAWvaluesCallback(SHM_Panner_DAW_Values* values, int status);
+  /// Slot 11. On the audio thread, once per block: whether slot 12 shall be called.
+  virtual bool need2updatePreviousRTparamsCallback() LIPC_NONBLOCKING;
+  /// Slot 12. On the audio thread: the 172 parameters of the block sent `blocksBack` (1 or 2)
+  /// blocks ago, which the host may not have read yet. Not 0 after the first asks for the second.
   virtual int updatePreviousRTparamsCallback(float* parameters, int numSamples,
-                                             int blocksBack);  // slot 12
+                                             int blocksBack) LIPC_NONBLOCKING;
 
   // Configuration. The edit block belongs to the application thread; bracket edits.
 
@@ -105,14 +109,44 @@ class Client {
   std::string configGetClientID() const;
   /// The edit block's ID, for the application thread.
   std::string& configGetEditClientID();
-  /// The active block's routing; changed through an edit it would race with the exchange.
+  /// The active block's routing: per output channel the channel of the return ring that it plays,
+  /// or -1 for silence. An entry that is written here counts from the next block on, without a
+  /// rejoin, and goes into the next edit; write single entries and leave the length to the channel
+  /// count. The reference is good until the next configEndEdit.
   std::vector<std::int32_t>& configGetOutputRouting();
-  std::size_t configGetConnectionCount() const;
-  /// The configured connection between these two, revived if it was marked disconnected, or a new
-  /// one without wires. For the application thread, inside an edit bracket. The reference is good
-  /// until the connection is removed: by the application, or by a join that finds this client's ID
-  /// in use and gives it another.
+
+  // Connections and rules: published when the client joins, restored at every rejoin, and as the
+  // session has changed them meanwhile. They belong to the application thread; bracket edits by
+  // configBeginEdit and configEndEdit. An edit outside a bracket marks the configuration changed
+  // and is published by the next bracket's end. A reference is good until its connection is
+  // removed: by syncClientConnections, or by a join that finds this client's ID in use and gives it
+  // another.
+
+  /// The connection from `source` to `target`, revived if it was marked disconnected, or a new one
+  /// without wires. The caller edits its wires.
   Connection& configEditConnection(const ClientID& source, const ClientID& target);
+  /// The first connection that has `target` at either end, revived, or a new one from this client:
+  /// from the edit block's ID inside a bracket, else from the active one's. An unset `target`
+  /// matches none.
+  Connection& configEditConnection(const ClientID& target);
+  /// Marks the connection as cut by the user; one that was not configured is added, cut.
+  /// deliberate: it stays in the list, so that no rule and no synchronisation brings it back.
+  void configDisconnect(const ClientID& source, const ClientID& target);
+  void configDisconnect(const ClientID& target);
+  /// The matching connection, or Connection::mscNull. A cut one matches too.
+  const Connection& configGetConnection(const ClientID& source, const ClientID& target) const;
+  const Connection& configGetConnection(const ClientID& target) const;
+  std::list<Connection>& configGetConnections();
+  const std::list<Connection>& configGetConnections() const;
+  std::size_t configGetConnectionCount() const;
+  /// Appends a copy of the rule; see resolveAutoConnections for what it does at the next join.
+  void configAutoConnect(const AutoConnection& rule);
+  void clearAutoConnect();
+  /// Takes over what the session holds of this client's connections: those that others made are
+  /// added, those that others cut are erased, each with a line on standard output; those that stand
+  /// in both lists stay as they are configured. Nothing rejoins because of it. Nothing happens
+  /// while not connected. An exception clears the connected flag and does not pass.
+  void syncClientConnections();
 
   /// Makes `name` different from every row's name, free rows included (deliberate), by appending
   /// " (n)", from `suffix` on; 0 stands for the bare name.
@@ -134,6 +168,63 @@ class Client {
   /// The client's row, -1 before the first join and after a leave that the host did not see; 1024
   /// when the row could not be found again.
   int getClientIndex() const { return mClientIndex; }
+
+  // The exchange of audio, for one audio thread. No lock, no allocation, no wait. A client's blocks
+  // are of three samples or more: two that are only one or two samples apart would be taken for one
+  // another, since stamps are compared with a tolerance of two samples.
+
+  /// Trades one block: publishes the input and the parameters, and hands back the host's answer to
+  /// the block of four blocks ago; where there is none, silence.
+  ///
+  /// `channelBuffers`: per channel one buffer of `numSamples` floats, read as input, then
+  /// overwritten with output. There must be as many as `numChannels` and as the configured outputs,
+  /// whichever is more; before an edit raises the outputs the caller has to bring more. Null
+  /// entries are sent as silence and not written. `numSamples`: 0 to 1024. `numChannels`: of input;
+  /// the smaller of it and the configured inputs is sent. `reserved`: ignored. `timeStamp`: the
+  /// block's position in samples; consecutive blocks differ by `numSamples`. `rtParams`,
+  /// `returnParams`: up to 172. `waitForReturn`: look up to ten times for a late answer, with a
+  /// yield after each.
+  ///
+  /// - Not connected: nothing is touched.
+  /// - Leaving, or a second call at the same time: silence in the configured outputs and zeros in
+  ///   `returnParams`.
+  /// - A negative count, more than 1024 samples or 172 parameters: refused whole. Nothing is sent
+  /// or
+  ///   announced; silence and zeros as far as the caller's own counts say.
+  /// - The configuration counts as it is when the block begins, the channels also as the ring has
+  ///   them: after an edit, until the rejoin, only as many as before are traded.
+  /// - An exception from a callback ends the block and clears the connected flag; the client leaves
+  ///   and joins again, under the same ID. Nothing is thrown.
+  ///
+  /// deliberate: only a mode with eClientModeOutputs (2) or eClientModeNoAudio (4) announces its
+  /// blocks to the host. A client that only sends (eClientModeInputs) therefore adds
+  /// eClientModeNoAudio.
+  void processLIPC(float** channelBuffers, int numSamples, int numChannels, int reserved,
+                   long long timeStamp, const float* rtParams, int numRTParams, float* returnParams,
+                   int numReturnParams, bool waitForReturn) noexcept LIPC_NONBLOCKING;
+  /// Calls of processLIPC so far, connected or not.
+  std::uint32_t getProcessCallCount() const { return mProcessCallCount; }
+
+  // The same in pieces, for clients that fill the rings themselves. Null and no effect while not
+  // connected. A slice is good until the client leaves, which begins with
+  // onLIPCConnectionToBeRemoved; its owner stays off it from then on. `channels` is not used.
+
+  /// The "-send" slice for `timeStamp`, found or newly taken, with `sampleCount` and `ready` set.
+  SHMSliceBuffer* prepareSendBuffer(long long timeStamp, unsigned short channels,
+                                    unsigned numSamples) noexcept LIPC_NONBLOCKING;
+  /// The next "-return" slice, stamped, `ready` cleared.
+  SHMSliceBuffer* prepareReturnBuffer(long long timeStamp, unsigned short channels,
+                                      unsigned numSamples) noexcept LIPC_NONBLOCKING;
+  /// Tells the host of the block, in every mode.
+  void signalBufferAvailable(long long timeStamp) noexcept LIPC_NONBLOCKING;
+  /// The parameters in the "-send" slice of `timeStamp`, or null.
+  float* getPreviousRTparams(long long timeStamp) noexcept LIPC_NONBLOCKING;
+
+  /// Zeroes the "-return" ring's parameters and samples, if connected. Takes the client's lock: not
+  /// for the audio thread.
+  void clearReturnBuffers();
+  /// Passes the session's panner values to updateDAWvaluesCallback, whose exceptions pass.
+  void updateDAWvaluesFromShMem();
 
   // Offline parameters (index 0 to 127) and strings (slot 0 to 9). An index outside reads as 0 or
   // empty and is not written. Before the client is connected, values are kept and published with
@@ -192,10 +283,15 @@ class Client {
   void takeUniqueName(const SessionBuffer& session);
   void reportJoinFailure(const char* what);
 
+  void openExchange();
   void closeExchange();
+  bool isAudioThreadOut();
+  void exchangeBlock(const AudioBlock& block, bool waitForReturn) LIPC_NONBLOCKING;
+  void amendPreviousParameters(const AudioBlock& block) LIPC_NONBLOCKING;
   void leaveSession(SessionBuffer& session);
   bool hasRow(const SessionBuffer& session) const;
   void keepConnections(const SessionBuffer& session);
+  void takeOver(const Connection& live);
 
   SessionBuffer* sessionOrWarn(const char* operation) const;
   ClientEntry* ownRow(SessionBuffer& session) const;
@@ -206,7 +302,7 @@ class Client {
   const std::uint32_t mClientType;
   std::string mName;  // edit lock
   std::atomic<std::uint32_t> mMode{eClientModeNone};
-  ConfigBlocks mConfig;                                   // edit lock
+  ConfigBlocks mConfig;                                   // edit lock, and the audio thread's pin
   float mOfflineParameters[cOfflineParameterCount] = {};  // lock to write; read one by one
   std::array<std::string, cStringSlotCount> mStrings;     // lock
   std::list<Connection> mConnections;                     // edit lock
@@ -229,6 +325,12 @@ class Client {
   // soon as the handle is open, so that a killed client leaves nothing.
   Semaphore mSHMSliceBufferAccessSemaphore;
   SemaphoreHandle mSHMSliceBufferAccessHandle;
+  BlockExchange mExchange;  // attached by a join, before it opens the access semaphore
+  // Calls of the audio thread that are under way. While there is one, nothing that it may read is
+  // released and no join begins, also when a leave did not get the access semaphore.
+  std::atomic<int> mAudioCalls{0};
+  std::atomic<std::uint32_t> mProcessCallCount{0};
+  bool mReleasePending = false;  // lock; a leave is over but for the release
 };
 
 }  // namespace LIPC

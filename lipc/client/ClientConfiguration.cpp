@@ -99,23 +99,6 @@ std::vector<std::int32_t>& Client::configGetOutputRouting() {
   return mConfig.active().outputRouting;
 }
 
-std::size_t Client::configGetConnectionCount() const {
-  const std::lock_guard edit(mEditMutex);
-  return mConnections.size();
-}
-
-Connection& Client::configEditConnection(const ClientID& source, const ClientID& target) {
-  const std::lock_guard edit(mEditMutex);
-  mConfig.markChanged();
-  const auto found =
-      std::find_if(mConnections.begin(), mConnections.end(), ConnectionFinder{source, target});
-  if (found == mConnections.end()) {
-    return mConnections.emplace_back(source, target, ClientID());
-  }
-  found->disconnectRequested = 0;
-  return *found;
-}
-
 int Client::configSetName(const char* name) {
   const std::string requested = name != nullptr ? name : "";
   if (requested.empty()) return -2;

@@ -82,10 +82,8 @@ Client::Attempt Client::attemptJoin() {
   published.keep();
 
   mHeartbeat.restart(loadAcquire(session.heartbeat));
-  mConnected = true;
   mLeaveRequested = false;
-  mSHMSliceBufferAccessHandle.clear();
-  mSHMSliceBufferAccessHandle.post();
+  openExchange();
   onLIPCConnectionEstablished();
   return Attempt::eJoined;
 }

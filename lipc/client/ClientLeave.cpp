@@ -13,6 +13,7 @@ namespace {
 constexpr char cSource[] = "disconnectWithoutLock";
 constexpr int cExchangeAttempts = 50;
 constexpr std::chrono::milliseconds cExchangeSleep(2);
+constexpr int cReleaseAttempts = 10;
 constexpr int cLockTimeoutMS = 3000;
 constexpr int cAnswerTimeoutMS = 1500;
 
@@ -23,7 +24,6 @@ void Client::disconnectWithoutLock() {
   closeExchange();
   mConnected = false;
   mLeaveRequested = false;
-  mAttachment.mNewAudioDataAvailableSemaphore.reset();
   SessionBuffer* session = mAttachment.session();
   if (session == nullptr) {
     Lct::Log(Lct::eLogWarn, cSource,
@@ -41,6 +41,16 @@ void Client::closeExchange() {
   }
   Lct::Log(Lct::eLogError, cSource,
            "*** disconnectWithoutLock : Could not get SHMSliceBufferAccessMutex ***");
+}
+
+/// A call that finds the flag cleared is over in no time; one that is held up inside, in a debugger
+/// or on a machine without a free core, keeps what it reads for as long as it takes.
+bool Client::isAudioThreadOut() {
+  for (int attempt = 0; mAudioCalls != 0; ++attempt) {
+    if (attempt == cReleaseAttempts) return false;
+    std::this_thread::sleep_for(cExchangeSleep);
+  }
+  return true;
 }
 
 /// Without its name this client has no row of its own any more: asking to leave, clearing rows or

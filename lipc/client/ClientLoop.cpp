@@ -35,6 +35,8 @@ void Client::pass() {
     const std::lock_guard lock(mMutex);
     if (mConnected) {
       checkSessionWithoutLock(connectedClients);
+    } else if (mReleasePending) {
+      deleteManagedPtrs();
     } else if (mAttachment.isHeld()) {
       // An exception cleared the flag. Leave properly first: joining over one's own row would look
       // like meeting a live client of the same ID.
@@ -109,6 +111,7 @@ void Client::waitForNextPass() {
 void Client::leaveAtEnd() {
   const std::lock_guard lock(mMutex);
   try {
+    if (mReleasePending) return deleteManagedPtrs();
     if (mConnected || mAttachment.isHeld()) disconnectWithoutLock();
   } catch (...) {
     deleteManagedPtrs();

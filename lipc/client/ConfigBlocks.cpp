@@ -70,8 +70,28 @@ bool ConfigBlocks::setOutputs(std::uint16_t count) {
   return true;
 }
 
+/// The edit block becomes the active one. What was active becomes the edit block, in place where
+/// the audio thread does not hold it, else as a copy in the block in reserve. Either this sees the
+/// thread's pin, or the thread sees the new active block and pins that one.
 void ConfigBlocks::flip() {
-  mEditIndex ^= 1;
+  const int wasActive = mActive;
+  mActiveOutputs = edit().outputChannelCount;
+  mActive = mEdit;
+  const int reserve = cBlockCount - wasActive - mActive;
+  mEdit = mPinned == wasActive ? reserve : wasActive;
+  if (mEdit == reserve) edit() = mConfig[wasActive];
+}
+
+/// Goes round again only when an edit ends between two of its steps.
+ConfigBlocks::Pin::Pin(ConfigBlocks& blocks) noexcept : mBlocks(blocks) {
+  int index = blocks.mActive;
+  for (;;) {
+    blocks.mPinned = index;
+    const int now = blocks.mActive;
+    if (now == index) break;
+    index = now;
+  }
+  mConfig = &blocks.mConfig[index];
 }
 
 }  // namespace LIPC

@@ -1,8 +1,11 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <string>
 #include <vector>
+
+#include "lipc/util/RealTime.h"
 
 namespace LIPC {
 
@@ -15,21 +18,23 @@ struct ClientConfig {
 };
 
 /// The client's configuration as a double buffer: the active block, with which the session was or
-/// will be joined, and the edit block.
+/// will be joined, and the edit block. A third block lies in reserve, so that the audio thread may
+/// go on reading the one with which it began while two edits follow each other.
 ///
 ///   beginEdit, first    copies the active block over the edit block
 ///   setters             change the edit block and mark it changed
 ///   endEdit, outermost  makes the edit block the active one
 ///
-/// Threads: none of its own; the client's edit lock guards every call.
+/// Threads: none of its own. The client's edit lock guards every call but Pin and
+/// activeOutputChannelCount, which are the audio thread's and take no lock.
 class ConfigBlocks {
  public:
-  /// Both blocks start with an ID of their own.
+  /// Active and edit block start with an ID of their own.
   ConfigBlocks(std::string firstID, std::string secondID);
 
-  const ClientConfig& active() const { return mConfig[mEditIndex ^ 1]; }
-  ClientConfig& active() { return mConfig[mEditIndex ^ 1]; }
-  ClientConfig& edit() { return mConfig[mEditIndex]; }
+  const ClientConfig& active() const { return mConfig[mActive]; }
+  ClientConfig& active() { return mConfig[mActive]; }
+  ClientConfig& edit() { return mConfig[mEdit]; }
   bool isEditing() const { return mEditDepth > 0; }
 
   void beginEdit();
@@ -46,13 +51,39 @@ class ConfigBlocks {
   /// Gives the configuration another ID at once, as an edit of its own inside any that is open.
   void replaceID(const std::string& newID);
 
+  /// Holds the block that is active when it is made: until its end nobody writes there. One at a
+  /// time.
+  class Pin {
+   public:
+    explicit Pin(ConfigBlocks& blocks) noexcept LIPC_NONBLOCKING;
+    ~Pin() LIPC_NONBLOCKING { mBlocks.mPinned.store(cNone, std::memory_order_release); }
+    Pin(const Pin&) = delete;
+    Pin& operator=(const Pin&) = delete;
+    const ClientConfig& operator*() const noexcept LIPC_NONBLOCKING { return *mConfig; }
+    const ClientConfig* operator->() const noexcept LIPC_NONBLOCKING { return mConfig; }
+
+   private:
+    ConfigBlocks& mBlocks;
+    const ClientConfig* mConfig;
+  };
+
+  unsigned activeOutputChannelCount() const noexcept LIPC_NONBLOCKING {
+    return mActiveOutputs.load(std::memory_order_relaxed);
+  }
+
  private:
+  static constexpr int cBlockCount = 3;
+  static constexpr int cNone = -1;
+
   bool setInputs(std::uint16_t count);
   bool setOutputs(std::uint16_t count);
   void flip();
 
-  ClientConfig mConfig[2];
-  int mEditIndex = 0;
+  ClientConfig mConfig[cBlockCount];
+  int mEdit = 0;
+  std::atomic<int> mActive{1};
+  std::atomic<int> mPinned{cNone};  // written by the audio thread
+  std::atomic<std::uint16_t> mActiveOutputs{0};
   int mEditDepth = 0;
   bool mConfigChanged = false;
 };

@@ -14,7 +14,7 @@ constexpr int offsetOfSlice(int i) {
          static_cast<int>(sizeof(SHMSliceBuffer)) * i;
 }
 
-bool matches(std::int64_t stamp, std::int64_t wanted) {
+bool matches(std::int64_t stamp, std::int64_t wanted) noexcept {
   // Unsigned, so that a foreign stamp at the end of the range does not overflow.
   const auto distance = static_cast<std::uint64_t>(stamp) - static_cast<std::uint64_t>(wanted);
   return distance == 0 || distance == cTimeStampTolerance ||
@@ -23,7 +23,7 @@ bool matches(std::int64_t stamp, std::int64_t wanted) {
 
 }  // namespace
 
-void SHMChannel::clear() {
+void SHMChannel::clear() noexcept {
   std::memset(samples, 0, sizeof samples);
 }
 
@@ -39,30 +39,30 @@ void SHMSliceBuffer::configure(unsigned short channels, int offset) {
   samplesOffset = offset;
 }
 
-void SHMSliceBuffer::clearSamples() {
+void SHMSliceBuffer::clearSamples() noexcept {
   for (unsigned short c = 0; c < channelCount; ++c)
     getChannel(c)->clear();
 }
 
-void SHMSliceBuffer::clearParameters() {
+void SHMSliceBuffer::clearParameters() noexcept {
   std::memset(parameters, 0, sizeof parameters);
 }
 
-SHMChannel* SHMSliceBuffer::getChannel(unsigned short c) {
+SHMChannel* SHMSliceBuffer::getChannel(unsigned short c) noexcept {
   return reinterpret_cast<SHMChannel*>(reinterpret_cast<char*>(this) + samplesOffset +
                                        c * sizeof(SHMChannel));
 }
 
-const SHMChannel* SHMSliceBuffer::getChannel(unsigned short c) const {
+const SHMChannel* SHMSliceBuffer::getChannel(unsigned short c) const noexcept {
   return reinterpret_cast<const SHMChannel*>(reinterpret_cast<const char*>(this) + samplesOffset +
                                              c * sizeof(SHMChannel));
 }
 
-float* SHMSliceBuffer::getChannelSamples(unsigned short c) {
+float* SHMSliceBuffer::getChannelSamples(unsigned short c) noexcept {
   return reinterpret_cast<float*>(getChannel(c));
 }
 
-const float* SHMSliceBuffer::getChannelSamples(unsigned short c) const {
+const float* SHMSliceBuffer::getChannelSamples(unsigned short c) const noexcept {
   return reinterpret_cast<const float*>(getChannel(c));
 }
 
@@ -82,21 +82,24 @@ void SHMSlices::allocateChannelCount(unsigned short n) {
   }
 }
 
-SHMSliceBuffer* SHMSlices::getSliceBuffer(int i) {
+int SHMSlices::currentIndex() const noexcept {
+  return static_cast<int>(static_cast<std::uint32_t>(loadAcquire(currentSlice)) % cSliceCount);
+}
+
+SHMSliceBuffer* SHMSlices::getSliceBuffer(int i) noexcept {
   return &slices[i];
 }
 
-SHMSliceBuffer* SHMSlices::getSliceWithTime(long long t) {
-  // A spoilt index is taken modulo six: the search never leaves the ring.
-  auto index = static_cast<std::uint32_t>(loadAcquire(currentSlice)) % cSliceCount;
+SHMSliceBuffer* SHMSlices::getSliceWithTime(long long t) noexcept {
+  int index = currentIndex();
   for (int visited = 0; visited < cSliceCount; ++visited) {
-    if (matches(loadRelaxed(slices[index].timeStamp), t)) return &slices[index];
+    if (matches(loadAcquire(slices[index].timeStamp), t)) return &slices[index];
     index = (index + cSliceCount - 1) % cSliceCount;
   }
   return nullptr;
 }
 
-void SHMSlices::clear() {
+void SHMSlices::clear() noexcept {
   for (SHMSliceBuffer& slice : slices) {
     slice.clearParameters();
     slice.clearSamples();

@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <type_traits>
 
+#include "lipc/util/RealTime.h"
+
 namespace LIPC {
 
 /// Rings of audio slices in shared memory: the client's "-send" ring (client to host) and its
@@ -23,7 +25,7 @@ struct SHMChannel {
   static constexpr unsigned cSampleCount = 1024;
 
   SHMChannel() { clear(); }
-  void clear();
+  void clear() noexcept LIPC_NONBLOCKING;
 
   float samples[cSampleCount];
 };
@@ -39,15 +41,15 @@ struct SHMSliceBuffer {
   void configure(unsigned short channels, int offset);
   /// Zeroes the samples of all `channelCount` channels. Trusts `channelCount` and `samplesOffset`:
   /// for a ring that this process laid out.
-  void clearSamples();
+  void clearSamples() noexcept LIPC_NONBLOCKING;
   /// Zeroes the parameters, not `samplesOffset`.
-  void clearParameters();
+  void clearParameters() noexcept LIPC_NONBLOCKING;
   /// Channel `c`, not checked against `channelCount`.
-  SHMChannel* getChannel(unsigned short c);
-  const SHMChannel* getChannel(unsigned short c) const;
+  SHMChannel* getChannel(unsigned short c) noexcept LIPC_NONBLOCKING;
+  const SHMChannel* getChannel(unsigned short c) const noexcept LIPC_NONBLOCKING;
   /// The same address as samples.
-  float* getChannelSamples(unsigned short c);
-  const float* getChannelSamples(unsigned short c) const;
+  float* getChannelSamples(unsigned short c) noexcept LIPC_NONBLOCKING;
+  const float* getChannelSamples(unsigned short c) const noexcept LIPC_NONBLOCKING;
 
   //                                   offset  size
   std::uint32_t clientType;           //     0     4  four-character code of the writer
@@ -88,14 +90,17 @@ struct SHMSlices {
   /// Lays the sample area out for n channels and zeroes it. The segment must have at least
   /// sizeOfStruct(n) bytes.
   void allocateChannelCount(unsigned short n);
+  /// The newest slice's index; a spoilt one is taken modulo six.
+  int currentIndex() const noexcept LIPC_NONBLOCKING;
   /// The slice at `i`, 0 to 5, not checked.
-  SHMSliceBuffer* getSliceBuffer(int i);
+  SHMSliceBuffer* getSliceBuffer(int i) noexcept LIPC_NONBLOCKING;
   /// The newest slice whose time stamp is t + 2, t or t - 2, or null. deliberate: exactly these
   /// three match, one sample off does not. A client's blocks are therefore of three samples or
   /// more.
-  SHMSliceBuffer* getSliceWithTime(long long t);
-  /// Zeroes the parameters and samples of all slices; keeps everything else.
-  void clear();
+  SHMSliceBuffer* getSliceWithTime(long long t) noexcept LIPC_NONBLOCKING;
+  /// Zeroes the parameters and samples of all slices; keeps everything else. Trusts the slices as
+  /// clearSamples does; MappedRing::clear does not.
+  void clear() noexcept LIPC_NONBLOCKING;
 
   //                                     offset  size
   std::int32_t currentSlice;           //     0     4  newest slice, 0 to 5; written by the client

@@ -75,7 +75,11 @@ bool SemaphoreHandle::timed_wait(unsigned ms) {
   return guarded(mRecord, "timed_wait", true, [&] { return mSemaphore->timed_wait(deadline); });
 }
 
-bool SemaphoreHandle::try_wait() {
+// The system's own try and post neither wait nor lock; they only lack the mark. The log is reached
+// by a handle in error alone.
+LIPC_UNCHECKED_BEGIN
+
+bool SemaphoreHandle::try_wait() noexcept {
   if (mSemaphore == nullptr) {
     reportZeroHandle(mRecord, "try_wait");
     return true;
@@ -83,13 +87,15 @@ bool SemaphoreHandle::try_wait() {
   return guarded(mRecord, "try_wait", true, [this] { return mSemaphore->try_wait(); });
 }
 
-void SemaphoreHandle::post() {
+void SemaphoreHandle::post() noexcept {
   if (mSemaphore == nullptr) return reportZeroHandle(mRecord, "post");
   guarded(mRecord, "post", true, [this] {
     mSemaphore->post();
     return true;
   });
 }
+
+LIPC_UNCHECKED_END
 
 void SemaphoreHandle::clear() {
   if (mSemaphore == nullptr) return reportZeroHandle(mRecord, "clear");

@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "lipc/realtime/Semaphore.h"
+#include "lipc/util/RealTime.h"
 
 namespace boost::interprocess {
 class named_semaphore;
@@ -35,8 +36,8 @@ class SemaphoreHandle {
   /// As `wait`, at most `ms` milliseconds of the wall clock. False on time-out.
   bool timed_wait(unsigned ms);
   /// Takes one if the count is positive. False when it is not.
-  bool try_wait();
-  void post();
+  bool try_wait() noexcept LIPC_NONBLOCKING;
+  void post() noexcept LIPC_NONBLOCKING;
   /// Takes until the count is zero. deliberate: as `try_wait` answers true on an error, this goes
   /// on (and logs) for as long as a semaphore keeps failing.
   void clear();

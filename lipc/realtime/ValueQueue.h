@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <type_traits>
 
+#include "lipc/util/RealTime.h"
+
 namespace LIPC {
 
 /// A ring of 64 values that one process writes and another reads: the client's audio path announces
@@ -20,9 +22,11 @@ struct ValueQueue {
   /// Appends `value`. On a full queue prints "\n!!! SHMQueue overrun !!!" and a line feed to
   /// standard output, drops the value and returns false. The caller posts the semaphore that wakes
   /// the reader after a true.
-  bool put(std::int64_t value);
+  bool put(std::int64_t value) noexcept LIPC_NONBLOCKING;
   /// Takes the oldest value; false when there is none.
-  bool take(std::int64_t& value);
+  bool take(std::int64_t& value) noexcept LIPC_NONBLOCKING;
+  /// Values that wait, 0 to 63.
+  std::uint32_t size() const noexcept LIPC_NONBLOCKING;
 
   //                                   offset  size  written by
   std::int32_t queueRead;          //       0     4  the reader (host)

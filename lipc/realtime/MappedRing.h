@@ -1,0 +1,48 @@
+#pragma once
+
+#include <cstddef>
+
+#include "lipc/realtime/SHMSlices.h"
+#include "lipc/util/RealTime.h"
+
+namespace LIPC {
+
+/// The samples of one slice, as far as they can be reached.
+struct SliceSamples {
+  float* first = nullptr;
+  unsigned channelCount = 0;
+
+  /// `c` below `channelCount`.
+  float* channel(unsigned c) const noexcept { return first + c * SHMChannel::cSampleCount; }
+};
+
+/// A ring of slices as this process has mapped it. What the ring says of its own channels and
+/// offsets is another process's word and believed only as far as the mapping reaches; an index that
+/// is none is taken modulo six. A spoilt ring yields fewer channels or none, never an address
+/// outside.
+///
+/// Threads: one at a time on each side; the audio thread on the client's.
+class MappedRing {
+ public:
+  MappedRing() = default;
+  /// `ring` may be null; `mappedBytes`: the segment's size as the system has it.
+  MappedRing(SHMSlices* ring, std::size_t mappedBytes) : mRing(ring), mBytes(mappedBytes) {}
+
+  bool isMapped() const noexcept { return mRing != nullptr; }
+  /// The newest slice stamped `t`, within the tolerance of exactly two samples; null when none is.
+  SHMSliceBuffer* find(long long t) const noexcept LIPC_NONBLOCKING;
+  /// The next slice, made the newest and stamped `t`. For the ring's client only.
+  SHMSliceBuffer* advance(long long t) noexcept LIPC_NONBLOCKING;
+  /// The newest slice's stamp.
+  long long newestStamp() const noexcept LIPC_NONBLOCKING;
+  /// The samples of a slice of this ring.
+  SliceSamples samplesOf(SHMSliceBuffer& slice) const noexcept LIPC_NONBLOCKING;
+  /// Zeroes the parameters and samples of all slices, as SHMSlices::clear does.
+  void clear() noexcept LIPC_NONBLOCKING;
+
+ private:
+  SHMSlices* mRing = nullptr;
+  std::size_t mBytes = 0;
+};
+
+}  // namespace LIPC

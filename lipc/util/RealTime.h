@@ -1,0 +1,51 @@
+#pragma once
+
+/// Marks for the audio path.
+///
+/// LIPC_NONBLOCKING, behind a function's parameter list (and its noexcept), says that the function
+/// neither allocates, locks nor waits. clang from 20 on checks that at compile time
+/// (-Wfunction-effects) and, built with -fsanitize=realtime, at run time; other compilers see
+/// nothing.
+#if defined(__has_cpp_attribute)
+#if __has_cpp_attribute(clang::nonblocking)
+#define LIPC_NONBLOCKING [[clang::nonblocking]]
+#endif
+#endif
+#ifndef LIPC_NONBLOCKING
+#define LIPC_NONBLOCKING
+#endif
+
+/// Encloses code on the audio path that the compile-time check cannot follow: an operation of the
+/// system without the mark, a try block. A comment beside it says why it is allowed. The check at
+/// run time still looks at it.
+#ifdef __clang__
+#define LIPC_UNCHECKED_BEGIN                                           \
+  _Pragma("clang diagnostic push")                                     \
+      _Pragma("clang diagnostic ignored \"-Wunknown-warning-option\"") \
+          _Pragma("clang diagnostic ignored \"-Wfunction-effects\"")
+#define LIPC_UNCHECKED_END _Pragma("clang diagnostic pop")
+#else
+#define LIPC_UNCHECKED_BEGIN
+#define LIPC_UNCHECKED_END
+#endif
+
+#ifdef __has_feature
+#if __has_feature(realtime_sanitizer)
+#include <sanitizer/rtsan_interface.h>
+#define LIPC_CHECKED_AT_RUN_TIME
+#endif
+#endif
+
+namespace LIPC {
+
+/// Switches the check at run time off for its lifetime: for the one or two system calls that the
+/// audio path makes deliberately.
+#ifdef LIPC_CHECKED_AT_RUN_TIME
+using DeliberateSystemCall = __rtsan::ScopedDisabler;
+#else
+struct DeliberateSystemCall {
+  DeliberateSystemCall() {}  // not trivial, so that no compiler calls its object unused
+};
+#endif
+
+}  // namespace LIPC
