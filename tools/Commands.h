@@ -7,6 +7,7 @@
 namespace tools {
 
 void addHostCommand(CLI::App& app, int& status);
+void addLayoutsCommand(CLI::App& app, int& status);
 void addLsCommand(CLI::App& app, int& status);
 void addShowCommand(CLI::App& app, int& status);
 

@@ -13,6 +13,7 @@ enum ExitStatus : int {
   eExitNoClient = 6,       // no client of that ID
   eExitClientMissing = 7,  // a loaded library's client did not join in time
   eExitSessionFailed = 8,  // the session cannot be made
+  eExitNoLayout = 9,       // no speaker layout of that key
 };
 
 }  // namespace tools

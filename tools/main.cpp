@@ -7,7 +7,8 @@
 
 int main(int argc, char** argv) {
   CLI::App app(
-      "Runs a reference session host, and shows the session that is alive on this machine.",
+      "Runs a reference session host, shows the session that is alive on this machine, and lists "
+      "the speaker layouts.",
       "lipc");
   app.require_subcommand(1);
   app.failure_message(CLI::FailureMessage::help);
@@ -15,6 +16,7 @@ int main(int argc, char** argv) {
   tools::addHostCommand(app, status);
   tools::addLsCommand(app, status);
   tools::addShowCommand(app, status);
+  tools::addLayoutsCommand(app, status);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

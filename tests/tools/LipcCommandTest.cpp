@@ -57,6 +57,31 @@ TEST(LipcCommand, FailuresAreASentenceAndAStatusOfTheirOwn) {
       "lipc: no client of the session has the ID \"nobody\". See who is there with: lipc ls\n");
 }
 
+TEST(LipcCommand, LayoutsNeedNoSession) {
+  const json all = json::parse(Lipc({"layouts", "--json"}).output)["layouts"];
+  ASSERT_EQ(all.size(), 27U);
+  EXPECT_EQ(all[7]["nativeName"], "Vexo_5_1");
+  EXPECT_EQ(all[22]["key"], 23);
+  EXPECT_TRUE(all[22]["name"].is_null());
+  EXPECT_NE(Lipc({"layouts"}).output.find("\n 23  (no name)                   13    1     -  -\n"),
+            std::string::npos);
+  EXPECT_EQ(json::parse(Lipc({"layouts", "23", "--json"}).output)["speakers"].size(), 14U);
+  EXPECT_EQ(Lipc({"layouts", "1"}).output,
+            "Layout 1  \"Stereo\"  2 channels, 0 LFE  flag 0\n\n"
+            "  channel  speaker  order  kind  azimuth  elevation  native\n"
+            "        0  L            0     0       30          0       -\n"
+            "        1  R            1     2      -30          0       -\n");
+}
+
+TEST(LipcCommand, AKeyWithoutALayoutIsNamed) {
+  for (const std::string key : {"20", "Quad", ""}) {
+    const Lipc unknown({"layouts", key});
+    EXPECT_EQ(unknown.status, 9);
+    EXPECT_EQ(unknown.output, "lipc: no speaker layout has the key \"" + key +
+                                  "\". See which keys there are with: lipc layouts\n");
+  }
+}
+
 TEST(LipcCommand, ReadersSeeTheSessionAndLeaveNoTrace) {
   TestHost host;
   TestClient client("na\x1b[31mmed \xFF", static_cast<int>(LIPC::fourCharacterCode("T st")));
