@@ -142,6 +142,7 @@ std::vector<ClientID> SessionConnections::findOrphans(const LIPC::SessionBuffer&
 }
 
 std::vector<Connection> SessionConnections::current() const {
+  if (!mPool) return mMirror;
   std::vector<Connection> connections;
   LIPC::forEachConnection(*mPool, *mList,
                           [&](const Connection& connection) { connections.push_back(connection); });

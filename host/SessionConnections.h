@@ -44,7 +44,7 @@ class SessionConnections {
   /// merged is gone.
   bool takeRenewed() { return std::exchange(mRenewed, false); }
 
-  /// The session's list, for tests and pictures.
+  /// The session's list as it stands in the pool, where any process may have changed it.
   std::vector<LIPC::Connection> current() const;
 
  private:

@@ -52,6 +52,7 @@ SessionHost::SessionHost(const HostOptions& options, EventSink sink)
           "remove it as that user (on Linux: the sem. files in /dev/shm).");
     }
   }
+  mAudio = std::make_unique<AudioCycle>(table.newAudioDataSemaphore);
   if (options.faults.holdLock) mClientsCanRegister->try_wait();
   if (options.faults.fillTable) fillTable();
   mTableWatch = std::make_unique<TableWatch>(table, mSink);
@@ -145,12 +146,15 @@ void SessionHost::answerRequest() {
   if (id.isDefined()) {
     if (isJoin) {
       note(mConnections->merge(id));
+      mAudio->add(id);
       mTableWatch->noteJoined(id);
     } else {
       freeRows(id);
+      mAudio->remove(id);
       note(mConnections->reap(id));  // a leaver that dies now has nothing left to withdraw
       mTableWatch->noteLeft(id, Event::Kind::eLeft);
     }
+    mAudio->setConnections(mConnections->current());
   }
   mRegistrationEnded->post();
   freeLock();
@@ -175,6 +179,7 @@ void SessionHost::watch() {
   for (int looks = 0; sleepUnlessStopped(cLookInterval); ++looks) {
     const std::lock_guard lock(mMutex);
     mTableWatch->look();
+    mAudio->setConnections(mConnections->current());
     if (looks % cLooksPerClientCheck != 0) continue;
     watchClients();
     if (looks > 0 && looks % cLooksPerRefresh == 0) refreshKeyFiles();
@@ -192,6 +197,7 @@ void SessionHost::watchClients() {
     if (isLost(id)) lost.push_back(id);
   }
   mClientWatch.keepOnly(present);
+  mAudio->keepOnly(present);
   for (const ClientID& id : lost)
     reap(id);
 }
@@ -210,6 +216,7 @@ void SessionHost::reap(const ClientID& id) {
   if (!mClientsCanRegister->try_wait()) return;  // the next look comes soon
   if (isLost(id)) {
     freeRows(id);
+    mAudio->remove(id);
     note(mConnections->reap(id));
     LIPC::removeRemains(id);
     mTableWatch->noteLeft(id, Event::Kind::eLost);
@@ -288,6 +295,7 @@ std::vector<std::string> SessionHost::stop() {
   mLibraries.clear();
   removeOrphanSegments();
   stopThreads();
+  mAudio.reset();
   mRegistration.reset();
   mRegistrationEnded.reset();
   mClientsCanRegister.reset();

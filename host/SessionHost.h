@@ -9,6 +9,7 @@
 #include <thread>
 #include <vector>
 
+#include "host/AudioCycle.h"
 #include "host/ClientWatch.h"
 #include "host/DeadSession.h"
 #include "host/Event.h"
@@ -23,16 +24,18 @@
 
 namespace host {
 
-/// A reference session host: everything that a participant needs of its host, except audio.
+/// A reference session host: everything that a participant needs of its host.
 ///
 ///   heartbeat thread      counts every 100 ms
 ///   registration thread   answers joins and leaves as their semaphore is posted
-///   watch thread          every 100 ms: changes in the table; every 500 ms: lost clients and a
-///                         registration lock that nobody gives back
+///   watch thread          every 100 ms: changes in the table and in the connections; every 500 ms:
+///                         lost clients and a registration lock that nobody gives back
+///   audio thread          carries the clients' audio, woken by them
 ///   cycle thread          drives the loaded libraries' processors
 ///
 /// One lock guards the table's rows, the connections and the watches against each other within the
-/// host; between processes the session's registration lock does.
+/// host; between processes the session's registration lock does. The audio has a lock of its own,
+/// taken last.
 ///
 /// Threads: constructed, loaded and stopped on one thread. The event sink is called from the host's
 /// threads, one call at a time; it must not call back.
@@ -55,6 +58,8 @@ class SessionHost {
 
   LIPC::SessionBuffer& session() { return mSegments->session(); }
   std::vector<LIPC::Connection> connections();
+  /// What became of each client's blocks since it joined. Not after `stop`.
+  std::vector<AudioCycle::ClientCounters> audioCounters() { return mAudio->counters(); }
 
  private:
   void fillTable();
@@ -90,6 +95,7 @@ class SessionHost {
   std::unique_ptr<LIPC::SemaphoreHandle> mRegistration;
   std::unique_ptr<LIPC::SemaphoreHandle> mRegistrationEnded;
   std::unique_ptr<LIPC::SemaphoreHandle> mClientsCanRegister;
+  std::unique_ptr<AudioCycle> mAudio;
   std::mutex mMutex;
   std::unique_ptr<TableWatch> mTableWatch;
   ClientWatch mClientWatch;

@@ -1,0 +1,92 @@
+// A panner: publishes where its source is, sends one channel, and finds its mixing engine by
+// itself.
+//
+//   panner --id panner-1
+//
+// A rule connects it to every client of type 'VMIX', or to the session's reference client where
+// that is one. Try it with: meter --type VMIX --channels 1
+#include <cmath>
+#include <cstdio>
+#include <numbers>
+#include <string>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+
+#include "examples/BlockClock.h"
+#include "examples/Stop.h"
+#include "lipc/client/Client.h"
+
+namespace {
+
+constexpr int cBlockSize = 256;
+
+// This panner's own offline parameters and strings, where every participant can read them, and its
+// one real-time parameter.
+constexpr unsigned cAzimuthDegrees = 50;
+constexpr unsigned cElevationDegrees = 51;
+constexpr int cSourceName = 2;
+constexpr int cRealTimeAzimuth = 0;
+
+class Panner final : public LIPC::Client {
+ public:
+  explicit Panner(const std::string& id)
+      : Client(static_cast<int>(LIPC::fourCharacterCode("PANN")), "Panner") {
+    setAutoConnectLoopDurationMS(100);
+    setOfflineParameter(cAzimuthDegrees, 0.0F);
+    setOfflineParameter(cElevationDegrees, 30.0F);
+    setString(cSourceName, "Violin");
+    configBeginEdit();
+    configSetMode(
+        static_cast<LIPC::eClientMode>(LIPC::eClientModeInputs | LIPC::eClientModeNoAudio));
+    configSetClientID(id.c_str());
+    configSetIOChannelCount(1, 0);
+    // From this client to the engine that the session's host names; to all of them if it names
+    // none.
+    constexpr int hostDecides = 1;
+    configAutoConnect(LIPC::AutoConnection(static_cast<int>(LIPC::cMixEngineType),
+                                           LIPC::Connection::eTargetSide, hostDecides));
+    configEndEdit();
+    startLIPCSession(0);
+  }
+  ~Panner() override { stopLIPCSession(); }
+
+  void onLIPCConnectionEstablished() override {
+    std::printf("joined, with %zu connections\n", configGetConnectionCount());
+  }
+
+  /// Somebody else wrote into this client's row: an automation, a controller.
+  void offlineParameterChanged(std::queue<std::pair<unsigned, float>> changes,
+                               const float*) override {
+    for (; !changes.empty(); changes.pop()) {
+      const auto [parameter, value] = changes.front();
+      std::printf("parameter %u is now %g\n", parameter, static_cast<double>(value));
+    }
+  }
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  CLI::App app("Sends one channel to the session's mixing engine.", "panner");
+  std::string id = "panner";
+  app.add_option("--id", id, "ID of this client")->capture_default_str();
+  CLI11_PARSE(app, argc, argv);
+  std::setvbuf(stdout, nullptr, _IOLBF, 0);
+  examples::stopOnSignals();
+
+  Panner panner(id);
+  examples::BlockClock clock(cBlockSize, 1.0);
+  std::vector<float> samples(cBlockSize);
+  float* channels[] = {samples.data()};
+  while (!examples::sStop) {
+    const long long stamp = clock.wait();
+    for (std::size_t i = 0; i < samples.size(); ++i) {
+      const auto t = static_cast<double>(stamp + static_cast<long long>(i));
+      samples[i] = 0.25F * static_cast<float>(std::sin(2 * std::numbers::pi * 440.0 / 48000.0 * t));
+    }
+    const float parameters[] = {panner.getOfflineParameter(cAzimuthDegrees)};
+    static_assert(cRealTimeAzimuth == 0);
+    panner.processLIPC(channels, cBlockSize, 1, 0, stamp, parameters, 1, nullptr, 0, false);
+  }
+}

@@ -1,0 +1,86 @@
+#pragma once
+
+#include <atomic>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <thread>
+#include <vector>
+
+#include "host/ClientStream.h"
+#include "lipc/realtime/SemaphoreHandle.h"
+#include "lipc/session/Connection.h"
+
+namespace host {
+
+/// Carries the session's audio on a thread of its own, which the clients' new-data semaphore wakes.
+/// Each cycle: read every client's announced blocks, then answer those for which everything is
+/// there.
+///
+/// A client hears, in the channels of its "-return" ring, the sum of what the session's connections
+/// bring: over each wire the source's channel of the wire's first number into the target's channel
+/// of the second. A connection that a rule made (`isAuto`) and that has no wires goes channel by
+/// channel. Connections marked disconnected are left out, and a client may be its own source. With
+/// the audio go the 172 parameters that the client itself had sent with the block.
+///
+/// Time: all clients count samples of one clock. What they send meets by time stamp, whatever their
+/// block sizes; a block of a target is held for its sources until the target has sent three more,
+/// which is one block before it looks for the answer, and is then answered with what is there. A
+/// source that has been quiet for 8192 samples is not waited for. What comes later than that is
+/// counted and not heard.
+///
+/// Threads: the operations may be called from any.
+class AudioCycle {
+ public:
+  explicit AudioCycle(const LIPC::Semaphore& newAudioData);
+  /// Stops.
+  ~AudioCycle();
+  AudioCycle(const AudioCycle&) = delete;
+  AudioCycle& operator=(const AudioCycle&) = delete;
+
+  /// A client that joined, anew or again: its segments are attached.
+  void add(const LIPC::ClientID& id);
+  void remove(const LIPC::ClientID& id);
+  /// Lets go of the clients that are not in `present`.
+  void keepOnly(const std::set<LIPC::ClientID>& present);
+  void setConnections(const std::vector<LIPC::Connection>& connections);
+  /// No client's memory is touched after this returned.
+  void stop();
+
+  struct ClientCounters {
+    LIPC::ClientID id;
+    AudioCounters counters;
+  };
+  std::vector<ClientCounters> counters();
+
+ private:
+  /// From a channel of a source into a channel of the target.
+  struct Path {
+    ClientStream* source;
+    unsigned from;
+    unsigned to;
+  };
+  struct Client {
+    std::unique_ptr<ClientStream> stream;
+    std::vector<Path> heard;
+    std::vector<ClientStream*> listeners;
+  };
+
+  void run();
+  bool waitForNews();
+  void cycle();
+  void answer(Client& client);
+  static bool isAnySourceAwaited(const Client& client);
+  void route();
+  void connect(const LIPC::Connection& connection);
+
+  LIPC::SemaphoreHandle mNewData;
+  std::mutex mMutex;  // guards what follows, up to the thread
+  std::map<LIPC::ClientID, Client> mClients;
+  std::vector<LIPC::Connection> mConnections;
+  std::atomic<bool> mStop{false};
+  std::thread mThread;
+};
+
+}  // namespace host

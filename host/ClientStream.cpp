@@ -1,0 +1,139 @@
+#include "host/ClientStream.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstring>
+#include <limits>
+
+#include "lipc/session/SessionNames.h"
+#include "lipc/util/SharedWord.h"
+
+namespace host {
+namespace {
+
+using LIPC::loadAcquire;
+using LIPC::SHMSliceBuffer;
+
+/// Blocks after which the client looks for an answer.
+constexpr int cLatencyBlocks = 4;
+/// Stamps beyond this are nobody's; within it sums do not overflow.
+constexpr long long cLargestStamp = std::numeric_limits<long long>::max() / 4;
+
+bool isStamped(const SHMSliceBuffer& slice, long long stamp) {
+  std::atomic_thread_fence(std::memory_order_acquire);
+  return loadAcquire(slice.timeStamp) == stamp;
+}
+
+}  // namespace
+
+ClientStream::ClientStream(const LIPC::ClientID& id)
+    : mID(id),
+      mBuffer(id.text().c_str()),
+      mSendSegment((id.text() + LIPC::cSendSuffix).c_str()),
+      mReturnSegment((id.text() + LIPC::cReturnSuffix).c_str()),
+      mAnsweredUpTo(std::numeric_limits<long long>::min()) {
+  if (mBuffer.get() == nullptr) return;
+  mSend = {mSendSegment.get(), mSendSegment.mappedBytes()};
+  mReturns = {mReturnSegment.get(), mReturnSegment.mappedBytes()};
+}
+
+unsigned ClientStream::channelsOf(const LIPC::MappedRing& ring) {
+  const auto* segment = &ring == &mSend ? &mSendSegment : &mReturnSegment;
+  return ring.isMapped() ? ring.samplesOf(*segment->get()->getSliceBuffer(0)).channelCount : 0;
+}
+
+void ClientStream::readNew(const std::function<bool(long long)>& wasMissed) {
+  LIPC::ValueQueue& queue = mBuffer->newDataQueue;
+  const std::uint32_t waiting = queue.size();
+  if (waiting == LIPC::ValueQueue::cSlotCount - 1 && mUntilGap == 0) mUntilGap = waiting + 1;
+  std::int64_t stamp = 0;
+  for (std::uint32_t i = 0; i < waiting && queue.take(stamp); ++i) {
+    countOverruns(stamp);
+    if (wasMissed(stamp)) ++mCounters.dropped;
+    read(stamp);
+  }
+}
+
+/// The first value behind those of a full queue tells how many found no place.
+void ClientStream::countOverruns(long long stamp) {
+  const bool isBehindFullQueue = mUntilGap > 0 && --mUntilGap == 0;
+  if (std::abs(stamp) > cLargestStamp) return;
+  const long long step = stamp - mLastStamp;
+  if (isBehindFullQueue && mLastStep > 0 && step > mLastStep) {
+    mCounters.overruns += static_cast<std::uint64_t>(step / mLastStep - 1);
+  }
+  mLastStep = step;
+  mLastStamp = stamp;
+}
+
+void ClientStream::read(long long stamp) {
+  Block block;
+  block.timeStamp = stamp;
+  SHMSliceBuffer* slice = std::abs(stamp) <= cLargestStamp ? mSend.find(stamp) : nullptr;
+  if (slice == nullptr || !isStamped(*slice, stamp) || !copyBlock(*slice, block)) {
+    ++mCounters.dropped;
+    return;
+  }
+  ++mCounters.blocksIn;
+  mWaiting.push_back(block);
+}
+
+/// False when the slice holds no block, or another one by the time it was copied.
+bool ClientStream::copyBlock(SHMSliceBuffer& slice, Block& block) {
+  block.samples = LIPC::loadRelaxed(slice.sampleCount);
+  if (block.samples > LIPC::SHMChannel::cSampleCount) return false;
+  const LIPC::SliceSamples samples = mSend.samplesOf(slice);
+  std::memcpy(block.parameters.data(), slice.parameters, sizeof slice.parameters);
+  mSent.advance(block.timeStamp, block.samples);
+  for (const unsigned channel : mSent.kept())
+    mSent.write(channel, channel < samples.channelCount ? samples.channel(channel) : nullptr);
+  if (isStamped(slice, block.timeStamp)) return true;
+  for (const unsigned channel : mSent.kept())
+    mSent.write(channel, nullptr);
+  return false;
+}
+
+/// Samples that the client has sent since.
+long long ClientStream::age(const Block& block) const {
+  const long long newest = mReturns.newestStamp();
+  return std::abs(newest) <= cLargestStamp ? newest - block.timeStamp : 0;
+}
+
+bool ClientStream::isOldestDue() const {
+  const Block& block = oldest();
+  // A stamp that went back: nothing is to be waited for.
+  const long long sentSince = age(block);
+  return sentSince < 0 || sentSince >= (cLatencyBlocks - 1) * static_cast<long long>(block.samples);
+}
+
+void ClientStream::answerOldest(const Fill& fill) {
+  const Block& block = oldest();
+  const bool isFilled = fillSlot(block, fill);
+  const bool isInTime =
+      block.samples == 0 || age(block) < cLatencyBlocks * static_cast<long long>(block.samples);
+  ++(isFilled && isInTime ? mCounters.answered : mCounters.late);
+  mAnsweredUpTo = block.timeStamp + block.samples;
+  mWaiting.pop_front();
+}
+
+/// The client may stamp the slot anew at any moment. So the stamp is looked at before `ready` is
+/// set and, should it have changed in between, once more: the client looks at a slot's flag four
+/// blocks after it has stamped it.
+bool ClientStream::fillSlot(const Block& block, const Fill& fill) {
+  SHMSliceBuffer* slot = mReturns.find(block.timeStamp);
+  if (slot == nullptr || !isStamped(*slot, block.timeStamp)) return false;
+  const LIPC::SliceSamples samples = mReturns.samplesOf(*slot);
+  for (unsigned c = 0; c < samples.channelCount; ++c) {
+    std::memset(samples.channel(c), 0, block.samples * sizeof(float));
+    fill(c, samples.channel(c));
+  }
+  std::memcpy(slot->parameters, block.parameters.data(), sizeof slot->parameters);
+  if (!isStamped(*slot, block.timeStamp)) return false;
+  LIPC::storeRelease(slot->ready, std::uint8_t{1});
+  std::atomic_thread_fence(std::memory_order_seq_cst);
+  if (isStamped(*slot, block.timeStamp)) return true;
+  LIPC::storeRelease(slot->ready, std::uint8_t{0});
+  return false;
+}
+
+}  // namespace host
