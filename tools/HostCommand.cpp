@@ -39,14 +39,20 @@ struct HostCommandOptions {
   std::vector<std::string> libraries;
   bool once = false;
   bool asJson = false;
+  double countersEverySeconds = 0;  // 0: on request alone
 };
 
 std::atomic<bool> sStopRequested{false};
+std::atomic<bool> sCountersRequested{false};
 
 /// The first signal ends the session in order, a second one ends the process at once; the next host
 /// clears away what it leaves then.
 void requestStop(int) {
   if (sStopRequested.exchange(true)) _exit(eExitFailure);
+}
+
+void requestCounters(int) {
+  sCountersRequested = true;
 }
 
 /// Without SA_RESTART, so that a signal also ends a print that nobody reads.
@@ -55,6 +61,9 @@ void catchSignals() {
   action.sa_handler = requestStop;
   for (const int signal : {SIGINT, SIGTERM, SIGHUP})
     sigaction(signal, &action, nullptr);
+  action.sa_handler = requestCounters;
+  action.sa_flags = SA_RESTART;
+  sigaction(SIGUSR1, &action, nullptr);
   std::signal(SIGPIPE, SIG_IGN);
 }
 
@@ -127,6 +136,25 @@ void printEvents(Follower& follower, bool asJson, Output& output) {
   }
 }
 
+/// Prints the audio's counters when they were asked for, by a signal or by the clock.
+class CountersPrinter {
+ public:
+  explicit CountersPrinter(double everySeconds) : mEvery(everySeconds) {}
+
+  void look(host::SessionHost& session, bool asJson, Output& output) {
+    const steady_clock::time_point now = steady_clock::now();
+    const bool isTime = mEvery.count() > 0 && now - mLast >= mEvery;
+    if (!sCountersRequested.exchange(false) && !isTime) return;
+    mLast = now;
+    const auto counters = session.audioCounters();
+    output.print(asJson ? dump(audioJson(counters), -1) : audioText(counters));
+  }
+
+ private:
+  std::chrono::duration<double> mEvery;
+  steady_clock::time_point mLast = steady_clock::now();
+};
+
 /// Waits for the clients of the loaded libraries; false when one has not joined in time.
 bool waitForClients(const std::set<std::uint32_t>& types, Follower& follower) {
   const auto deadline = steady_clock::now() + cClientTimeout;
@@ -162,8 +190,10 @@ int serve(host::SessionHost& session, const HostCommandOptions& options, Output&
     output.print(options.asJson ? dump(sessionJson(*picture), options.once ? 2 : -1)
                                 : sessionText(*picture));
   }
+  CountersPrinter counters(options.countersEverySeconds);
   while (!options.once && !sStopRequested) {
     printEvents(follower, options.asJson, output);
+    counters.look(session, options.asJson, output);
     std::this_thread::sleep_for(cLook);
   }
   const std::vector<std::string> remaining = session.stop();
@@ -211,6 +241,13 @@ void addHostCommand(CLI::App& app, int& status) {
       ->add_option("--reference", options->host.referenceClient,
                    "ID of the session's reference client")
       ->type_name("ID");
+
+  command
+      ->add_option("--counters", options->countersEverySeconds,
+                   "Print each client's audio counters every so many seconds. SIGUSR1 has them "
+                   "printed at any time")
+      ->type_name("SECONDS")
+      ->check(CLI::PositiveNumber);
 
   const std::string faults = "Faults, to test participants against";
   host::Faults& fault = options->host.faults;

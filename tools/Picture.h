@@ -1,9 +1,11 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include <nlohmann/json_fwd.hpp>
 
+#include "host/AudioCycle.h"
 #include "host/Event.h"
 #include "host/SessionReader.h"
 
@@ -21,6 +23,10 @@ nlohmann::ordered_json clientJson(const host::SessionPicture& session,
 /// One line, without its line feed.
 std::string eventText(const host::Event& event);
 nlohmann::ordered_json eventJson(const host::Event& event);
+
+/// What became of each client's blocks since it joined; lines without the last line feed.
+std::string audioText(const std::vector<host::AudioCycle::ClientCounters>& clients);
+nlohmann::ordered_json audioJson(const std::vector<host::AudioCycle::ClientCounters>& clients);
 
 /// `indent` spaces a level; -1: one line. Bytes that are no UTF-8 are replaced, numbers that are
 /// none are null.

@@ -135,6 +135,19 @@ json eventJson(const Event& event) {
   return result;
 }
 
+json audioJson(const std::vector<host::AudioCycle::ClientCounters>& clients) {
+  json rows = json::array();
+  for (const auto& [id, counters] : clients) {
+    rows.push_back({{"id", id.text()},
+                    {"blocksIn", counters.blocksIn},
+                    {"answered", counters.answered},
+                    {"late", counters.late},
+                    {"dropped", counters.dropped},
+                    {"overruns", counters.overruns}});
+  }
+  return {{"event", "audio"}, {"clients", rows}};
+}
+
 std::string dump(const json& value, int indent) {
   return value.dump(indent, ' ', false, json::error_handler_t::replace);
 }

@@ -124,4 +124,15 @@ std::string eventText(const Event& event) {
   return line("note", printable(event.textAfter));
 }
 
+std::string audioText(const std::vector<host::AudioCycle::ClientCounters>& clients) {
+  std::string text = fmt::format("{}  audio    {:>10} {:>10} {:>8} {:>8} {:>8}", clockText(),
+                                 "blocks in", "answered", "late", "dropped", "overruns");
+  for (const auto& [id, counters] : clients) {
+    text += fmt::format("\n          {:>19} {:>10} {:>8} {:>8} {:>8}  {}", counters.blocksIn,
+                        counters.answered, counters.late, counters.dropped, counters.overruns,
+                        printable(id.view()));
+  }
+  return text;
+}
+
 }  // namespace tools
