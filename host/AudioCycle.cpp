@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstring>
 
 #include <sched.h>
 
@@ -26,9 +25,8 @@ bool hasWires(const Connection& connection) {
                      });
 }
 
-bool areSame(const std::vector<Connection>& a, const std::vector<Connection>& b) {
-  return a.size() == b.size() &&
-         (a.empty() || std::memcmp(a.data(), b.data(), a.size() * sizeof(Connection)) == 0);
+bool areSame(const Connection& a, const Connection& b) {
+  return haveSameEnds(a, b) && haveSameRouting(a, b) && a.isAuto == b.isAuto;
 }
 
 }  // namespace
@@ -67,7 +65,10 @@ void AudioCycle::keepOnly(const std::set<LIPC::ClientID>& present) {
 
 void AudioCycle::setConnections(const std::vector<Connection>& connections) {
   const std::lock_guard lock(mMutex);
-  if (areSame(connections, mConnections)) return;
+  if (std::equal(connections.begin(), connections.end(), mConnections.begin(), mConnections.end(),
+                 areSame)) {
+    return;
+  }
   mConnections = connections;
   route();
 }

@@ -115,12 +115,13 @@ class Client {
   /// count. The reference is good until the next configEndEdit.
   std::vector<std::int32_t>& configGetOutputRouting();
 
-  // Connections and rules: published when the client joins, restored at every rejoin, and as the
-  // session has changed them meanwhile. They belong to the application thread; bracket edits by
-  // configBeginEdit and configEndEdit. An edit outside a bracket marks the configuration changed
-  // and is published by the next bracket's end. A reference is good until its connection is
-  // removed: by syncClientConnections, or by a join that finds this client's ID in use and gives it
-  // another.
+  // Connections and rules: published when the client joins, restored at every rejoin. At a leave a
+  // connection that the application has not edited since the join is taken over as the session has
+  // it by then, cut or with other wires; an edited one stays as edited. They belong to the
+  // application thread; bracket edits by configBeginEdit and configEndEdit. An edit outside a
+  // bracket marks the configuration changed and is published by the next bracket's end. A reference
+  // is good until its connection is removed: by syncClientConnections, or by a join that finds this
+  // client's ID in use and gives it another.
 
   /// The connection from `source` to `target`, revived if it was marked disconnected, or a new one
   /// without wires. The caller edits its wires.
@@ -306,6 +307,7 @@ class Client {
   float mOfflineParameters[cOfflineParameterCount] = {};  // lock to write; read one by one
   std::array<std::string, cStringSlotCount> mStrings;     // lock
   std::list<Connection> mConnections;                     // edit lock
+  std::list<Connection> mJoinedConnections;               // edit lock; as the join published them
   std::list<AutoConnection> mAutoConnections;             // edit lock
   SessionAttachment mAttachment;                          // lock
   timed_posix_sema_waiter mSemaWaiter;

@@ -124,6 +124,7 @@ void Client::takeOver(const Connection& live) {
   if (live.disconnectRequested == 0) {
     if (isConfigured) return;
     mConnections.push_back(live);
+    mJoinedConnections.push_back(live);  // not an edit
     say("ADD con");
   } else if (isConfigured) {
     mConnections.erase(configured);

@@ -113,7 +113,7 @@ std::list<Connection> Client::resolveConnections() {
   const std::lock_guard edit(mEditMutex);
   resolveAutoConnections(*mAttachment.session(), mAutoConnections, ClientID(mConnectID),
                          mConnections);
-  return mConnections;
+  return mJoinedConnections = mConnections;
 }
 
 void Client::markJoinedInParameters() {

@@ -78,8 +78,9 @@ void Client::leaveSession(SessionBuffer& session) {
 }
 
 /// Copies the session's present state of the configured connections back, so that the next join
-/// restores it. Not a change of the configuration: nothing rejoins because of it. A connection that
-/// the user cut stays cut, whatever the session still lists.
+/// restores it. Not a change of the configuration: nothing rejoins because of it. What the user has
+/// edited since the join stays as edited, since the leave may be there to publish just that, and a
+/// connection that the user cut stays cut, whatever the session lists.
 void Client::keepConnections(const SessionBuffer& session) {
   std::list<Connection> current;
   try {
@@ -92,9 +93,11 @@ void Client::keepConnections(const SessionBuffer& session) {
   const std::lock_guard edit(mEditMutex);
   for (const Connection& live : current) {
     if (!live.isDefined()) continue;
-    const auto configured = std::find_if(mConnections.begin(), mConnections.end(),
-                                         ConnectionFinder{live.source, live.target});
-    if (configured != mConnections.end() && configured->disconnectRequested == 0) {
+    const ConnectionFinder isIt{live.source, live.target};
+    const auto configured = std::find_if(mConnections.begin(), mConnections.end(), isIt);
+    const auto joined = std::find_if(mJoinedConnections.begin(), mJoinedConnections.end(), isIt);
+    if (configured == mConnections.end() || joined == mJoinedConnections.end()) continue;
+    if (configured->disconnectRequested == 0 && haveSameRouting(*configured, *joined)) {
       *configured = live;
     }
   }

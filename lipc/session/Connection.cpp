@@ -1,5 +1,7 @@
 #include "lipc/session/Connection.h"
 
+#include <cstring>
+
 namespace LIPC {
 
 const Connection Connection::mscNull;
@@ -80,6 +82,11 @@ void Connection::clearChannels(int channel, Direction d) {
   for (Wire& wire : wires) {
     if (wire.channel[d] >= channel) wire = {{cNoChannel, cNoChannel}};
   }
+}
+
+bool haveSameRouting(const Connection& a, const Connection& b) {
+  return a.disconnectRequested == b.disconnectRequested &&
+         std::memcmp(a.wires, b.wires, sizeof a.wires) == 0;
 }
 
 }  // namespace LIPC

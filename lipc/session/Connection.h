@@ -80,4 +80,7 @@ inline bool haveSameEnds(const Connection& a, const Connection& b) {
   return a.source == b.source && a.target == b.target;
 }
 
+/// True when both have the same wires and the same state.
+bool haveSameRouting(const Connection& a, const Connection& b);
+
 }  // namespace LIPC

@@ -53,6 +53,11 @@ void Process::signal(int number) const {
   kill(mPid, number);
 }
 
+void Process::send(const std::string& line) const {
+  const std::string text = line + "\n";
+  if (write(mInput, text.data(), text.size()) != static_cast<ssize_t>(text.size())) std::abort();
+}
+
 void Process::closeInput() {
   if (mInput >= 0) close(mInput);
   mInput = -1;

@@ -20,6 +20,8 @@ class Process {
   Process& operator=(const Process&) = delete;
 
   void signal(int number) const;
+  /// Writes a line to its standard input.
+  void send(const std::string& line) const;
   /// Closes its standard input, at which a participant leaves and ends.
   void closeInput();
   /// Reads its output until a line contains `text`; false when it does not come in time or the
