@@ -68,6 +68,10 @@ bool timed_posix_sema_waiter::claim(SemaphoreHandle& sem, int ms, const char* na
 
 bool timed_posix_sema_waiter::finish() {
   const Lock lock(mMutex);
+  // This thread may have been held up, not robbed, while it was posted again: what it did not need
+  // would end the next wait on the semaphore.
+  for (unsigned surplus = 1; surplus < mTimeoutCount; ++surplus)
+    mCurrent->try_wait();
   mCurrent = nullptr;
   mFinished.notify_one();
   return mTimeoutCount == 0;

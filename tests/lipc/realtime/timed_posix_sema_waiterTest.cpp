@@ -1,3 +1,5 @@
+#include <csignal>
+
 #include <gtest/gtest.h>
 
 #include "lipc/realtime/SemaphoreHandle.h"
@@ -72,6 +74,24 @@ TEST_F(Waiter, ATimeOutWhosePostAnotherTakesStillEndsTheWait) {
     EXPECT_FALSE(waiter.timed_wait(sema, 1, "robbed"));
   stop = true;
   thief.join();
+}
+
+TEST_F(Waiter, ACallerThatIsHeldUpAtTheTimeOutLeavesNoCountBehind) {
+  // A handler that sleeps stands for a machine without a free core.
+  std::signal(SIGUSR1, [](int) { std::this_thread::sleep_for(200ms); });
+  std::atomic<bool> waiting{false};
+  bool wasPosted = true;
+  std::thread caller([&] {
+    waiting = true;
+    wasPosted = waiter.timed_wait(sema, 100, "held up");
+  });
+  while (!waiting)
+    std::this_thread::yield();
+  std::this_thread::sleep_for(20ms);
+  pthread_kill(caller.native_handle(), SIGUSR1);
+  caller.join();
+  std::signal(SIGUSR1, SIG_DFL);
+  EXPECT_FALSE(wasPosted || sema.try_wait());
 }
 
 }  // namespace
