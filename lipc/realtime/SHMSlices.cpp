@@ -83,14 +83,6 @@ void SHMSlices::allocateChannelCount(unsigned short n) {
   }
 }
 
-int SHMSlices::currentIndex() const noexcept {
-  return static_cast<int>(static_cast<std::uint32_t>(loadAcquire(currentSlice)) % cSliceCount);
-}
-
-SHMSliceBuffer* SHMSlices::getSliceBuffer(int i) noexcept {
-  return &slices[i];
-}
-
 SHMSliceBuffer* SHMSlices::getSliceWithTime(long long t) noexcept {
   int index = currentIndex();
   for (int visited = 0; visited < cSliceCount; ++visited) {
