@@ -28,10 +28,18 @@ MappedRing mapped(const std::unique_ptr<ShmManagedCreateOpen<SHMSlices>>& ring) 
   return MappedRing(ring->get(), ring->mappedBytes());
 }
 
+/// Maps a semaphore's page into this process, which opening it does not. A count that is taken is
+/// given back at once.
+void touch(SemaphoreHandle& handle) {
+  if (handle.isOpen() && handle.try_wait()) handle.post();
+}
+
 }  // namespace
 
-/// Its last two steps let the audio thread in: everything that it reads is in place by then.
+/// Its last two steps let the audio thread in: everything that it reads is in place by then, and
+/// mapped, so that its first block meets no page fault.
 void Client::openExchange() {
+  touch(*mAttachment.mNewAudioDataAvailableSemaphore);
   mExchange.attach(mapped(mAttachment.mSendSlices), mapped(mAttachment.mReturnSlices),
                    mAttachment.clientBuffer()->newDataQueue,
                    *mAttachment.mNewAudioDataAvailableSemaphore);

@@ -1,9 +1,11 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 
 #include "lipc/realtime/SHMSlices.h"
 #include "lipc/util/RealTime.h"
+#include "lipc/util/SharedWord.h"
 
 namespace LIPC {
 
@@ -44,5 +46,38 @@ class MappedRing {
   SHMSlices* mRing = nullptr;
   std::size_t mBytes = 0;
 };
+
+// Inline: each is a few instructions, several times a block.
+
+inline SHMSliceBuffer* MappedRing::find(long long t) const noexcept {
+  return isMapped() ? mRing->getSliceWithTime(t) : nullptr;
+}
+
+inline SHMSliceBuffer* MappedRing::advance(long long t) noexcept {
+  if (!isMapped()) return nullptr;
+  const int next = (mRing->currentIndex() + 1) % SHMSlices::cSliceCount;
+  // The index first, then the stamp.
+  storeRelease(mRing->currentSlice, std::int32_t{next});
+  SHMSliceBuffer* slice = mRing->getSliceBuffer(next);
+  storeRelease(slice->timeStamp, std::int64_t{t});
+  return slice;
+}
+
+inline long long MappedRing::newestStamp() const noexcept {
+  return isMapped() ? loadAcquire(mRing->getSliceBuffer(mRing->currentIndex())->timeStamp) : 0;
+}
+
+inline SliceSamples MappedRing::samplesOf(SHMSliceBuffer& slice) const noexcept {
+  constexpr std::ptrdiff_t head = sizeof(SHMSlices);
+  char* const base = reinterpret_cast<char*>(mRing);
+  // Read once: what is checked is what is used.
+  const std::ptrdiff_t offset =
+      reinterpret_cast<char*>(&slice) - base + loadRelaxed(slice.samplesOffset);
+  const auto bytes = static_cast<std::ptrdiff_t>(mBytes);
+  if (offset < head || offset > bytes || offset % std::ptrdiff_t{alignof(float)} != 0) return {};
+  const auto room = static_cast<std::size_t>(bytes - offset) / sizeof(SHMChannel);
+  const auto count = std::min<std::size_t>(loadRelaxed(slice.channelCount), room);
+  return {reinterpret_cast<float*>(base + offset), static_cast<unsigned>(count)};
+}
 
 }  // namespace LIPC

@@ -7,7 +7,7 @@
 namespace LIPC {
 namespace {
 
-constexpr std::int64_t cTimeStampTolerance = 2;
+constexpr std::uint64_t cTimeStampTolerance = 2;
 
 constexpr int offsetOfSlice(int i) {
   return static_cast<int>(offsetof(SHMSlices, slices)) +
@@ -15,10 +15,11 @@ constexpr int offsetOfSlice(int i) {
 }
 
 bool matches(std::int64_t stamp, std::int64_t wanted) noexcept {
-  // Unsigned, so that a foreign stamp at the end of the range does not overflow.
-  const auto distance = static_cast<std::uint64_t>(stamp) - static_cast<std::uint64_t>(wanted);
-  return distance == 0 || distance == cTimeStampTolerance ||
-         distance == static_cast<std::uint64_t>(-cTimeStampTolerance);
+  // From the lowest stamp that matches. Unsigned, so that a foreign stamp at the end of the range
+  // does not overflow. One comparison, for this is most of a lookup.
+  const auto above =
+      static_cast<std::uint64_t>(stamp) - static_cast<std::uint64_t>(wanted) + cTimeStampTolerance;
+  return above <= 2 * cTimeStampTolerance && above % cTimeStampTolerance == 0;
 }
 
 }  // namespace
@@ -82,19 +83,11 @@ void SHMSlices::allocateChannelCount(unsigned short n) {
   }
 }
 
-int SHMSlices::currentIndex() const noexcept {
-  return static_cast<int>(static_cast<std::uint32_t>(loadAcquire(currentSlice)) % cSliceCount);
-}
-
-SHMSliceBuffer* SHMSlices::getSliceBuffer(int i) noexcept {
-  return &slices[i];
-}
-
 SHMSliceBuffer* SHMSlices::getSliceWithTime(long long t) noexcept {
   int index = currentIndex();
   for (int visited = 0; visited < cSliceCount; ++visited) {
     if (matches(loadAcquire(slices[index].timeStamp), t)) return &slices[index];
-    index = (index + cSliceCount - 1) % cSliceCount;
+    index = index == 0 ? cSliceCount - 1 : index - 1;
   }
   return nullptr;
 }

@@ -5,6 +5,7 @@
 #include <type_traits>
 
 #include "lipc/util/RealTime.h"
+#include "lipc/util/SharedWord.h"
 
 namespace LIPC {
 
@@ -91,9 +92,12 @@ struct SHMSlices {
   /// sizeOfStruct(n) bytes.
   void allocateChannelCount(unsigned short n);
   /// The newest slice's index; a spoilt one is taken modulo six.
-  int currentIndex() const noexcept LIPC_NONBLOCKING;
+  int currentIndex() const noexcept LIPC_NONBLOCKING {
+    const auto index = static_cast<std::uint32_t>(loadAcquire(currentSlice));
+    return static_cast<int>(index < cSliceCount ? index : index % cSliceCount);
+  }
   /// The slice at `i`, 0 to 5, not checked.
-  SHMSliceBuffer* getSliceBuffer(int i) noexcept LIPC_NONBLOCKING;
+  SHMSliceBuffer* getSliceBuffer(int i) noexcept LIPC_NONBLOCKING { return &slices[i]; }
   /// The newest slice whose time stamp is t + 2, t or t - 2, or null. deliberate: exactly these
   /// three match, one sample off does not. A client's blocks are therefore of three samples or
   /// more.
