@@ -52,7 +52,9 @@ void Client::processLIPC(float** channelBuffers, int numSamples, int numChannels
                          long long timeStamp, const float* rtParams, int numRTParams,
                          float* returnParams, int numReturnParams, bool waitForReturn) noexcept {
   const UnderWay call(mAudioCalls);
-  mProcessCallCount.fetch_add(1, std::memory_order_relaxed);
+  // One thread counts.
+  mProcessCallCount.store(mProcessCallCount.load(std::memory_order_relaxed) + 1,
+                          std::memory_order_relaxed);
   if (!mConnected) return;
   const AudioBlock block{channelBuffers, numSamples,  numChannels,  timeStamp,
                          rtParams,       numRTParams, returnParams, numReturnParams};
@@ -75,7 +77,7 @@ void Client::exchangeBlock(const AudioBlock& block, bool waitForReturn) {
   {
     const ConfigBlocks::Pin config(mConfig);
     const ExchangeSetup setup{mClientType,
-                              config->clientID,
+                              {config->paddedID.data(), config->paddedID.size()},
                               config->inputChannelCount,
                               config->outputChannelCount,
                               config->outputRouting.data(),

@@ -12,11 +12,17 @@ void setIdentity(std::vector<std::int32_t>& routing) {
   std::iota(routing.begin(), routing.end(), 0);
 }
 
+void padID(ClientConfig& config) {
+  config.paddedID.fill('\0');
+  config.clientID.copy(config.paddedID.data(), config.paddedID.size());
+}
+
 }  // namespace
 
 ConfigBlocks::ConfigBlocks(std::string firstID, std::string secondID) {
   mConfig[0].clientID = std::move(firstID);
   mConfig[1].clientID = std::move(secondID);
+  padID(mConfig[1]);
 }
 
 void ConfigBlocks::beginEdit() {
@@ -76,6 +82,7 @@ bool ConfigBlocks::setOutputs(std::uint16_t count) {
 void ConfigBlocks::flip() {
   const int wasActive = mActive;
   mActiveOutputs = edit().outputChannelCount;
+  padID(edit());
   mActive = mEdit;
   const int reserve = cBlockCount - wasActive - mActive;
   mEdit = mPinned == wasActive ? reserve : wasActive;

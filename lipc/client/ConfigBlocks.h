@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <atomic>
 #include <cstdint>
 #include <string>
@@ -15,6 +16,7 @@ struct ClientConfig {
   std::uint16_t inputChannelCount = 0;      // channels the client sends
   std::uint16_t outputChannelCount = 0;     // channels the client receives
   std::vector<std::int32_t> outputRouting;  // per output channel the return ring's channel, or -1
+  std::array<char, 64> paddedID{};          // clientID as slices carry it, of an active block
 };
 
 /// The client's configuration as a double buffer: the active block, with which the session was or

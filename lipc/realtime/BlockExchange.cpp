@@ -34,10 +34,15 @@ float* channelOf(const AudioBlock& block, unsigned c) noexcept {
 }
 
 void writeSender(SHMSliceBuffer& slice, const ExchangeSetup& setup) noexcept {
+  constexpr std::size_t full = SHMSliceBuffer::cIDCharacters;
   slice.clientType = setup.clientType;
-  const std::size_t length = std::min(setup.clientID.size(), SHMSliceBuffer::cIDCharacters);
-  std::memcpy(slice.clientID, setup.clientID.data(), length);
-  std::memset(slice.clientID + length, 0, SHMSliceBuffer::cIDCharacters - length);
+  if (setup.clientID.size() >= full) {
+    std::memcpy(slice.clientID, setup.clientID.data(), full);  // of a fixed size: two instructions
+  } else {
+    const std::size_t length = setup.clientID.size();
+    std::memcpy(slice.clientID, setup.clientID.data(), length);
+    std::memset(slice.clientID + length, 0, full - length);
+  }
   slice.terminator = '\0';
 }
 
