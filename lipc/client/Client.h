@@ -6,6 +6,7 @@
 #include <list>
 #include <mutex>
 #include <queue>
+#include <set>
 #include <string>
 #include <utility>
 
@@ -123,7 +124,8 @@ class Client {
   // another.
 
   /// The connection from `source` to `target`, revived if it was marked disconnected, or a new one
-  /// without wires. The caller edits its wires.
+  /// without wires. The caller edits its wires, through a reference that it gets anew for each
+  /// edit: what was edited since the last join is not replaced by the session's state at the leave.
   Connection& configEditConnection(const ClientID& source, const ClientID& target);
   /// The first connection that has `target` at either end, revived, or a new one from this client:
   /// from the edit block's ID inside a bracket, else from the active one's. An unset `target`
@@ -292,6 +294,7 @@ class Client {
   bool hasRow(const SessionBuffer& session) const;
   void keepConnections(const SessionBuffer& session);
   void takeOver(const Connection& live);
+  Connection& edited(Connection& connection);
 
   SessionBuffer* sessionOrWarn(const char* operation) const;
   ClientEntry* ownRow(SessionBuffer& session) const;
@@ -306,8 +309,10 @@ class Client {
   float mOfflineParameters[cOfflineParameterCount] = {};  // lock to write; read one by one
   std::array<std::string, cStringSlotCount> mStrings;     // lock
   std::list<Connection> mConnections;                     // edit lock
-  std::list<AutoConnection> mAutoConnections;             // edit lock
-  SessionAttachment mAttachment;                          // lock
+  // Edited since the last join published them; edit lock.
+  std::set<std::pair<ClientID, ClientID>> mEditedConnections;
+  std::list<AutoConnection> mAutoConnections;  // edit lock
+  SessionAttachment mAttachment;               // lock
   timed_posix_sema_waiter mSemaWaiter;
   std::atomic<bool> mConnected{false};
   bool mLeaveRequested = false;  // lock; a stop or a changed configuration wants a leave

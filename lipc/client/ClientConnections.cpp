@@ -27,28 +27,29 @@ const Connection& foundOrNull(Iterator found, const Connections& connections) {
   return found != connections.end() ? *found : Connection::mscNull;
 }
 
-Connection& revived(Connection& connection) {
-  connection.disconnectRequested = 0;
-  return connection;
-}
-
 }  // namespace
 
 Connection& Client::configEditConnection(const ClientID& source, const ClientID& target) {
   const std::lock_guard edit(mEditMutex);
-  mConfig.markChanged();
   const auto found = findEnds(mConnections, source, target);
-  if (found != mConnections.end()) return revived(*found);
-  return mConnections.emplace_back(source, target, ClientID());
+  if (found != mConnections.end()) return edited(*found);
+  return edited(mConnections.emplace_back(source, target, ClientID()));
 }
 
 Connection& Client::configEditConnection(const ClientID& target) {
   const std::lock_guard edit(mEditMutex);
-  mConfig.markChanged();
   const auto found = findEither(mConnections, target);
-  if (found != mConnections.end()) return revived(*found);
+  if (found != mConnections.end()) return edited(*found);
   const ClientConfig& config = mConfig.isEditing() ? mConfig.edit() : mConfig.active();
-  return mConnections.emplace_back(ClientID(config.clientID), target, ClientID());
+  return edited(mConnections.emplace_back(ClientID(config.clientID), target, ClientID()));
+}
+
+/// Revives it and remembers that the application has its hands on it.
+Connection& Client::edited(Connection& connection) {
+  mConfig.markChanged();
+  mEditedConnections.emplace(connection.source, connection.target);
+  connection.disconnectRequested = 0;
+  return connection;
 }
 
 void Client::configDisconnect(const ClientID& source, const ClientID& target) {

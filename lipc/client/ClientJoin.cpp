@@ -113,6 +113,7 @@ std::list<Connection> Client::resolveConnections() {
   const std::lock_guard edit(mEditMutex);
   resolveAutoConnections(*mAttachment.session(), mAutoConnections, ClientID(mConnectID),
                          mConnections);
+  mEditedConnections.clear();
   return mConnections;
 }
 

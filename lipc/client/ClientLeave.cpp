@@ -79,7 +79,8 @@ void Client::leaveSession(SessionBuffer& session) {
 
 /// Copies the session's present state of the configured connections back, so that the next join
 /// restores it. Not a change of the configuration: nothing rejoins because of it. A connection that
-/// the user cut stays cut, whatever the session still lists.
+/// the application has edited since the join stays as edited, and one that the user cut stays cut,
+/// whatever the session still lists.
 void Client::keepConnections(const SessionBuffer& session) {
   std::list<Connection> current;
   try {
@@ -94,9 +95,8 @@ void Client::keepConnections(const SessionBuffer& session) {
     if (!live.isDefined()) continue;
     const auto configured = std::find_if(mConnections.begin(), mConnections.end(),
                                          ConnectionFinder{live.source, live.target});
-    if (configured != mConnections.end() && configured->disconnectRequested == 0) {
-      *configured = live;
-    }
+    if (configured == mConnections.end() || configured->disconnectRequested != 0) continue;
+    if (mEditedConnections.count({live.source, live.target}) == 0) *configured = live;
   }
 }
 
