@@ -9,6 +9,11 @@ if(LIPC_WERROR)
   target_compile_options(lipc_build_options INTERFACE -Werror)
 endif()
 
+if(LIPC_SANITIZE MATCHES "realtime")
+  # The same marks (lipc/util/RealTime.h), followed at compile time.
+  target_compile_options(lipc_build_options INTERFACE -Wfunction-effects)
+endif()
+
 if(LIPC_SANITIZE)
   add_compile_options(-fsanitize=${LIPC_SANITIZE} -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${LIPC_SANITIZE})

@@ -5,6 +5,7 @@ BUILD_PACKAGES="g++ cmake ninja-build libboost-dev zlib1g-dev juce-modules-sourc
   libcli11-dev nlohmann-json3-dev libfmt-dev libpugixml-dev"
 TEST_PACKAGES="libgtest-dev libboost-thread-dev binutils util-linux"
 CI_PACKAGES="clang clang-format"
+RTSAN_PACKAGES="clang-22 libclang-rt-22-dev"
 
 say() { printf '%s\n' "$*" >&2; }
 

@@ -15,6 +15,7 @@ struct Faults {
   bool holdLock = false;        // holds the registration lock for ever
   bool noConnect = false;       // forbids joins ("LIPC_SESSION_NOCONNECT")
   bool fillTable = false;       // fills every free row of the table
+  bool noAudio = false;         // reads no client's blocks and answers none
 };
 
 struct HostOptions {

@@ -146,7 +146,7 @@ void SessionHost::answerRequest() {
   if (id.isDefined()) {
     if (isJoin) {
       note(mConnections->merge(id));
-      mAudio->add(id);
+      if (!mOptions.faults.noAudio) mAudio->add(id);
       mTableWatch->noteJoined(id);
     } else {
       freeRows(id);

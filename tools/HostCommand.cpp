@@ -267,6 +267,8 @@ void addHostCommand(CLI::App& app, int& status) {
   command->add_flag("--no-connect", fault.noConnect, "Forbid joins")->group(faults);
   command->add_flag("--fill-table", fault.fillTable, "Fill every free row of the table")
       ->group(faults);
+  command->add_flag("--no-audio", fault.noAudio, "Read no client's blocks and answer none")
+      ->group(faults);
   command->callback([options, &status] { status = runHost(*options); });
 }
 

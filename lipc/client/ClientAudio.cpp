@@ -139,7 +139,10 @@ void Client::clearReturnBuffers() {
 
 void Client::updateDAWvaluesFromShMem() {
   const UnderWay call(mAudioCalls);
-  if (!mSHMSliceBufferAccessHandle.try_wait()) return updateDAWvaluesCallback(nullptr, 0);
+  // The flag too: an audio thread that a leave did not wait for gives the semaphore back after it.
+  if (!mConnected || !mSHMSliceBufferAccessHandle.try_wait()) {
+    return updateDAWvaluesCallback(nullptr, 0);
+  }
   // Given back whatever the callback does.
   struct Post {
     SemaphoreHandle& handle;

@@ -13,12 +13,17 @@ namespace {
 
 namespace bip = boost::interprocess;
 
+// Logging allocates, locks and calls the system. deliberate, also on the audio thread: there a
+// handle in error has no exchange to go on with.
+
 void reportZeroHandle(const Semaphore& record, const char* operation) {
+  const DeliberateSystemCall logging;
   syslog(LOG_WARNING, "SemaphoreHandle (zero) %s ERROR for %s", operation,
          fixedText(record.name).c_str());
 }
 
 void reportError(const Semaphore& record, const char* operation, int code) {
+  const DeliberateSystemCall logging;
   syslog(LOG_WARNING, "SemaphoreHandle %s ERROR = %d for %s", operation, code,
          fixedText(record.name).c_str());
 }

@@ -40,12 +40,22 @@ namespace LIPC {
 
 /// Switches the check at run time off for its lifetime: for the one or two system calls that the
 /// audio path makes deliberately.
+class DeliberateSystemCall {
+ public:
+  LIPC_UNCHECKED_BEGIN  // the sanitizer's own two switches lack the mark
+  DeliberateSystemCall() noexcept LIPC_NONBLOCKING {
 #ifdef LIPC_CHECKED_AT_RUN_TIME
-using DeliberateSystemCall = __rtsan::ScopedDisabler;
-#else
-struct DeliberateSystemCall {
-  DeliberateSystemCall() {}  // not trivial, so that no compiler calls its object unused
-};
+    __rtsan_disable();
 #endif
+  }
+  ~DeliberateSystemCall() LIPC_NONBLOCKING {
+#ifdef LIPC_CHECKED_AT_RUN_TIME
+    __rtsan_enable();
+#endif
+  }
+  LIPC_UNCHECKED_END
+  DeliberateSystemCall(const DeliberateSystemCall&) = delete;
+  DeliberateSystemCall& operator=(const DeliberateSystemCall&) = delete;
+};
 
 }  // namespace LIPC

@@ -55,6 +55,30 @@ TEST(ConfigBlocks, ANewIDCountsAtOnceOrWithTheEndOfAnOpenEdit) {
   EXPECT_EQ(config.active().clientID, "d");
 }
 
+TEST(ConfigBlocks, APinnedBlockStaysAsItIsThroughTheEditsThatFollow) {
+  ConfigBlocks config("a", "pinned");
+  config.beginEdit();
+  config.setChannelCounts(2, 2, cBoth);
+  config.endEdit();
+  {
+    const ConfigBlocks::Pin pin(config);
+    for (const std::uint16_t count : {3, 4, 5}) {
+      config.beginEdit();
+      EXPECT_TRUE(config.setChannelCounts(count, count, cBoth));
+      EXPECT_TRUE(config.endEdit());
+      config.replaceID("later");
+      EXPECT_EQ(config.activeOutputChannelCount(), count);
+      EXPECT_EQ(config.active().inputChannelCount, count);
+      EXPECT_EQ(pin->clientID, "pinned");
+      EXPECT_EQ(pin->inputChannelCount, 2);
+      EXPECT_EQ(pin->outputRouting, (std::vector<std::int32_t>{0, 1}));
+    }
+  }
+  const ConfigBlocks::Pin next(config);
+  EXPECT_EQ(next->clientID, "later");
+  EXPECT_EQ(next->outputRouting.size(), 5U);
+}
+
 TEST(HeartbeatWatch, TheEleventhUnchangedPassInARowIsTheEnd) {
   using Verdict = HeartbeatWatch::Verdict;
   HeartbeatWatch watch;

@@ -1,0 +1,352 @@
+// The audio thread's side of a client, in a session of its own. The host's answers are made by
+// hand, through mappings of the test's own.
+#include <functional>
+#include <stdexcept>
+#include <thread>
+
+#include <gtest/gtest.h>
+
+#include "tests/support/TestClient.h"
+#include "tests/support/TestHost.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using LIPC::ShmManagedOpen;
+using support::eventually;
+using support::TestClient;
+using support::TestHost;
+
+constexpr unsigned cMostChannels = 8;
+constexpr int cSamples = 256;
+constexpr float cBefore = 5.0F;  // what a caller's buffers hold before a block
+
+// The test's own callbacks do what no audio thread may.
+LIPC_UNCHECKED_BEGIN
+
+class AudioClient final : public TestClient {
+ public:
+  explicit AudioClient(const char* id) : TestClient(id) { setChannels(2); }
+  ~AudioClient() override { stopLIPCSession(); }
+
+  void setChannels(int channels) {
+    configBeginEdit();
+    configSetIOChannelCount(channels, channels);
+    configEndEdit();
+  }
+  void onLIPCConnectionToBeRemoved() override {
+    ++removed;
+    onRemoval();
+  }
+  bool need2updatePreviousRTparamsCallback() override {
+    const LIPC::DeliberateSystemCall outside;
+    return onNeed();
+  }
+  int updatePreviousRTparamsCallback(float* parameters, int, int blocksBack) override {
+    const LIPC::DeliberateSystemCall outside;
+    return onAmend(parameters, blocksBack);
+  }
+  void updateDAWvaluesCallback(LIPC::SHM_Panner_DAW_Values* values, int status) override {
+    statuses.push_back({status, values != nullptr});
+    onValues();
+  }
+
+  std::function<void()> onRemoval = [] {}, onValues = [] {};
+  std::function<bool()> onNeed = [] { return false; };
+  std::function<int(float*, int)> onAmend;
+  std::vector<std::pair<int, bool>> statuses;  // and whether there were values
+};
+
+LIPC_UNCHECKED_END
+
+/// The audio thread's buffers.
+struct Audio {
+  Audio() {
+    for (unsigned c = 0; c < cMostChannels; ++c)
+      channels[c] = samples[c];
+  }
+  /// One block of buffers that held cBefore; the first sample of each.
+  std::vector<float> trade(LIPC::Client& client, long long stamp, int count = cSamples,
+                           int inputs = cMostChannels, int back = 172) {
+    for (auto& channel : samples)
+      std::fill(std::begin(channel), std::end(channel), cBefore);
+    std::fill(std::begin(returned), std::end(returned), cBefore);
+    client.processLIPC(channels, count, inputs, 0, stamp, parameters, 172, returned, back, true);
+    std::vector<float> firsts;
+    for (const auto& channel : samples)
+      firsts.push_back(channel[0]);
+    return firsts;
+  }
+
+  float samples[cMostChannels][2048];
+  float* channels[cMostChannels];
+  float parameters[172] = {1.0F};
+  float returned[256];
+};
+
+/// What `trade` returns when so many outputs were silenced, and the rest left as they were.
+std::vector<float> silent(unsigned outputs) {
+  std::vector<float> firsts(cMostChannels, cBefore);
+  std::fill_n(firsts.begin(), outputs, 0.0F);
+  return firsts;
+}
+
+/// The host's view of a client: its buffer and rings.
+struct Segments {
+  explicit Segments(const std::string& id)
+      : buffer(id.c_str()), send((id + "-send").c_str()), returns((id + "-return").c_str()) {}
+  /// Announced blocks, taken out of the queue.
+  int announced() const {
+    std::int64_t stamp = 0;
+    int count = 0;
+    while (buffer->newDataQueue.take(stamp))
+      ++count;
+    return count;
+  }
+  /// Fills the return slot of `stamp`: channel c holds 10 + c.
+  void answer(long long stamp) const {
+    LIPC::SHMSliceBuffer& slice = *returns->getSliceWithTime(stamp);
+    for (unsigned short c = 0; c < slice.channelCount; ++c)
+      std::fill_n(slice.getChannelSamples(c), cSamples, 10.0F + c);
+    slice.ready = 1;
+  }
+
+  ShmManagedOpen<LIPC::ClientBuffer> buffer;
+  ShmManagedOpen<LIPC::SHMSlices> send, returns;
+};
+
+/// Leaves queues and rings to the test.
+struct QuietHost : TestHost {
+  QuietHost() : TestHost(options()) {}
+  static host::HostOptions options() {
+    host::HostOptions quiet;
+    quiet.faults.noAudio = true;
+    return quiet;
+  }
+};
+
+TEST(ClientAudio, RefusedBlocksThoseDuringAnotherCallAndThoseOfSomeModesAreNotAnnounced) {
+  QuietHost host;
+  AudioClient client("refusing");
+  Audio audio;
+  ASSERT_TRUE(client.join());
+  const Segments seen("refusing");
+  for (const auto& [count, inputs, back] : {std::array{1025, 2, 0}, {16, -1, 0}, {16, 2, 173}}) {
+    EXPECT_EQ(audio.trade(client, 1000, count, inputs, back), silent(2));
+    EXPECT_EQ(audio.samples[1][count - 1], 0.0F);
+    EXPECT_EQ(audio.samples[1][count], cBefore);
+    EXPECT_EQ(audio.returned[back], cBefore);
+  }
+  EXPECT_EQ(audio.trade(client, 1000, -1), silent(0));
+  client.onValues = [&] {
+    EXPECT_EQ(audio.trade(client, 1000), silent(2)) << "the access semaphore is taken";
+    EXPECT_EQ(audio.returned[171], 0.0F);
+  };
+  client.updateDAWvaluesFromShMem();
+  EXPECT_EQ(seen.announced(), 0);
+  EXPECT_EQ(seen.send->currentSlice, 0);
+  for (const auto& [mode, announced] :
+       {std::pair{1, 0}, {2, 1}, {3, 1}, {4, 1}, {1 | 4, 1}, {8, 0}, {0, 0}}) {
+    client.configSetMode(static_cast<LIPC::eClientMode>(mode));
+    audio.trade(client, 1000 + mode * cSamples);
+    EXPECT_EQ(seen.announced(), announced) << mode;
+  }
+  client.signalBufferAvailable(1000);
+  EXPECT_EQ(seen.announced(), 1) << "in every mode";
+}
+
+TEST(ClientAudio, AnswersComeBackThroughTheRoutingAsItIsAtTheBlock) {
+  QuietHost host;
+  AudioClient client("answered");
+  Audio audio;
+  ASSERT_TRUE(client.join());
+  const Segments seen("answered");
+  std::vector<std::pair<float, float>> heard;
+  for (int block = 0; block < 8; ++block) {
+    const long long stamp = 10'000 + block * cSamples;
+    if (block == 5 || block == 6) client.configGetOutputRouting()[1] = block == 5 ? -1 : 0;
+    if (block == 7) client.clearReturnBuffers();
+    const auto firsts = audio.trade(client, stamp);
+    heard.emplace_back(firsts[0], firsts[1]);
+    seen.answer(stamp);
+  }
+  EXPECT_EQ(heard, (std::vector<std::pair<float, float>>{
+                       {0, 0}, {0, 0}, {0, 0}, {0, 0}, {10, 11}, {10, 0}, {10, 10}, {0, 0}}));
+
+  LIPC::SHMSliceBuffer* sent = client.prepareSendBuffer(50'000, 2, 64);
+  EXPECT_EQ(client.getPreviousRTparams(50'000), sent->parameters);
+  EXPECT_EQ(seen.send->getSliceWithTime(50'000)->ready, 1);
+  EXPECT_EQ(client.prepareReturnBuffer(50'000, 2, 64)->ready, 0);
+  EXPECT_EQ(seen.returns->getSliceWithTime(50'000)->sampleCount, 64U);
+}
+
+TEST(ClientAudio, TheOneOrTwoBlocksBeforeCanBeAmendedWhileTheyAreThere) {
+  QuietHost host;
+  AudioClient client("amending");
+  Audio audio;
+  ASSERT_TRUE(client.join());
+  int answer = 1;
+  std::vector<int> asked;
+  client.onNeed = [] { return true; };
+  client.onAmend = [&](float* parameters, int blocksBack) {
+    asked.push_back(blocksBack);
+    parameters[0] += static_cast<float>(blocksBack * 10);
+    return answer;
+  };
+  int block = 0;
+  for (const auto& expected : {std::vector<int>{}, {1}, {1, 2}, {1, 2}, {1}}) {
+    answer = block == 4 ? 0 : 1;
+    asked.clear();
+    audio.trade(client, 10'000 + cSamples * block++);
+    EXPECT_EQ(asked, expected) << block;
+  }
+  const Segments seen("amending");
+  std::vector<float> sent;
+  for (block = 0; block < 5; ++block)
+    sent.push_back(seen.send->getSliceWithTime(10'000 + cSamples * block)->parameters[0]);
+  EXPECT_EQ(sent, (std::vector<float>{31, 31, 11, 11, 1}));
+}
+
+#ifndef LIPC_CHECKED_AT_RUN_TIME  // an exception allocates
+TEST(ClientAudio, AnExceptionFromACallbackEndsTheBlockAndTheClientRejoinsUnderItsID) {
+  QuietHost host;
+  std::atomic<bool> gate{false};
+  AudioClient client("throwing");
+  Audio audio;
+  ASSERT_TRUE(client.join());
+  client.onRemoval = [&] { eventually(10s, [&] { return gate.load(); }); };
+  client.onNeed = []() -> bool { throw std::runtime_error("on purpose"); };
+  EXPECT_EQ(audio.trade(client, 1000), silent(0)) << "ended before its answer";
+  client.onNeed = [] { return false; };
+  EXPECT_FALSE(client.isConnected());
+  EXPECT_EQ(audio.trade(client, 1256), silent(0));
+  gate = true;
+  ASSERT_TRUE(eventually(10s, [&] { return client.established == 2 && client.isConnected(); }));
+  EXPECT_EQ(client.configGetClientID(), "throwing");
+  EXPECT_EQ(audio.trade(client, 1512), silent(2));
+}
+#endif
+
+TEST(ClientAudio, OutsideTheSessionBlocksTouchNothingAndThereAreNoPannerValues) {
+  QuietHost host;
+  AudioClient client("outside");
+  Audio audio;
+  EXPECT_EQ(audio.trade(client, 1000), silent(0));
+  client.updateDAWvaluesFromShMem();
+  ASSERT_TRUE(client.join());
+  EXPECT_EQ(audio.trade(client, 1000), silent(2));
+  client.onValues = [] { throw std::runtime_error("on purpose"); };
+  EXPECT_THROW(client.updateDAWvaluesFromShMem(), std::runtime_error);
+  client.onValues = [] {};
+  client.updateDAWvaluesFromShMem();
+  client.stopLIPCSession();
+  EXPECT_EQ(audio.trade(client, 1000), silent(0));
+  EXPECT_EQ(audio.returned[0], cBefore);
+  EXPECT_EQ(client.prepareSendBuffer(0, 2, 1), nullptr);
+  EXPECT_EQ(client.getProcessCallCount(), 3U);
+  ASSERT_TRUE(LIPC::ShmManaged::removeIfPresent(LIPC::cPannerValuesSegment));
+  ASSERT_TRUE(client.join());
+  client.updateDAWvaluesFromShMem();
+  EXPECT_EQ(client.statuses,
+            (std::vector<std::pair<int, bool>>{{0, false}, {1, true}, {1, true}, {-1, false}}));
+}
+
+TEST(ClientAudio, BlocksBetweenAnEditAndTheRejoinStayWithinTheOldRings) {
+  QuietHost host;
+  std::atomic<bool> held{false}, gate{false};
+  AudioClient client("growing");
+  Audio audio;
+  ASSERT_TRUE(client.join());
+  client.onRemoval = [&] {
+    held = true;
+    eventually(10s, [&] { return gate.load(); });
+  };
+  client.setChannels(8);
+  ASSERT_TRUE(eventually(5s, [&] { return held.load(); }));
+  {
+    const Segments old("growing");
+    audio.trade(client, 10'000);
+    old.answer(10'000);
+    EXPECT_EQ(audio.trade(client, 10'000 + 4 * cSamples),
+              (std::vector<float>{10, 11, 0, 0, 0, 0, 0, 0}));
+    EXPECT_EQ(old.send->slices[2].getChannelSamples(1)[0], cBefore);
+    EXPECT_EQ(old.send->slices[3].getChannelSamples(0)[0], 0.0F) << "the next slice";
+  }
+  gate = true;
+  ASSERT_TRUE(eventually(10s, [&] { return client.established == 2; }));
+  const Segments grown("growing");
+  audio.trade(client, 10'000);
+  grown.answer(10'000);
+  EXPECT_EQ(audio.trade(client, 10'000 + 4 * cSamples),
+            (std::vector<float>{10, 11, 12, 13, 14, 15, 16, 17}));
+  EXPECT_EQ(grown.send->slices[2].getChannelSamples(7)[0], cBefore);
+}
+
+TEST(ClientAudio, WhatAHeldUpAudioThreadReadsStaysUntilItIsOut) {
+  QuietHost host;
+  std::atomic<bool> held{false}, gate{false};
+  AudioClient client("held");
+  client.onNeed = [&] { return !gate; };
+  client.onAmend = [&](float* parameters, int) {
+    held = true;
+    eventually(30s, [&] {
+      ++parameters[171];
+      return gate.load();
+    });
+    return 0;
+  };
+  ASSERT_TRUE(client.join());
+  // The block before is one of the fresh ring's slices, which are stamped 0.
+  std::thread thread([&] { Audio().trade(client, cSamples); });
+  EXPECT_TRUE(eventually(5s, [&] { return held.load(); }));
+  client.setChannels(4);
+  EXPECT_TRUE(eventually(5s, [&] { return !host.hasRow("held"); }));
+  const int before = client.ticks;
+  EXPECT_TRUE(eventually(5s, [&] { return client.ticks >= before + 4; })) << "some 300 ms";
+  EXPECT_EQ(client.established, 1);
+  client.stopLIPCSession();
+  EXPECT_NE(Segments("held").send.get(), nullptr);
+  gate = true;
+  thread.join();
+  client.updateDAWvaluesFromShMem();
+  EXPECT_EQ(client.statuses.back().first, 0) << "out of the session, although the block ended";
+  ASSERT_TRUE(client.join());
+  EXPECT_EQ(Segments("held").send->slices[0].channelCount, 4);
+}
+
+TEST(ClientAudio, BlocksWithoutPauseGoWithEditsNamesAndRejoins) {
+  TestHost host;
+  AudioClient client("busy");
+  ASSERT_TRUE(client.join());
+  std::atomic<bool> stop{false};
+  std::thread audioThread([&] {
+    Audio audio;
+    for (long long stamp = 0; !stop; stamp += cSamples)
+      audio.trade(client, stamp);
+  });
+  std::thread otherThread([&] {
+    while (!stop)
+      client.updateDAWvaluesFromShMem();
+  });
+  testing::internal::CaptureStdout();  // the overrun line: blocks come faster than any host reads
+                                       // them
+  for (int round = 1; round <= 6; ++round) {
+    const int before = client.established;
+    for (const int channels : {round, round + 2, round + 1})
+      client.setChannels(channels);
+    client.configSetName(("name " + std::to_string(round)).c_str());
+    if (round % 3 == 0) {
+      client.stopLIPCSession();
+      client.startLIPCSession(0);
+    }
+    EXPECT_TRUE(eventually(10s, [&] { return client.established > before; })) << round;
+  }
+  EXPECT_TRUE(eventually(10s, [&] { return client.isConnected(); }));
+  stop = true;
+  audioThread.join();
+  otherThread.join();
+  testing::internal::GetCapturedStdout();
+  EXPECT_GT(client.getProcessCallCount(), 100U);
+}
+
+}  // namespace

@@ -1,0 +1,198 @@
+// The configured connections of a client, and what the session makes of them.
+#include <gtest/gtest.h>
+
+#include "lipc/session/ShmPtr.h"
+#include "tests/support/TestClient.h"
+#include "tests/support/TestHost.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using LIPC::ClientID;
+using LIPC::Connection;
+using support::eventually;
+using support::TestClient;
+using support::TestHost;
+
+const ClientID cMe("me"), cMixer("mixer"), cOther("other"), cUnset("Default");
+
+/// The session's list, to be changed as by the host or another client.
+class SessionList {
+ public:
+  LIPC::SharedConnectionList& operator*() { return *mList.ptr; }
+  Connection& find(const ClientID& source, const ClientID& target) {
+    for (Connection& connection : *mList.ptr) {
+      if (connection.source == source && connection.target == target) return connection;
+    }
+    ADD_FAILURE() << source.text() << ">" << target.text();
+    return mMissing;
+  }
+  void add(const ClientID& source, const ClientID& target, bool isCut = false) {
+    mList.ptr->emplace_back(source, target, ClientID());
+    mList.ptr->back().disconnectRequested = isCut ? 1 : 0;
+    mList.ptr->back().addWire(3, 4);
+  }
+
+ private:
+  LIPC::ShmPtr<LIPC::SharedConnectionList> mList{LIPC::cConnectionListName};
+  Connection mMissing;
+};
+
+/// Edits inside a bracket, and waits for the rejoin that follows.
+template <class Edit>
+bool edited(TestClient& client, Edit edit) {
+  const int before = client.established;
+  client.configBeginEdit();
+  edit();
+  client.configEndEdit();
+  return eventually(10s, [&] { return client.established > before; });
+}
+
+TEST(ClientConnections, AnEditRevivesWithTheWiresAndADisconnectKeepsACutOne) {
+  TestClient client("me");
+  client.configEditConnection(cMe, cMixer).addWire(1, 2);
+  client.configDisconnect(cMe, cMixer);
+  const Connection& connection = client.configGetConnection(cMe, cMixer);
+  EXPECT_EQ(connection.disconnectRequested, 1);
+  EXPECT_EQ(&client.configEditConnection(cMe, cMixer), &connection);
+  EXPECT_EQ(connection.disconnectRequested, 0);
+  EXPECT_EQ(connection.getWiredChannel(1, Connection::eSourceSide), 2);
+
+  client.configDisconnect(cMixer, cMe);
+  EXPECT_EQ(client.configGetConnectionCount(), 2U);
+  const Connection& cut = client.configGetConnections().back();
+  EXPECT_EQ(cut.disconnectRequested, 1);
+  EXPECT_EQ(cut.findUnusedIndex(), 0);
+  EXPECT_EQ(&client.configGetConnection(cMixer, cMe), &cut);
+  EXPECT_EQ(&client.configGetConnection(cOther, cMe), &Connection::mscNull);
+}
+
+TEST(ClientConnections, ByATargetAloneEitherEndMatchesAndANewOneComesFromTheClient) {
+  TestClient client("me");
+  Connection& fromOther = client.configEditConnection(cOther, cMe);
+  client.configEditConnection(cMe, cOther);
+  EXPECT_EQ(&client.configEditConnection(cOther), &fromOther) << "the first";
+  EXPECT_EQ(&client.configGetConnection(cOther), &fromOther);
+  client.configDisconnect(cOther);
+  EXPECT_EQ(fromOther.disconnectRequested, 1);
+  EXPECT_EQ(&client.configGetConnection(cMixer), &Connection::mscNull);
+
+  client.configBeginEdit();
+  client.configSetClientID("new");
+  EXPECT_EQ(client.configEditConnection(cMixer).source, "new");
+  EXPECT_EQ(client.configEditConnection(cUnset).source, "new");
+  EXPECT_EQ(fromOther.target, "new") << "the others came along";
+  client.configEndEdit();
+  client.configGetEditClientID() = "edit";
+  EXPECT_EQ(client.configEditConnection(ClientID("third")).source, "new");
+  client.configDisconnect(cUnset);
+  EXPECT_EQ(client.configGetConnectionCount(), 6U) << "an unset target matches none";
+  EXPECT_EQ(&client.configGetConnection(cUnset), &Connection::mscNull);
+}
+
+TEST(ClientConnections, ASynchronisationTakesOverWhatOthersMadeAndCut) {
+  TestHost host;
+  TestClient client("me");
+  client.syncClientConnections();
+  client.configSetName("Panner");
+  client.configBeginEdit();
+  client.configEditConnection(cMe, cMixer).addWire(1, 2);
+  client.configEditConnection(cMe, cOther);
+  client.configDisconnect(cMe, ClientID("own cut"));
+  client.configEndEdit();
+  ASSERT_TRUE(client.join());
+  {
+    SessionList list;
+    list.find(cMe, cMixer).addWire(8, 9);
+    list.find(cMe, cOther).disconnectRequested = 1;
+    list.find(cMe, ClientID("own cut")).disconnectRequested = 0;
+    list.add(cMe, ClientID("gone"), true);
+    list.add(cOther, cMe);
+    list.add(cUnset, cMe);
+    list.add(cMe, cUnset);
+    list.add(cMe, ClientID());
+    list.add(cOther, cMixer);
+  }
+  testing::internal::CaptureStdout();
+  client.syncClientConnections();
+  const std::string from = " from client id = me (name = Panner) to tar = ";
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            "\nsyncClientConnections ERASE Disconnected con" + from + "other" +
+                "\nsyncClientConnections DISCONNECTED con NOT added" + from + "gone" +
+                "\nsyncClientConnections ADD con" + from + "me");
+  EXPECT_EQ(client.configGetConnectionCount(), 3U);
+  EXPECT_EQ(client.configGetConnection(cMe, cMixer).findUnusedIndex(), 1) << "left as configured";
+  EXPECT_EQ(client.configGetConnection(cMe, ClientID("own cut")).disconnectRequested, 1);
+  EXPECT_EQ(client.configGetConnections().back().source, "other");
+  EXPECT_EQ(client.configGetConnections().back().getWiredChannel(3, Connection::eSourceSide), 4);
+
+  client.configBeginEdit();
+  client.configEndEdit();
+  const int ticks = client.ticks;
+  EXPECT_TRUE(eventually(5s, [&] { return client.ticks >= ticks + 2; }));
+  EXPECT_EQ(client.removed, 0) << "a synchronisation is no change";
+
+  SessionList list;
+  list.add(cMe, ClientID("late"));
+  (*list).emplace_front(ClientID(), cMe, ClientID());
+  testing::internal::CaptureStdout();
+  client.syncClientConnections();
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "") << "an empty source ends the list";
+  EXPECT_EQ(client.configGetConnectionCount(), 3U);
+}
+
+TEST(ClientConnections, ACutOneStaysCutAfterTheRejoinWhateverTheRulesAndTheSessionSay) {
+  TestHost host;
+  TestClient mixer("mixer", static_cast<int>(LIPC::cMixEngineType));
+  TestClient client("me");
+  client.configAutoConnect({static_cast<int>(LIPC::cMixEngineType), Connection::eTargetSide, 0});
+  ASSERT_TRUE(mixer.join() && client.join());
+  EXPECT_EQ(client.getConnectedClients(0, cMe).size(), 1U);
+  ASSERT_TRUE(edited(client, [&] { client.configDisconnect(cMixer); }));
+  SessionList list;
+  EXPECT_EQ(list.find(cMe, cMixer).disconnectRequested, 1);
+  EXPECT_EQ((*list).size(), 1U);
+  EXPECT_TRUE(client.getConnectedClients(0, cMe).empty());
+  list.find(cMe, cMixer).disconnectRequested = 0;
+  ASSERT_TRUE(edited(client, [&] { client.configSetIOChannelCount(1, 1); }));
+  EXPECT_EQ(list.find(cMe, cMixer).disconnectRequested, 1);
+
+  client.clearAutoConnect();
+  client.configGetConnections().clear();
+  ASSERT_TRUE(edited(client, [&] { client.configSetIOChannelCount(2, 2); }));
+  EXPECT_TRUE((*list).empty());
+}
+
+TEST(ClientConnections, ALeaveKeepsTheSessionsWiresAndCutsButNotOverAnEdit) {
+  TestHost host;
+  TestClient client("me");
+  client.configEditConnection(cMe, cMixer).addWire(1, 2);
+  client.configEditConnection(cMe, cOther).addWire(5, 6);
+  ASSERT_TRUE(client.join());
+  SessionList list;
+  list.find(cMe, cMixer).addWire(7, 8);
+  list.find(cMe, cOther).disconnectRequested = 1;
+  ASSERT_TRUE(edited(client, [&] { client.configSetIOChannelCount(1, 1); }));
+  for (const Connection* connection :
+       {&client.configGetConnection(cMe, cMixer), &std::as_const(list.find(cMe, cMixer))}) {
+    EXPECT_EQ(connection->getWiredChannel(1, Connection::eSourceSide), 2);
+    EXPECT_EQ(connection->getWiredChannel(7, Connection::eSourceSide), 8);
+  }
+  EXPECT_EQ(client.configGetConnection(cMe, cOther).disconnectRequested, 1);
+  EXPECT_EQ(list.find(cMe, cOther).disconnectRequested, 1);
+  EXPECT_EQ(list.find(cMe, cOther).getWiredChannel(5, Connection::eSourceSide), 6);
+
+  list.find(cMe, cMixer).addWire(9, 10);
+  ASSERT_TRUE(edited(client, [&] {
+    client.configEditConnection(cMe, cMixer).addWire(11, 12);
+    client.configEditConnection(cMe, cOther);
+  }));
+  EXPECT_EQ(list.find(cMe, cMixer).getWiredChannel(11, Connection::eSourceSide), 12);
+  EXPECT_EQ(list.find(cMe, cMixer).getWiredChannel(9, Connection::eSourceSide), -1);
+  EXPECT_EQ(list.find(cMe, cOther).disconnectRequested, 0);
+  list.find(cMe, cMixer).addWire(9, 10);
+  ASSERT_TRUE(edited(client, [&] { client.configSetIOChannelCount(2, 2); }));
+  EXPECT_EQ(list.find(cMe, cMixer).getWiredChannel(9, Connection::eSourceSide), 10);
+}
+
+}  // namespace
