@@ -19,6 +19,10 @@ constexpr int cLatencyBlocks = 4;
 /// Stamps beyond this are nobody's; within it sums do not overflow.
 constexpr long long cLargestStamp = std::numeric_limits<long long>::max() / 4;
 
+bool isPlausible(long long stamp) {
+  return stamp >= -cLargestStamp && stamp <= cLargestStamp;
+}
+
 bool isStamped(const SHMSliceBuffer& slice, long long stamp) {
   std::atomic_thread_fence(std::memory_order_acquire);
   return loadAcquire(slice.timeStamp) == stamp;
@@ -57,7 +61,7 @@ void ClientStream::readNew(const std::function<bool(long long)>& wasMissed) {
 /// The first value behind those of a full queue tells how many found no place.
 void ClientStream::countOverruns(long long stamp) {
   const bool isBehindFullQueue = mUntilGap > 0 && --mUntilGap == 0;
-  if (std::abs(stamp) > cLargestStamp) return;
+  if (!isPlausible(stamp)) return;
   const long long step = stamp - mLastStamp;
   if (isBehindFullQueue && mLastStep > 0 && step > mLastStep) {
     mCounters.overruns += static_cast<std::uint64_t>(step / mLastStep - 1);
@@ -69,7 +73,7 @@ void ClientStream::countOverruns(long long stamp) {
 void ClientStream::read(long long stamp) {
   Block block;
   block.timeStamp = stamp;
-  SHMSliceBuffer* slice = std::abs(stamp) <= cLargestStamp ? mSend.find(stamp) : nullptr;
+  SHMSliceBuffer* slice = isPlausible(stamp) ? mSend.find(stamp) : nullptr;
   if (slice == nullptr || !isStamped(*slice, stamp) || !copyBlock(*slice, block)) {
     ++mCounters.dropped;
     return;
@@ -96,7 +100,7 @@ bool ClientStream::copyBlock(SHMSliceBuffer& slice, Block& block) {
 /// Samples that the client has sent since.
 long long ClientStream::age(const Block& block) const {
   const long long newest = mReturns.newestStamp();
-  return std::abs(newest) <= cLargestStamp ? newest - block.timeStamp : 0;
+  return isPlausible(newest) ? newest - block.timeStamp : 0;
 }
 
 bool ClientStream::isOldestDue() const {

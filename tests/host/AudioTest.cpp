@@ -133,7 +133,10 @@ TEST(Audio, UnreadByTheHostFor64BlocksPrintsOneLineAndLosesOneNotice) {
   ASSERT_NE(line, std::string::npos) << said;
   EXPECT_EQ(said.find("overrun", line + 20), std::string::npos) << "63 blocks fit";
   host.signal(SIGCONT);
-  host.signal(SIGUSR1);
+  ASSERT_TRUE(eventually(10s, [&] {  // it has read the queue before the next block comes
+    host.signal(SIGUSR1);
+    return host.waitForLine("   58        0  ramp", 500ms);
+  })) << host.output();
   const Blocks after = ramp.run("paced", 50);
   EXPECT_EQ(after.wrong, 0);
   EXPECT_GE(after.exact, 45);
