@@ -35,8 +35,8 @@ std::set<std::string> traces() {
   std::set<std::string> all;
   for (const char* folder : {"/tmp", "/dev/shm"}) {
     for (const auto& file : std::filesystem::directory_iterator(folder)) {
-      const auto time = file.last_write_time().time_since_epoch().count();
-      all.insert(file.path().string() + " " + std::to_string(time));
+      const std::chrono::nanoseconds time = file.last_write_time().time_since_epoch();
+      all.insert(file.path().string() + " " + std::to_string(time.count()));
     }
   }
   return all;
