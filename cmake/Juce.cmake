@@ -1,6 +1,8 @@
 # JUCE's core, events and data-structures modules, compiled from Debian's juce-modules-source-data
 # (or from any other copy of JUCE's modules folder: -DLIPC_JUCE_MODULES=PATH) as a target of their
-# own with hidden symbols. Only settings/ links it.
+# own with hidden symbols. Only settings/ links it. With LIPC_JUCE_HEADERS_ONLY the target is JUCE's
+# headers, and its symbols are left to the dynamic linker: where Apple's frameworks are missing, its
+# modules cannot be compiled for macOS.
 
 find_path(LIPC_JUCE_MODULES juce_core/juce_core.h
           PATHS /usr/share/juce/modules
@@ -10,20 +12,35 @@ if(NOT LIPC_JUCE_MODULES)
                       "or say where they are with -DLIPC_JUCE_MODULES=PATH.")
 endif()
 
-if(APPLE)
-  enable_language(OBJCXX)
-  set(juce_suffix mm)
+if(LIPC_JUCE_HEADERS_ONLY)
+  set(scope INTERFACE)
+  add_library(juce_data INTERFACE)
+  target_link_options(juce_data INTERFACE "LINKER:-undefined,dynamic_lookup")
 else()
-  set(juce_suffix cpp)
-  find_package(ZLIB REQUIRED)
+  set(scope PUBLIC)
+  if(APPLE)
+    enable_language(OBJCXX)
+    set(juce_suffix mm)
+  else()
+    set(juce_suffix cpp)
+  endif()
+  add_library(juce_data STATIC
+    ${LIPC_JUCE_MODULES}/juce_core/juce_core.${juce_suffix}
+    ${LIPC_JUCE_MODULES}/juce_events/juce_events.${juce_suffix}
+    ${LIPC_JUCE_MODULES}/juce_data_structures/juce_data_structures.${juce_suffix})
+  target_compile_options(juce_data PRIVATE -w)
+  target_link_libraries(juce_data PUBLIC Threads::Threads ${CMAKE_DL_LIBS})
+  if(APPLE)
+    target_link_libraries(juce_data PUBLIC "-framework Foundation" "-framework Cocoa"
+                                           "-framework IOKit" "-framework Security")
+  else()
+    find_package(ZLIB REQUIRED)
+    target_link_libraries(juce_data PUBLIC rt ZLIB::ZLIB)
+  endif()
 endif()
 
-add_library(juce_data STATIC
-  ${LIPC_JUCE_MODULES}/juce_core/juce_core.${juce_suffix}
-  ${LIPC_JUCE_MODULES}/juce_events/juce_events.${juce_suffix}
-  ${LIPC_JUCE_MODULES}/juce_data_structures/juce_data_structures.${juce_suffix})
-target_include_directories(juce_data SYSTEM PUBLIC ${LIPC_JUCE_MODULES})
-target_compile_definitions(juce_data PUBLIC
+target_include_directories(juce_data SYSTEM ${scope} ${LIPC_JUCE_MODULES})
+target_compile_definitions(juce_data ${scope}
   JUCE_GLOBAL_MODULE_SETTINGS_INCLUDED=1
   JUCE_STANDALONE_APPLICATION=0
   JUCE_USE_CURL=0
@@ -32,11 +49,3 @@ target_compile_definitions(juce_data PUBLIC
   JUCE_MODULE_AVAILABLE_juce_events=1
   JUCE_MODULE_AVAILABLE_juce_data_structures=1
   $<IF:$<CONFIG:Debug>,DEBUG=1,NDEBUG=1>)
-target_compile_options(juce_data PRIVATE -w)
-target_link_libraries(juce_data PUBLIC Threads::Threads ${CMAKE_DL_LIBS})
-if(APPLE)
-  target_link_libraries(juce_data PUBLIC "-framework Foundation" "-framework Cocoa"
-                                         "-framework IOKit" "-framework Security")
-else()
-  target_link_libraries(juce_data PUBLIC rt ZLIB::ZLIB)
-endif()

@@ -2,10 +2,13 @@
 # Everything that it prints goes to standard error.
 
 BUILD_PACKAGES="g++ cmake ninja-build libboost-dev zlib1g-dev juce-modules-source-data
-  libcli11-dev nlohmann-json3-dev libfmt-dev libpugixml-dev"
+  libcli11-dev nlohmann-json3-dev libfmt-dev"
 TEST_PACKAGES="libgtest-dev libboost-thread-dev binutils util-linux"
 CI_PACKAGES="clang clang-format"
 RTSAN_PACKAGES="clang-22 libclang-rt-22-dev"
+# For the preset macos. npm may have come with a Node.js from elsewhere.
+MACOS_PACKAGES="lld llvm libbenchmark-dev"
+command -v npm >/dev/null 2>&1 || MACOS_PACKAGES="$MACOS_PACKAGES npm"
 
 say() { printf '%s\n' "$*" >&2; }
 
@@ -43,6 +46,7 @@ build() {
   shift
   say "Building ($preset)..."
   mkdir -p build
+  [ "$preset" != macos ] || cmake/macos/setup >&2
   if ! cmake --preset "$preset" "$@" >"build/$preset.log" 2>&1; then
     cat "build/$preset.log" >&2
     return 1

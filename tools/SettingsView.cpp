@@ -1,10 +1,12 @@
 #include "tools/SettingsView.h"
 
 #include <cstdlib>
+#include <fstream>
 #include <map>
 #include <optional>
+#include <sstream>
 
-#include <pugixml.hpp>
+#include <boost/property_tree/xml_parser.hpp>
 
 #include "tables/SettingsFiles.h"
 #include "tables/SettingsTables.h"
@@ -15,14 +17,29 @@ namespace {
 using Values = std::map<std::string, std::string>;
 using Vexo::Settings::PublishedSetting;
 
+/// A settings file has a few kilobytes. The parser descends into nested elements by recursion,
+/// which this bounds.
+constexpr std::size_t cLargestSettingsFile = 128 * 1024;
+
 /// The keys and values of a settings file; none when it is missing or cannot be parsed, which is
 /// how the settings client reads such a file too.
 Values readSettingsFile(const std::string& path) {
+  namespace ptree = boost::property_tree;
+  std::stringstream text;
+  text << std::ifstream(path).rdbuf();
+  if (text.view().size() > cLargestSettingsFile) return {};
+  ptree::ptree document;
+  try {
+    ptree::read_xml(text, document);
+  } catch (const ptree::xml_parser_error&) {
+    return {};
+  }
   Values values;
-  pugi::xml_document document;
-  if (!document.load_file(path.c_str())) return values;
-  for (const pugi::xml_node& value : document.child("PROPERTIES").children("VALUE")) {
-    values[value.attribute("name").value()] = value.attribute("val").value();
+  const auto properties = document.get_child_optional("PROPERTIES");
+  if (!properties) return values;
+  for (const auto& [tag, value] : *properties) {
+    if (tag != "VALUE") continue;
+    values[value.get("<xmlattr>.name", "")] = value.get("<xmlattr>.val", "");
   }
   return values;
 }

@@ -1,6 +1,7 @@
 // The lipc command as its users call it.
 #include <csignal>
 #include <filesystem>
+#include <fstream>
 #include <set>
 
 #include <gtest/gtest.h>
@@ -35,8 +36,8 @@ std::set<std::string> traces() {
   std::set<std::string> all;
   for (const char* folder : {"/tmp", "/dev/shm"}) {
     for (const auto& file : std::filesystem::directory_iterator(folder)) {
-      const auto time = file.last_write_time().time_since_epoch().count();
-      all.insert(file.path().string() + " " + std::to_string(time));
+      const std::chrono::nanoseconds time = file.last_write_time().time_since_epoch();
+      all.insert(file.path().string() + " " + std::to_string(time.count()));
     }
   }
   return all;
@@ -121,6 +122,37 @@ TEST(LipcCommand, TheHostShowsTheSettingsClientOnceAndLeavesNothing) {
   EXPECT_EQ(client["settings"]["Facility"]["source"], "default");
   EXPECT_EQ(session["host"]["beating"], true);
   EXPECT_TRUE(std::filesystem::is_empty("/dev/shm"));
+}
+
+TEST(LipcCommand, ASettingComesFromTheFileOnlyWhenTheFileCanBeRead) {
+  TestHost host;
+  TestClient settings("settings", static_cast<int>(LIPC::cSettingsType));
+  ASSERT_TRUE(settings.join());
+  settings.setString(0, "Stage B");
+  setenv("HOME", (testing::TempDir() + "command-home").c_str(), 1);
+  const std::filesystem::path file = getenv("HOME") +
+                                     std::string("/Library/Application Support/Vexo Technologies") +
+                                     "/Vexo-Settings.xml";
+  const auto source = [&] {
+    const json row = json::parse(Lipc({"show", "settings", "--json"}).output);
+    return row["settings"]["Facility"]["source"];
+  };
+  std::filesystem::create_directories(file);
+  EXPECT_EQ(source(), "unknown") << "a folder has its name";
+  std::filesystem::remove(file);
+  const std::string value = "<PROPERTIES><VALUE name='Facility' val='Stage B'/>";
+  for (const std::string& rest : {std::string(), std::string("<VALUE name='Solo"),
+                                  std::string(1 << 20, '\0'), std::string(1 << 20, '<')}) {
+    std::ofstream(file) << value << rest;
+    EXPECT_EQ(source(), "unknown") << rest.substr(0, 20);
+  }
+  std::string nested = value;
+  for (int depth = 0; depth < 100'000; ++depth)
+    nested += "<a>";
+  std::ofstream(file) << nested;
+  EXPECT_EQ(source(), "unknown");
+  std::ofstream(file) << value << "</PROPERTIES>";
+  EXPECT_EQ(source(), "file");
 }
 
 TEST(LipcCommand, TheHostFollowsAndEndsWithASignal) {

@@ -18,7 +18,8 @@ TEST(Threads, ALongNameIsCutAndALiveThreadRisesToTheTopOfItsPolicy) {
   std::promise<void> done;
   boost::thread thread([&] { done.get_future().wait(); });
   int policy = SCHED_RR;  // where it is allowed: the usual policy has but one priority
-  sched_param parameters{sched_get_priority_min(policy)};
+  sched_param parameters{};
+  parameters.sched_priority = sched_get_priority_min(policy);
   pthread_setschedparam(thread.native_handle(), policy, &parameters);
   LIPC::setThreadHighPriority(&thread);
   LIPC::setThreadHighPriority(static_cast<std::thread*>(nullptr));

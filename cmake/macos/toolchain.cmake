@@ -1,0 +1,16 @@
+# Cross-compiles for macOS x86-64 on Debian x86-64, with what ./setup has put into build/zig.
+
+set(CMAKE_SYSTEM_NAME Darwin)
+set(CMAKE_SYSTEM_PROCESSOR x86_64)
+set(CMAKE_SYSTEM_VERSION 20)  # Darwin's number for macOS 11
+
+set(CMAKE_CXX_COMPILER ${CMAKE_CURRENT_LIST_DIR}/c++)
+find_program(CMAKE_AR llvm-ar REQUIRED)
+find_program(CMAKE_RANLIB llvm-ranlib REQUIRED)
+set(CMAKE_INSTALL_NAME_TOOL install_name_tool)  # CMake asks for one; only an installation would run it
+
+# Of the packages that are installed here only headers serve for macOS, and /usr/include has glibc's
+# among them: packages/ has a find module for each that the build asks for, and nothing else counts.
+list(PREPEND CMAKE_MODULE_PATH ${CMAKE_CURRENT_LIST_DIR}/packages)
+set(CMAKE_FIND_ROOT_PATH ${CMAKE_CURRENT_LIST_DIR}/packages)
+set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
