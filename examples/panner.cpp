@@ -4,7 +4,8 @@
 //   panner --id panner-1
 //
 // A rule connects it to every client of type 'VMIX', or to the session's reference client where
-// that is one. Try it with: meter --type VMIX --channels 1
+// that is one. Rules look at who is there at the join, so start the engine first. A meter can stand
+// in for it: meter --type VMIX --channels 1
 #include <cmath>
 #include <cstdio>
 #include <numbers>
@@ -21,12 +22,12 @@ namespace {
 
 constexpr int cBlockSize = 256;
 
-// This panner's own offline parameters and strings, where every participant can read them, and its
-// one real-time parameter.
-constexpr unsigned cAzimuthDegrees = 50;
-constexpr unsigned cElevationDegrees = 51;
-constexpr int cSourceName = 2;
-constexpr int cRealTimeAzimuth = 0;
+// This panner's own offline parameters and strings, where every participant can read them. All
+// participants share one numbering: the mixing engine's and the settings' parameters end at 107,
+// their strings at slot 4.
+constexpr unsigned cAzimuthDegrees = 110;
+constexpr unsigned cElevationDegrees = 111;
+constexpr int cSourceName = 5;
 
 class Panner final : public LIPC::Client {
  public:
@@ -85,8 +86,7 @@ int main(int argc, char** argv) {
       const auto t = static_cast<double>(stamp + static_cast<long long>(i));
       samples[i] = 0.25F * static_cast<float>(std::sin(2 * std::numbers::pi * 440.0 / 48000.0 * t));
     }
-    const float parameters[] = {panner.getOfflineParameter(cAzimuthDegrees)};
-    static_assert(cRealTimeAzimuth == 0);
+    const float parameters[] = {panner.getOfflineParameter(cAzimuthDegrees)};  // with each block
     panner.processLIPC(channels, cBlockSize, 1, 0, stamp, parameters, 1, nullptr, 0, false);
   }
 }

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <chrono>
+#include <exception>
+#include <utility>
 
 #include <sched.h>
 
@@ -31,8 +33,11 @@ bool areSame(const Connection& a, const Connection& b) {
 
 }  // namespace
 
-AudioCycle::AudioCycle(const LIPC::Semaphore& newAudioData)
-    : mNewData(newAudioData), mThread(LIPC::startThread([this] { run(); })) {}
+AudioCycle::AudioCycle(const LIPC::Semaphore& newAudioData,
+                       std::function<void(const std::string&)> report)
+    : mNewData(newAudioData),
+      mReport(std::move(report)),
+      mThread(LIPC::startThread([this] { run(); })) {}
 
 AudioCycle::~AudioCycle() {
   stop();
@@ -124,8 +129,12 @@ void AudioCycle::connect(const Connection& connection) {
 
 void AudioCycle::run() {
   LIPC::setCurrentThreadName("LIPC host audio");
-  while (waitForNews())
-    cycle();
+  try {
+    while (waitForNews())
+      cycle();
+  } catch (const std::exception& error) {
+    mReport(std::string("the audio thread ended: ") + error.what());
+  }
 }
 
 /// False when the host is stopping.

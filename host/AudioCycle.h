@@ -1,10 +1,12 @@
 #pragma once
 
 #include <atomic>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <set>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -33,7 +35,8 @@ namespace host {
 /// Threads: the operations may be called from any.
 class AudioCycle {
  public:
-  explicit AudioCycle(const LIPC::Semaphore& newAudioData);
+  /// `report` is called from the thread when it ends by an exception.
+  AudioCycle(const LIPC::Semaphore& newAudioData, std::function<void(const std::string&)> report);
   /// Stops.
   ~AudioCycle();
   AudioCycle(const AudioCycle&) = delete;
@@ -76,6 +79,7 @@ class AudioCycle {
   void connect(const LIPC::Connection& connection);
 
   LIPC::SemaphoreHandle mNewData;
+  std::function<void(const std::string&)> mReport;
   std::mutex mMutex;  // guards what follows, up to the thread
   std::map<LIPC::ClientID, Client> mClients;
   std::vector<LIPC::Connection> mConnections;

@@ -1,7 +1,6 @@
 #include "host/ClientStream.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cstring>
 #include <limits>
 
@@ -15,7 +14,7 @@ using LIPC::loadAcquire;
 using LIPC::SHMSliceBuffer;
 
 /// Blocks after which the client looks for an answer.
-constexpr int cLatencyBlocks = 4;
+constexpr unsigned cLatencyBlocks = 4;
 /// Stamps beyond this are nobody's; within it sums do not overflow.
 constexpr long long cLargestStamp = std::numeric_limits<long long>::max() / 4;
 
@@ -23,8 +22,9 @@ bool isPlausible(long long stamp) {
   return stamp >= -cLargestStamp && stamp <= cLargestStamp;
 }
 
-bool isStamped(const SHMSliceBuffer& slice, long long stamp) {
-  std::atomic_thread_fence(std::memory_order_acquire);
+/// Whether a slice still carries the stamp that it had when it was found.
+bool isStill(const SHMSliceBuffer& slice, long long stamp) {
+  LIPC::fenceReads();
   return loadAcquire(slice.timeStamp) == stamp;
 }
 
@@ -53,8 +53,7 @@ void ClientStream::readNew(const std::function<bool(long long)>& wasMissed) {
   std::int64_t stamp = 0;
   for (std::uint32_t i = 0; i < waiting && queue.take(stamp); ++i) {
     countOverruns(stamp);
-    if (wasMissed(stamp)) ++mCounters.dropped;
-    read(stamp);
+    if (!read(stamp) || wasMissed(stamp)) ++mCounters.dropped;
   }
 }
 
@@ -70,20 +69,20 @@ void ClientStream::countOverruns(long long stamp) {
   mLastStamp = stamp;
 }
 
-void ClientStream::read(long long stamp) {
+/// False when there is no such block any more, or when it changed while it was read.
+bool ClientStream::read(long long stamp) {
+  SHMSliceBuffer* slice = isPlausible(stamp) ? mSend.find(stamp) : nullptr;
+  if (slice == nullptr) return false;
   Block block;
   block.timeStamp = stamp;
-  SHMSliceBuffer* slice = isPlausible(stamp) ? mSend.find(stamp) : nullptr;
-  if (slice == nullptr || !isStamped(*slice, stamp) || !copyBlock(*slice, block)) {
-    ++mCounters.dropped;
-    return;
-  }
+  if (!copyBlock(*slice, block)) return false;
   ++mCounters.blocksIn;
   mWaiting.push_back(block);
+  return true;
 }
 
-/// False when the slice holds no block, or another one by the time it was copied.
 bool ClientStream::copyBlock(SHMSliceBuffer& slice, Block& block) {
+  const long long stamp = loadAcquire(slice.timeStamp);  // the block's own, or up to two beside it
   block.samples = LIPC::loadRelaxed(slice.sampleCount);
   if (block.samples > LIPC::SHMChannel::cSampleCount) return false;
   const LIPC::SliceSamples samples = mSend.samplesOf(slice);
@@ -91,7 +90,8 @@ bool ClientStream::copyBlock(SHMSliceBuffer& slice, Block& block) {
   mSent.advance(block.timeStamp, block.samples);
   for (const unsigned channel : mSent.kept())
     mSent.write(channel, channel < samples.channelCount ? samples.channel(channel) : nullptr);
-  if (isStamped(slice, block.timeStamp)) return true;
+  const bool isWhole = mSend.find(block.timeStamp) == &slice && isStill(slice, stamp);
+  if (isWhole) return true;
   for (const unsigned channel : mSent.kept())
     mSent.write(channel, nullptr);
   return false;
@@ -104,6 +104,7 @@ long long ClientStream::age(const Block& block) const {
 }
 
 bool ClientStream::isOldestDue() const {
+  if (mWaiting.size() >= cLatencyBlocks) return true;  // whatever the ring says
   const Block& block = oldest();
   // A stamp that went back: nothing is to be waited for.
   const long long sentSince = age(block);
@@ -125,17 +126,18 @@ void ClientStream::answerOldest(const Fill& fill) {
 /// blocks after it has stamped it.
 bool ClientStream::fillSlot(const Block& block, const Fill& fill) {
   SHMSliceBuffer* slot = mReturns.find(block.timeStamp);
-  if (slot == nullptr || !isStamped(*slot, block.timeStamp)) return false;
+  if (slot == nullptr) return false;
+  const long long stamp = loadAcquire(slot->timeStamp);
   const LIPC::SliceSamples samples = mReturns.samplesOf(*slot);
   for (unsigned c = 0; c < samples.channelCount; ++c) {
     std::memset(samples.channel(c), 0, block.samples * sizeof(float));
     fill(c, samples.channel(c));
   }
   std::memcpy(slot->parameters, block.parameters.data(), sizeof slot->parameters);
-  if (!isStamped(*slot, block.timeStamp)) return false;
+  if (mReturns.find(block.timeStamp) != slot || !isStill(*slot, stamp)) return false;
   LIPC::storeRelease(slot->ready, std::uint8_t{1});
-  std::atomic_thread_fence(std::memory_order_seq_cst);
-  if (isStamped(*slot, block.timeStamp)) return true;
+  LIPC::fenceAll();
+  if (isStill(*slot, stamp)) return true;
   LIPC::storeRelease(slot->ready, std::uint8_t{0});
   return false;
 }

@@ -17,7 +17,7 @@ namespace host {
 struct AudioCounters {
   std::uint64_t blocksIn = 0;  // announced by the client and read
   std::uint64_t answered = 0;  // of these: answered before the client looked
-  std::uint64_t late = 0;      // of these: answered when it had looked already, or not any more
+  std::uint64_t late = 0;      // of these: when the client had sent the block that looks for it
   std::uint64_t dropped = 0;  // announced but gone, no block, or too late to be heard by a listener
   std::uint64_t overruns = 0;  // sent but not announced, since the client's queue was full
 };
@@ -54,7 +54,8 @@ class ClientStream {
   void readNew(const std::function<bool(long long)>& wasMissed);
   bool hasBlock() const { return !mWaiting.empty(); }
   const Block& oldest() const { return mWaiting.front(); }
-  /// True when the oldest block can wait for others no longer: the client sent three more.
+  /// True when the oldest block can wait for others no longer: the client sent three more, or
+  /// announced them.
   bool isOldestDue() const;
   /// Answers the oldest block, with the parameters that came with it, and sets `ready` last.
   void answerOldest(const Fill& fill);
@@ -63,7 +64,7 @@ class ClientStream {
 
  private:
   unsigned channelsOf(const LIPC::MappedRing& ring);
-  void read(long long stamp);
+  bool read(long long stamp);
   bool copyBlock(LIPC::SHMSliceBuffer& slice, Block& block);
   void countOverruns(long long stamp);
   bool fillSlot(const Block& block, const Fill& fill);

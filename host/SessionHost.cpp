@@ -4,9 +4,7 @@
 #include <exception>
 
 #include "lipc/session/ClientBuffer.h"
-#include "lipc/session/Remains.h"
 #include "lipc/session/ShmManaged.h"
-#include "lipc/session/shmKey.h"
 #include "lipc/util/SharedWord.h"
 #include "lipc/util/Threads.h"
 
@@ -18,9 +16,6 @@ using LIPC::ClientID;
 using std::chrono::milliseconds;
 
 constexpr milliseconds cBeatInterval(100);
-constexpr milliseconds cLookInterval(100);
-constexpr int cLooksPerClientCheck = 5;
-constexpr int cLooksPerRefresh = 36'000;  // an hour
 constexpr int cBeatsPerStepBack = 20;
 constexpr std::uint64_t cStepBack = 5;
 constexpr milliseconds cLeaveTimeout(5000);
@@ -35,6 +30,13 @@ std::vector<std::string> checkAndClear() {
   return clearDeadSession();
 }
 
+void requireOpen(const LIPC::SemaphoreHandle& handle) {
+  if (handle.isOpen()) return;
+  throw HostError(
+      "A named semaphore of the session cannot be opened. If another user's dead host left it, "
+      "remove it as that user (on Linux: the sem. files in /dev/shm).");
+}
+
 }  // namespace
 
 SessionHost::SessionHost(const HostOptions& options, EventSink sink)
@@ -45,14 +47,11 @@ SessionHost::SessionHost(const HostOptions& options, EventSink sink)
   mRegistration = std::make_unique<LIPC::SemaphoreHandle>(table.registrationSemaphore);
   mRegistrationEnded = std::make_unique<LIPC::SemaphoreHandle>(table.registrationEndedSemaphore);
   mClientsCanRegister = std::make_unique<LIPC::SemaphoreHandle>(table.clientsCanRegisterMutex);
-  for (const auto* handle : {&mRegistration, &mRegistrationEnded, &mClientsCanRegister}) {
-    if (!(*handle)->isOpen()) {
-      throw HostError(
-          "A named semaphore of the session cannot be opened. If another user's dead host left it, "
-          "remove it as that user (on Linux: the sem. files in /dev/shm).");
-    }
-  }
-  mAudio = std::make_unique<AudioCycle>(table.newAudioDataSemaphore);
+  for (const auto* handle : {&mRegistration, &mRegistrationEnded, &mClientsCanRegister})
+    requireOpen(**handle);
+  requireOpen(LIPC::SemaphoreHandle(table.newAudioDataSemaphore));
+  mAudio = std::make_unique<AudioCycle>(
+      table.newAudioDataSemaphore, [this](const std::string& text) { reportFromThread(text); });
   if (options.faults.holdLock) mClientsCanRegister->try_wait();
   if (options.faults.fillTable) fillTable();
   mTableWatch = std::make_unique<TableWatch>(table, mSink);
@@ -173,92 +172,6 @@ void SessionHost::freeLock() {
   mLockWatch.restart();
   mClientsCanRegister->clear();
   mClientsCanRegister->post();
-}
-
-void SessionHost::watch() {
-  for (int looks = 0; sleepUnlessStopped(cLookInterval); ++looks) {
-    const std::lock_guard lock(mMutex);
-    mTableWatch->look();
-    mAudio->setConnections(mConnections->current());
-    if (looks % cLooksPerClientCheck != 0) continue;
-    watchClients();
-    if (looks > 0 && looks % cLooksPerRefresh == 0) refreshKeyFiles();
-    if (!mOptions.faults.silent && !mOptions.faults.holdLock) watchLock();
-  }
-}
-
-void SessionHost::watchClients() {
-  std::set<ClientID> present;
-  std::vector<ClientID> lost;
-  for (const ClientEntry& entry : session().entries) {
-    const ClientID id = entry.id;
-    if (!id.isDefined() || mFillers.count(id) != 0) continue;
-    present.insert(id);
-    if (isLost(id)) lost.push_back(id);
-  }
-  mClientWatch.keepOnly(present);
-  mAudio->keepOnly(present);
-  for (const ClientID& id : lost)
-    reap(id);
-}
-
-bool SessionHost::isLost(const ClientID& id) {
-  const LIPC::ShmReadOnly<LIPC::ClientBuffer> buffer(id.text().c_str());
-  std::optional<std::string> stamp;
-  if (buffer.get() != nullptr) stamp = std::string(buffer->stampText());
-  return mClientWatch.isLost(id, stamp, LIPC::ClientBuffer::currentTime(),
-                             std::chrono::steady_clock::now());
-}
-
-/// With the registration lock, so that no client is joining under this very ID, and judged again
-/// with it: another may have taken the ID over since the first look.
-void SessionHost::reap(const ClientID& id) {
-  if (!mClientsCanRegister->try_wait()) return;  // the next look comes soon
-  if (isLost(id)) {
-    freeRows(id);
-    mAudio->remove(id);
-    note(mConnections->reap(id));
-    LIPC::removeRemains(id);
-    mTableWatch->noteLeft(id, Event::Kind::eLost);
-    mClientWatch.forget(id);
-  }
-  mClientsCanRegister->post();
-}
-
-void SessionHost::watchLock() {
-  const bool isFree = mClientsCanRegister->try_wait();
-  if (!isFree && !mLockWatch.isStuck(std::chrono::steady_clock::now())) return;
-  removeOrphans();
-  freeLock();
-  if (!isFree) note("the registration lock was held without a request and was given back");
-}
-
-/// What clients left that died in a join, before they had a row, or in a leave, after it was freed.
-/// Also finds a connection pool in whose lock a process died.
-void SessionHost::removeOrphans() {
-  std::string poolNote;
-  const std::vector<ClientID> orphans = mConnections->findOrphans(session(), poolNote);
-  note(poolNote);
-  for (const ClientID& id : orphans) {
-    note(mConnections->reap(id));
-    LIPC::removeRemains(id);
-    note("removed what " + id.text() + " left in a join or leave that did not end");
-  }
-}
-
-/// Keeps the key files of a long session from cleaners of /tmp.
-void SessionHost::refreshKeyFiles() {
-  for (const char* name :
-       {LIPC::cVersionSegment, LIPC::cSessionSegment, LIPC::cPannerValuesSegment}) {
-    LIPC::refreshKeyFile(name);
-  }
-  for (const ClientEntry& entry : session().entries) {
-    if (entry.isFree()) continue;
-    const std::string name = ClientID(entry.id).text();
-    for (const char* suffix : {"", LIPC::cSendSuffix, LIPC::cReturnSuffix}) {
-      LIPC::refreshKeyFile((name + suffix).c_str());
-    }
-  }
 }
 
 void SessionHost::note(const std::string& text) {

@@ -42,13 +42,11 @@ void Timeline::clear(long long t, unsigned count) {
 }
 
 void Timeline::advance(long long t, unsigned count) {
-  const bool isSentAgain = t == mLast && count == mLastCount && mBegin <= t && t + count == mEnd;
   mLast = t;
   mLastCount = count;
-  if (isSentAgain) return;
-  if (t < mEnd || t - mEnd > static_cast<long long>(cCapacity)) {
+  if (t < mBegin || t - mEnd > static_cast<long long>(cCapacity)) {
     mBegin = t;
-  } else {
+  } else if (t > mEnd) {
     clear(mEnd, static_cast<unsigned>(t - mEnd));
   }
   mEnd = t + count;

@@ -23,8 +23,8 @@ class Timeline {
   const std::set<unsigned>& kept() const { return mKept; }
 
   /// Makes room for the block [t, t + count) and forgets what no longer fits. A gap before it is
-  /// silence. A stamp that goes back starts anew, except for the last block's: that one is sent
-  /// once more. `count` at most cCapacity.
+  /// silence. A stamp that goes back forgets what was at and behind it, and where it goes back
+  /// behind begin() or leaps ahead by more than cCapacity everything. `count` at most cCapacity.
   void advance(long long t, unsigned count);
   /// Writes the samples of a channel of the block that `advance` made room for. Null is silence.
   void write(unsigned channel, const float* samples);

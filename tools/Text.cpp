@@ -64,7 +64,9 @@ std::string modeText(std::uint32_t mode) {
   };
   add(LIPC::eClientModeInputs, "inputs");
   add(LIPC::eClientModeOutputs, "outputs");
-  add(LIPC::eClientModeNoAudio, "no audio");
+  // Beside inputs the bit only has the blocks announced.
+  const bool sends = (mode & LIPC::eClientModeInputs) != 0;
+  add(LIPC::eClientModeNoAudio, sends ? "announced" : "no audio");
   add(LIPC::eClientModeExclusive, "exclusive");
   return words.empty() ? fmt::format("{}", mode) : fmt::format("{} ({})", mode, words);
 }

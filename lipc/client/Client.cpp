@@ -53,6 +53,7 @@ void Client::stopLIPCSession() {
     wakeToLeave();
   }
   mThread.join();
+  leaveAtEnd();  // after a thread that an exception ended
 }
 
 void Client::wakeToLeave() {

@@ -25,17 +25,18 @@ namespace LIPC {
 ///
 ///   configured   --startLIPCSession-->            joining
 ///   joining      --joined with a host-->          connected     an attempt every 100 ms
-///   connected    --host gone or restarted, asked to leave, reconfigured, segment lost--> joining
+///   connected    --host gone or restarted, asked to leave, reconfigured, segment or row lost-->
+///                                                 joining
 ///   any          --stopLIPCSession-->             leaving, then configured
 ///
 /// A change of ID, channel counts or routing is never patched into a live session: the outermost
 /// configEndEdit makes the client leave and join again. Name and mode are written through at once.
 ///
 /// Threads: the configuration's setters, start and stop belong to one application thread; queries
-/// may come from any. Callbacks run on the auto-connect thread. onLIPCConnectionEstablished and
-/// onLIPCConnectionToBeRemoved run with the client's lock held: from there nothing of this class
-/// may be called but isConnected, getOfflineParameter(int), configBeginEdit, configGet... and the
-/// edit setters other than configSetMode and configSetName.
+/// may come from any. Callbacks run on the auto-connect thread where nothing else is said.
+/// onLIPCConnectionEstablished and onLIPCConnectionToBeRemoved run with the client's lock held:
+/// from there nothing of this class may be called but isConnected, getOfflineParameter(int),
+/// configBeginEdit, configGet... and the edit setters other than configSetMode and configSetName.
 ///
 /// Locks, in order: mMutex, the session's registration lock, then mEditMutex or the connection
 /// pool's own lock, never both. mMutex is held for a join attempt or a leave at the longest. These
@@ -44,9 +45,10 @@ namespace LIPC {
 ///
 /// Errors: by return value and log. Exceptions cross only where a comment says so. One in a join
 /// attempt (onLIPCConnectionEstablished included) releases everything, and the next pass tries
-/// again; one in the leave that ends the thread is swallowed after everything was released; any
+/// again; one in the leave that ends the thread is logged, and the client leaves all the same; any
 /// other on the auto-connect thread, from a callback, clears the connected flag and ends the
-/// thread.
+/// thread. The client is then in the session, without a keep-alive, until stopLIPCSession or the
+/// host takes it out.
 class Client {
  public:
   /// `clientType`: a four-character code. `name`: the display name; null reads as empty. The client
@@ -57,9 +59,10 @@ class Client {
 
   // Virtual operations in the order of their slots, which is fixed.
 
-  /// Slot 1. 0 stored; -1 stored with a suffix, since another row has the name; -2 empty and -3
-  /// only blanks: nothing stored; -4 stored, but the session is not attached. Null reads as empty.
+  /// Slot 1. 0 stored; -1 stored with a suffix, since a row has the name; -2 empty and -3 only
+  /// blanks: nothing stored; -4 stored, but the session is not attached. Null reads as empty.
   /// While connected the name is written through to the client's row: 64 bytes, NUL-padded.
+  /// deliberate: the client's own row counts, so the name that it has gets a suffix too.
   virtual int configSetName(const char* name);
   virtual std::string configGetDefaultName() const;  // slot 2
   /// Slot 3. Parameters that syncOfflineParameters compares; above 128 counts as 128.
@@ -87,7 +90,8 @@ class Client {
   virtual int updatePreviousRTparamsCallback(float* parameters, int numSamples,
                                              int blocksBack) LIPC_NONBLOCKING;
 
-  // Configuration. The edit block belongs to the application thread; bracket edits.
+  // Configuration. The edit block belongs to the application thread; bracket edits. One outside a
+  // bracket marks the configuration changed and is published by the next bracket's end.
 
   void configBeginEdit();
   /// The outermost end publishes the edit; a connected client whose edit changed something then
@@ -107,21 +111,27 @@ class Client {
   eClientMode configGetMode() const;
   /// The active block's ID.
   std::string configGetClientID() const;
-  /// The edit block's ID, for the application thread.
+  /// The edit block's ID. For the application thread, between configBeginEdit and configEndEdit; a
+  /// join attempt that finds the active ID in use may replace it meanwhile.
   std::string& configGetEditClientID();
   /// The active block's routing: per output channel the channel of the return ring that it plays,
   /// or -1 for silence. An entry that is written here counts from the next block on, without a
   /// rejoin, and goes into the next edit; write single entries and leave the length to the channel
-  /// count. The reference is good until the next configEndEdit.
+  /// count. The reference is good until the next configEndEdit, and while not connected only until
+  /// a join attempt finds the ID in use and takes another.
   std::vector<std::int32_t>& configGetOutputRouting();
 
   // Connections and rules: published when the client joins, restored at every rejoin. At a leave a
   // connection that the application has not edited since the join is taken over as the session has
-  // it by then, cut or with other wires; an edited one stays as edited. They belong to the
-  // application thread; bracket edits by configBeginEdit and configEndEdit. An edit outside a
-  // bracket marks the configuration changed and is published by the next bracket's end. A reference
-  // is good until its connection is removed: by syncClientConnections, or by a join that finds this
-  // client's ID in use and gives it another.
+  // it by then, cut or with other wires; an edited one stays as edited. A cut that was taken over
+  // is from then on like one that the application made.
+  //
+  // They belong to the application thread; bracket edits by configBeginEdit and configEndEdit. A
+  // reference is good until its connection is removed: by syncClientConnections, or by a join that
+  // finds this client's ID in use and gives it another. The auto-connect thread reads the list in a
+  // join and a leave, adds what the rules yield in a join, and writes taken-over connections in a
+  // leave: write through references, and walk the list, while connected or stopped, and not beside
+  // a leave.
 
   /// The connection from `source` to `target`, revived if it was marked disconnected, or a new one
   /// without wires. The caller edits its wires.
@@ -145,8 +155,9 @@ class Client {
   void clearAutoConnect();
   /// Takes over what the session holds of this client's connections: those that others made are
   /// added, those that others cut are erased, each with a line on standard output; those that stand
-  /// in both lists stay as they are configured. Nothing rejoins because of it. Nothing happens
-  /// while not connected. An exception clears the connected flag and does not pass.
+  /// in both lists stay as they are configured, and so does what is configured as cut: a rule would
+  /// bring it back. Nothing rejoins because of it. Nothing happens while not connected. An
+  /// exception clears the connected flag and does not pass.
   void syncClientConnections();
 
   /// Makes `name` different from every row's name, free rows included (deliberate), by appending
@@ -156,10 +167,11 @@ class Client {
   // The session's life.
 
   /// Starts the auto-connect thread, whose first attempt comes after `startDelayMS`; nothing
-  /// happens when it runs. Throws std::system_error "thread constructor failed".
+  /// happens when there is one, also one that an exception ended: stop first. Throws
+  /// std::system_error "thread constructor failed".
   void startLIPCSession(int startDelayMS);
   /// Leaves the session and ends the thread; returns when it has ended. Before the start delay has
-  /// run out this waits for it.
+  /// run out this waits for it. Where an exception ended the thread, it leaves on the caller's.
   void stopLIPCSession();
   bool isConnected() const { return mConnected; }
   /// The loop's period, clamped to 100...500 ms.
@@ -170,12 +182,16 @@ class Client {
   /// when the row could not be found again.
   int getClientIndex() const { return mClientIndex; }
 
-  // The exchange of audio, for one audio thread. No lock, no allocation, no wait. A client's blocks
-  // are of three samples or more: two that are only one or two samples apart would be taken for one
-  // another, since stamps are compared with a tolerance of two samples.
+  // The exchange of audio, for one audio thread. No lock, no allocation, no wait, but for what a
+  // handle in error logs, and for one line on standard output when a block is announced and the
+  // host has left 63 unread (deliberate, both). A client's blocks are of three samples or more: two
+  // that are only one or two samples apart would be taken for one another, since stamps are
+  // compared with a tolerance of two samples.
 
   /// Trades one block: publishes the input and the parameters, and hands back the host's answer to
-  /// the block of four blocks ago; where there is none, silence.
+  /// the block of four blocks ago; where there is none, silence. deliberate: `returnParams` get
+  /// what stands in that block's slot also while the host has not answered, and zeros where the
+  /// block has no slot any more.
   ///
   /// `channelBuffers`: per channel one buffer of `numSamples` floats, read as input, then
   /// overwritten with output. There must be as many as `numChannels` and as the configured outputs,
@@ -189,9 +205,8 @@ class Client {
   /// - Not connected: nothing is touched.
   /// - Leaving, or a second call at the same time: silence in the configured outputs and zeros in
   ///   `returnParams`.
-  /// - A negative count, more than 1024 samples or 172 parameters: refused whole. Nothing is sent
-  /// or
-  ///   announced; silence and zeros as far as the caller's own counts say.
+  /// - A negative count, more than 1024 samples or 172 parameters: refused whole. Nothing is sent,
+  ///   nothing announced; silence and zeros as far as the caller's own counts say.
   /// - The configuration counts as it is when the block begins, the channels also as the ring has
   ///   them: after an edit, until the rejoin, only as many as before are traded.
   /// - An exception from a callback ends the block and clears the connected flag; the client leaves
@@ -239,7 +254,8 @@ class Client {
   /// Takes over what others changed in this client's row; returns the changed parameters.
   /// deliberate: indexes 8 to 31 are never pulled, and a NaN counts as changed every time.
   std::deque<std::pair<unsigned, float>> syncOfflineParameters();
-  /// Texts of 129 and more characters are cut to 127. Null reads as empty.
+  /// Texts of 129 and more characters are cut to 127. Null reads as empty. The own value too is
+  /// written under the lock, since a join reads it: beside a join attempt or a leave this waits.
   void setString(int slot, const char* text);
   void setOtherClientString(const std::string& id, int slot, const char* text);
   /// The own row's text; empty while not connected.
@@ -289,10 +305,16 @@ class Client {
   bool isAudioThreadOut();
   void exchangeBlock(const AudioBlock& block, bool waitForReturn) LIPC_NONBLOCKING;
   void amendPreviousParameters(const AudioBlock& block) LIPC_NONBLOCKING;
+  void leaveWithoutLock();
   void leaveSession(SessionBuffer& session);
   bool hasRow(const SessionBuffer& session) const;
   void keepConnections(const SessionBuffer& session);
   void takeOver(const Connection& live);
+  Connection& editConnection(const ClientID& source, const ClientID& target,
+                             std::uint8_t disconnect);
+  Connection& editConnection(const ClientID& target, std::uint8_t disconnect);
+  Connection& edited(Connection& connection, std::uint8_t disconnect);
+  void forgetJoined(const Connection& connection);
 
   SessionBuffer* sessionOrWarn(const char* operation) const;
   ClientEntry* ownRow(SessionBuffer& session) const;
@@ -319,7 +341,6 @@ class Client {
   AutoConnectThread mThread;
   HeartbeatWatch mHeartbeat;  // auto-connect thread only
   std::atomic<eVersionStatus> mVersionStatus{eVersionNoHost};
-  std::string mReplacedID;  // edit lock; ID that an open edit replaces since another client has it
   std::string mLastJoinFailure;  // auto-connect thread only
 
   // A lock with a count of 0 or 1 between the audio thread, which only tries it, and the leave: 0

@@ -38,11 +38,12 @@ void Client::configSetClientID(const char* id) {
   const std::lock_guard edit(mEditMutex);
   const std::string& active = mConfig.active().clientID;
   if (std::strncmp(requested.c_str(), active.c_str(), active.size()) == 0) return;
-  const ClientID oldID(active);
-  mConfig.edit().clientID = requested;
-  mConfig.markChanged();
-  for (Connection& connection : mConnections)
-    connection.replace(oldID, newID);
+  const ClientID activeID(active);
+  const ClientID editedID(mConfig.setID(requested));  // another one after a second call
+  for (Connection& connection : mConnections) {
+    connection.replace(activeID, newID);
+    connection.replace(editedID, newID);
+  }
 }
 
 void Client::configSetMode(eClientMode mode) {

@@ -27,36 +27,52 @@ const Connection& foundOrNull(Iterator found, const Connections& connections) {
   return found != connections.end() ? *found : Connection::mscNull;
 }
 
-Connection& revived(Connection& connection) {
-  connection.disconnectRequested = 0;
-  return connection;
-}
-
 }  // namespace
 
 Connection& Client::configEditConnection(const ClientID& source, const ClientID& target) {
-  const std::lock_guard edit(mEditMutex);
-  mConfig.markChanged();
-  const auto found = findEnds(mConnections, source, target);
-  if (found != mConnections.end()) return revived(*found);
-  return mConnections.emplace_back(source, target, ClientID());
+  return editConnection(source, target, 0);
 }
 
 Connection& Client::configEditConnection(const ClientID& target) {
-  const std::lock_guard edit(mEditMutex);
-  mConfig.markChanged();
-  const auto found = findEither(mConnections, target);
-  if (found != mConnections.end()) return revived(*found);
-  const ClientConfig& config = mConfig.isEditing() ? mConfig.edit() : mConfig.active();
-  return mConnections.emplace_back(ClientID(config.clientID), target, ClientID());
+  return editConnection(target, 0);
 }
 
 void Client::configDisconnect(const ClientID& source, const ClientID& target) {
-  configEditConnection(source, target).disconnectRequested = 1;
+  editConnection(source, target, 1);
 }
 
 void Client::configDisconnect(const ClientID& target) {
-  configEditConnection(target).disconnectRequested = 1;
+  editConnection(target, 1);
+}
+
+Connection& Client::editConnection(const ClientID& source, const ClientID& target,
+                                   std::uint8_t disconnect) {
+  const std::lock_guard edit(mEditMutex);
+  const auto found = findEnds(mConnections, source, target);
+  return edited(
+      found != mConnections.end() ? *found : mConnections.emplace_back(source, target, ClientID()),
+      disconnect);
+}
+
+Connection& Client::editConnection(const ClientID& target, std::uint8_t disconnect) {
+  const std::lock_guard edit(mEditMutex);
+  const auto found = findEither(mConnections, target);
+  if (found != mConnections.end()) return edited(*found, disconnect);
+  const ClientConfig& config = mConfig.isEditing() ? mConfig.edit() : mConfig.active();
+  return edited(mConnections.emplace_back(ClientID(config.clientID), target, ClientID()),
+                disconnect);
+}
+
+/// From here on the next leave does not take over what the session makes of it.
+Connection& Client::edited(Connection& connection, std::uint8_t disconnect) {
+  mConfig.markChanged();
+  forgetJoined(connection);
+  connection.disconnectRequested = disconnect;
+  return connection;
+}
+
+void Client::forgetJoined(const Connection& connection) {
+  mJoinedConnections.remove_if(ConnectionFinder{connection.source, connection.target});
 }
 
 const Connection& Client::configGetConnection(const ClientID& source,
@@ -127,6 +143,8 @@ void Client::takeOver(const Connection& live) {
     mJoinedConnections.push_back(live);  // not an edit
     say("ADD con");
   } else if (isConfigured) {
+    if (configured->disconnectRequested != 0) return;  // cut by the user, who has to revive it
+    forgetJoined(*configured);
     mConnections.erase(configured);
     say("ERASE Disconnected con");
   } else {

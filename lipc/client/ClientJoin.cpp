@@ -69,9 +69,8 @@ Client::Attempt Client::attemptJoin() {
     return Attempt::eNotNow;
   }
   takeUniqueName(session);
-  const std::list<Connection> connections = resolveConnections();
   PublishedConnections published(self.id);
-  published.publish(connections);
+  published.publish(resolveConnections());
   markJoinedInParameters();
   // A client that was stopped until here for so long that the host gave its lock away.
   if (!row->isFree() || !mAttachment.holdsItsName()) return Attempt::eNotNow;
@@ -100,9 +99,9 @@ void Client::takeNewID() {
   const ClientID oldID(mConnectID);
   const std::string newID = generateUUID();
   const std::lock_guard edit(mEditMutex);
-  // In an open edit the new ID counts from its end; until then the old one meets its owner again.
-  if (mConfig.isEditing() && mReplacedID == mConnectID) return;
-  mReplacedID = mConnectID;
+  // In an open edit the new ID counts from its end, unless the edit has another already; until then
+  // the old one meets its owner again.
+  if (mConfig.isEditing() && mConfig.edit().clientID != mConnectID) return;
   mConfig.replaceID(newID);
   mConnections.remove_if([&](const Connection& connection) { return connection.target == oldID; });
   for (Connection& connection : mConnections)

@@ -21,7 +21,12 @@ constexpr int cAnswerTimeoutMS = 1500;
 
 void Client::disconnectWithoutLock() {
   onLIPCConnectionToBeRemoved();
+  leaveWithoutLock();
+}
+
+void Client::leaveWithoutLock() {
   closeExchange();
+  // The handle on the new-data semaphore stays until the audio thread is out of the exchange.
   mConnected = false;
   mLeaveRequested = false;
   SessionBuffer* session = mAttachment.session();
@@ -55,11 +60,15 @@ bool Client::isAudioThreadOut() {
 
 /// Without its name this client has no row of its own any more: asking to leave, clearing rows or
 /// withdrawing the connections would hit whoever took the ID over. It may lose the name while it
-/// waits, so it looks again after each wait.
+/// waits, so it looks again after each wait. Without its row alone, which somebody freed, it has
+/// nothing to ask the host for.
 void Client::leaveSession(SessionBuffer& session) {
   if (!mAttachment.holdsItsName()) return;
   const ClientID ownID(mConnectID);
-  if (!hasRow(session)) return PublishedConnections::withdraw(ownID);
+  if (!hasRow(session)) {
+    keepConnections(session);
+    return PublishedConnections::withdraw(ownID);
+  }
   SemaphoreHandle& canRegister = *mAttachment.mSessionBufferClientsCanRegisterSemaphore;
   if (mSemaWaiter.timed_wait(canRegister, cLockTimeoutMS, "SessionBufferClientsCanRegister")) {
     RegistrationLock lock(canRegister);
@@ -80,7 +89,7 @@ void Client::leaveSession(SessionBuffer& session) {
 /// Copies the session's present state of the configured connections back, so that the next join
 /// restores it. Not a change of the configuration: nothing rejoins because of it. What the user has
 /// edited since the join stays as edited, since the leave may be there to publish just that, and a
-/// connection that the user cut stays cut, whatever the session lists.
+/// connection that is configured as cut stays cut, whatever the session lists.
 void Client::keepConnections(const SessionBuffer& session) {
   std::list<Connection> current;
   try {

@@ -108,11 +108,18 @@ void Client::waitForNextPass() {
   }
 }
 
+/// An exception of the callback does not keep the client in the session.
 void Client::leaveAtEnd() {
   const std::lock_guard lock(mMutex);
+  if (mReleasePending) return deleteManagedPtrs();
+  if (!mConnected && !mAttachment.isHeld()) return;
   try {
-    if (mReleasePending) return deleteManagedPtrs();
-    if (mConnected || mAttachment.isHeld()) disconnectWithoutLock();
+    onLIPCConnectionToBeRemoved();
+  } catch (...) {
+    Lct::Log(Lct::eLogError, "leaveAtEnd", "onLIPCConnectionToBeRemoved ended by an exception");
+  }
+  try {
+    leaveWithoutLock();
   } catch (...) {
     deleteManagedPtrs();
   }

@@ -26,8 +26,23 @@ ConfigBlocks::ConfigBlocks(std::string firstID, std::string secondID) {
 }
 
 void ConfigBlocks::beginEdit() {
-  if (mEditDepth == 0) edit() = active();
+  prepare();
   ++mEditDepth;
+}
+
+/// Before a change, or a series of them: the edit block starts as a copy of the active one.
+void ConfigBlocks::prepare() {
+  if (mEditDepth == 0 && !mConfigChanged) edit() = active();
+}
+
+void ConfigBlocks::markChanged() {
+  prepare();
+  mConfigChanged = true;
+}
+
+std::string ConfigBlocks::setID(const std::string& newID) {
+  markChanged();
+  return std::exchange(edit().clientID, newID);
 }
 
 bool ConfigBlocks::endEdit() {
@@ -49,18 +64,25 @@ bool ConfigBlocks::setChannelCounts(std::uint16_t inputs, std::uint16_t outputs,
 }
 
 void ConfigBlocks::resetOutputRouting() {
+  prepare();
   setIdentity(edit().outputRouting);
 }
 
 void ConfigBlocks::replaceID(const std::string& newID) {
-  if (mEditDepth == 0) edit() = active();
-  edit().clientID = newID;
-  if (mEditDepth > 0) return;  // becomes active when the application ends its edit
-  mConfigChanged = false;
-  flip();
+  const std::string oldID = active().clientID;
+  if (mEditDepth == 0) {
+    const ClientConfig changed = edit();
+    edit() = active();
+    edit().clientID = newID;
+    flip();
+    if (!mConfigChanged) return;
+    edit() = changed;  // still to be published
+  }
+  if (edit().clientID == oldID) edit().clientID = newID;
 }
 
 bool ConfigBlocks::setInputs(std::uint16_t count) {
+  prepare();
   if (edit().inputChannelCount == count) return false;
   edit().inputChannelCount = count;
   mConfigChanged = true;
@@ -68,6 +90,7 @@ bool ConfigBlocks::setInputs(std::uint16_t count) {
 }
 
 bool ConfigBlocks::setOutputs(std::uint16_t count) {
+  prepare();
   if (edit().outputChannelCount == count) return false;
   edit().outputChannelCount = count;
   edit().outputRouting.resize(count);

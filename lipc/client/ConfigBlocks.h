@@ -27,6 +27,9 @@ struct ClientConfig {
 ///   setters             change the edit block and mark it changed
 ///   endEdit, outermost  makes the edit block the active one
 ///
+/// A change outside of them begins an edit of its own, which the next endEdit publishes: the change
+/// copies the active block, and the beginEdit that follows does not.
+///
 /// Threads: none of its own. The client's edit lock guards every call but Pin and
 /// activeOutputChannelCount, which are the audio thread's and take no lock.
 class ConfigBlocks {
@@ -43,14 +46,18 @@ class ConfigBlocks {
   /// True when this was the outermost end and something had changed. An end without a begin does
   /// nothing.
   bool endEdit();
-  void markChanged() { mConfigChanged = true; }
+  /// Of something that is published together with the configuration.
+  void markChanged();
+
+  /// Sets the edit block's ID, marks it changed and returns the ID before.
+  std::string setID(const std::string& newID);
 
   /// Zeroes the counts that `mode` does not allow, in the edit block.
   void restrictToMode(std::uint32_t mode);
   /// Sets the edit block's counts as far as `mode` allows; true when one changed.
   bool setChannelCounts(std::uint16_t inputs, std::uint16_t outputs, std::uint32_t mode);
   void resetOutputRouting();
-  /// Gives the configuration another ID at once, as an edit of its own inside any that is open.
+  /// Gives the configuration another ID: at once, or with the end of the edit that is open.
   void replaceID(const std::string& newID);
 
   /// Holds the block that is active when it is made: until its end nobody writes there. One at a
@@ -79,6 +86,7 @@ class ConfigBlocks {
 
   bool setInputs(std::uint16_t count);
   bool setOutputs(std::uint16_t count);
+  void prepare();
   void flip();
 
   ClientConfig mConfig[cBlockCount];

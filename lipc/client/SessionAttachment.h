@@ -23,8 +23,10 @@ class SessionAttachment {
   SessionAttachment& operator=(const SessionAttachment&) = delete;
 
   /// Closes the five handles, then lets go of the return ring, the send ring, the client buffer and
-  /// the session table. The client's own segments are removed from the system, except those whose
-  /// name another process has taken over meanwhile: they are only detached.
+  /// the session table. The client's own segments are removed from the system, except those that
+  /// lost their name meanwhile, since somebody removed them or made new ones: they are only
+  /// detached. The end of the process, with which a failed removal is answered elsewhere, would hit
+  /// the application that a long stop or a cleaner has already cost its session.
   /// deliberate: the panner values stay attached until the next join or the client's end.
   void release();
 

@@ -65,6 +65,8 @@ class BlockExchange {
   void detach();
   bool isAttached() const noexcept LIPC_NONBLOCKING { return mQueue != nullptr; }
 
+  // Of a block that is acceptable (AudioBlock::isAcceptable): whoever calls has asked.
+
   /// Copies the input and the parameters into the slice of the block's stamp, an existing one where
   /// the stamp was sent before. `ready` is set before the copies, deliberately: the host is told of
   /// the block by `announce` alone. Channels of the slice that the block does not bring keep what

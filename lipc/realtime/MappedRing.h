@@ -60,6 +60,7 @@ inline SHMSliceBuffer* MappedRing::advance(long long t) noexcept {
   storeRelease(mRing->currentSlice, std::int32_t{next});
   SHMSliceBuffer* slice = mRing->getSliceBuffer(next);
   storeRelease(slice->timeStamp, std::int64_t{t});
+  fenceWrites();  // the new block comes after its stamp
   return slice;
 }
 

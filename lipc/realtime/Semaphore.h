@@ -25,7 +25,7 @@ struct Semaphore {
   /// Builds the record and unlinks any platform semaphore of that name, so that the next handle
   /// creates it afresh with `initialCount`.
   Semaphore(const char* fullName, unsigned startCount) noexcept;
-  /// Unlinks the platform's name; open handles stay usable.
+  /// Unlinks the platform's name, where the record is still well formed; open handles stay usable.
   ~Semaphore();
   Semaphore(const Semaphore&) = delete;
   Semaphore& operator=(const Semaphore&) = delete;

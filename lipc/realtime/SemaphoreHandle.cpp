@@ -13,19 +13,27 @@ namespace {
 
 namespace bip = boost::interprocess;
 
-// Logging allocates, locks and calls the system. deliberate, also on the audio thread: there a
-// handle in error has no exchange to go on with.
+// Logging locks and calls the system. deliberate, also on the audio thread, where a handle in error
+// logs with every block: somebody has to mend the machine. Nothing here can throw.
 
-void reportZeroHandle(const Semaphore& record, const char* operation) {
-  const DeliberateSystemCall logging;
-  syslog(LOG_WARNING, "SemaphoreHandle (zero) %s ERROR for %s", operation,
-         fixedText(record.name).c_str());
+int lengthOf(const Semaphore& record) noexcept {
+  return static_cast<int>(fixedTextView(record.name).size());
 }
 
-void reportError(const Semaphore& record, const char* operation, int code) {
+void reportZeroHandle(const Semaphore& record, const char* operation) noexcept {
   const DeliberateSystemCall logging;
-  syslog(LOG_WARNING, "SemaphoreHandle %s ERROR = %d for %s", operation, code,
-         fixedText(record.name).c_str());
+  syslog(LOG_WARNING, "SemaphoreHandle (zero) %s ERROR for %.*s", operation, lengthOf(record),
+         record.name);
+}
+
+void reportError(const Semaphore& record, const char* operation, int code) noexcept {
+  const DeliberateSystemCall logging;
+  syslog(LOG_WARNING, "SemaphoreHandle %s ERROR = %d for %.*s", operation, code, lengthOf(record),
+         record.name);
+}
+
+void reportCreationError(const Semaphore& record) noexcept {
+  syslog(LOG_WARNING, "SemaphoreHandle CREATION ERROR for %.*s", lengthOf(record), record.name);
 }
 
 /// Runs a wait again when a signal ended it. Any other error of Boost's is logged and answered with
@@ -47,7 +55,7 @@ bool guarded(const Semaphore& record, const char* name, bool onError, Operation 
 
 SemaphoreHandle::SemaphoreHandle(const Semaphore& semaphore) : mRecord(semaphore) {
   if (!semaphore.isWellFormed()) {
-    syslog(LOG_WARNING, "SemaphoreHandle CREATION ERROR for %s", fixedText(semaphore.name).c_str());
+    reportCreationError(semaphore);
     return;
   }
   try {
@@ -56,7 +64,7 @@ SemaphoreHandle::SemaphoreHandle(const Semaphore& semaphore) : mRecord(semaphore
   } catch (const bip::interprocess_exception& error) {
     reportError(semaphore, "CREATION", static_cast<int>(error.get_error_code()));
   } catch (...) {
-    syslog(LOG_WARNING, "SemaphoreHandle CREATION ERROR for %s", fixedText(semaphore.name).c_str());
+    reportCreationError(semaphore);
   }
 }
 

@@ -14,8 +14,8 @@ namespace LIPC {
 /// A process's own handle on the named semaphore of a `Semaphore` record. The record must outlive
 /// the handle (messages name it).
 ///
-/// Threads: every operation, from any. `try_wait` and `post` are for the audio thread too: on a
-/// handle that opened they neither allocate nor lock nor log.
+/// Threads: every operation, from any. `try_wait` and `post` are for the audio thread too: they
+/// neither allocate nor lock nor log, save on a handle in error, which logs each time.
 /// Errors: no operation throws for a semaphore's error. Errors go to the system log at warning
 /// priority, and the waits then answer true, deliberately, so that an error never blocks a caller.
 class SemaphoreHandle {
@@ -31,7 +31,8 @@ class SemaphoreHandle {
 
   bool isOpen() const { return mSemaphore != nullptr; }
 
-  /// Blocks until the count is positive and takes one. A signal does not end the wait.
+  /// Blocks until the count is positive and takes one. A signal does not end the wait, although the
+  /// system reports it as an error: nothing was posted, and the caller would take it for a post.
   void wait();
   /// As `wait`, at most `ms` milliseconds of the wall clock. False on time-out.
   bool timed_wait(unsigned ms);

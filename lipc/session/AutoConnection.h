@@ -6,7 +6,10 @@
 
 namespace LIPC {
 
-/// A rule that produces connections, kept in a client's private state.
+/// A rule that produces connections, kept in a client's private state; resolveAutoConnections says
+/// when it applies. The two numbers carry, in place of channels, whom the rule looks for.
+///
+/// Threads: none of its own.
 struct AutoConnection {
   AutoConnection(int first, Connection::Direction dir, int second)
       : firstChannel(first), secondChannel(second), direction(dir) {}
@@ -15,11 +18,12 @@ struct AutoConnection {
   /// for direction 0, from a to b for direction 1, marked automatic, without owner and wires.
   /// Connection::mscNull for any other direction. `c` is not used.
   Connection apply(const ClientID& a, const ClientID& b, const ClientID& c) const;
-  /// Appends a rule without children.
+  /// Appends a rule without children, which applies to what this one finds: of the child only the
+  /// direction counts.
   void addChild(int first, Connection::Direction dir, int second);
 
-  std::int32_t firstChannel;
-  std::int32_t secondChannel;
+  std::int32_t firstChannel;   // four-character type of the clients that are looked for
+  std::int32_t secondChannel;  // not 0: the host's reference client of that type is preferred
   Connection::Direction direction;
   std::list<AutoConnection> children;  // rules that apply together with this one
 };

@@ -30,7 +30,8 @@ enum eAlive : int {
 struct ClientBuffer {
   static constexpr std::size_t cTimestampBytes = 64;
 
-  /// Constructs in place over the attached segment; carries a fresh stamp from the start.
+  /// Constructs in place over the attached segment; carries a fresh stamp from the start. Throws
+  /// what keepAlive throws.
   explicit ClientBuffer(const char* clientID);
   /// Drains the must-disconnect semaphore and unlinks both semaphores.
   ~ClientBuffer();
@@ -41,7 +42,7 @@ struct ClientBuffer {
   /// std::runtime_error when the system's time cannot be converted.
   void keepAlive();
   /// eAlive of a (usually foreign) buffer. Lets the parser's exception pass when the stamp is not a
-  /// time; the mutex is posted all the same.
+  /// time, and currentTime's; the mutex is posted all the same.
   int isAlive();
 
   /// What `stamp` says at `now` (UTC): fresh below 4 seconds of age, stamps in the future included;

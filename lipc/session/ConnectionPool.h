@@ -25,14 +25,19 @@ namespace LIPC {
 using SharedConnectionAllocator =
     boost::interprocess::allocator<Connection,
                                    boost::interprocess::managed_shared_memory::segment_manager>;
-/// Nodes are two relative links of 8 bytes and the record, 480 bytes with padding.
 using SharedConnectionList = boost::container::list<Connection, SharedConnectionAllocator>;
 
-/// What lies before the record in a node, and the alignment of a node.
-inline constexpr std::size_t cLinkBytes = 16;
-inline constexpr std::size_t cNodeAlignment = 8;
+/// A node of the list as Boost lays it out.
+struct SharedConnectionNode {
+  boost::interprocess::offset_ptr<void> links[2];
+  Connection record;
+};
+static_assert(sizeof(SharedConnectionNode) == 480);
+static_assert(offsetof(SharedConnectionNode, record) == 16);
+static_assert(alignof(SharedConnectionNode) == 8);
 
-/// Calls visit(const Connection&) for the records of a shared list in order.
+/// Calls visit(const Connection&) for the records of a shared list in order. Threads: any, also
+/// while another process changes the list.
 template <class Visit>
 void forEachConnection(const boost::interprocess::managed_shared_memory& pool,
                        const SharedConnectionList& list, Visit visit) {
@@ -43,15 +48,16 @@ void forEachConnection(const boost::interprocess::managed_shared_memory& pool,
   for (auto it = list.begin(); it != end && steps < mostRecords; ++it, ++steps) {
     // The node's address, looked at before anything in it is touched.
     const auto at = reinterpret_cast<std::uintptr_t>(it.get().pointed_node().get());
-    const bool inside =
-        at >= base && at - base <= pool.get_size() - cLinkBytes - sizeof(Connection);
-    if (!inside || at % cNodeAlignment != 0) return;
+    const bool inside = at >= base && at - base <= pool.get_size() - sizeof(SharedConnectionNode);
+    if (!inside || at % alignof(SharedConnectionNode) != 0) return;
     visit(*it);
   }
 }
 
 /// A client's own list in the pool, for the time of a join: taken out again at the end of scope
 /// unless the join succeeded and `keep` was called.
+///
+/// Threads: one.
 class PublishedConnections {
  public:
   /// Constructs the client's list. Throws boost::interprocess::interprocess_exception when the pool
@@ -61,7 +67,8 @@ class PublishedConnections {
   PublishedConnections(const PublishedConnections&) = delete;
   PublishedConnections& operator=(const PublishedConnections&) = delete;
 
-  /// Replaces the list's contents. Throws boost::interprocess::bad_alloc when the pool is full.
+  /// Fills the list and lets go of the pool: once. Throws boost::interprocess::bad_alloc when the
+  /// pool is full.
   void publish(const std::list<Connection>& connections);
   void keep() { mKept = true; }
 
@@ -69,8 +76,8 @@ class PublishedConnections {
   static void withdraw(const ClientID& id);
 
  private:
+  const ClientID mID;
   boost::interprocess::managed_shared_memory mPool;
-  std::string mName;
   SharedConnectionList* mList;
   bool mKept = false;
 };

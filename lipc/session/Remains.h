@@ -8,7 +8,7 @@ namespace LIPC {
 /// two named semaphores. Returns the number of segments removed. What another user owns stays.
 /// The caller makes sure that the owner is dead, or holds the registration lock and has judged its
 /// keep-alive stamp stale. An owner that turns out to live notices at its next pass that its
-/// segments lost their name, and joins again.
+/// segments lost their name, and joins again. Threads: any.
 unsigned removeRemains(const ClientID& id);
 
 }  // namespace LIPC

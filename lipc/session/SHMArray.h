@@ -11,8 +11,9 @@
 namespace LIPC {
 
 /// A text in shared memory with `Count` buffers, of which `index` names the current one. A writer
-/// fills another buffer and then switches `index`, so that a reader in another process always finds
-/// a complete text in the buffer that `index` names.
+/// fills another buffer and then switches `index`, so that a reader in another process finds a
+/// complete text in the buffer that `index` names; beside a `put` of exactly `Length` characters it
+/// may find an empty one.
 ///
 /// Threads: one writer at a time, any number of readers, in any process. A reader that meets an
 /// `index` outside the buffers reads an empty text; a writer takes it modulo the count.
@@ -26,8 +27,9 @@ struct SHMArray {
   /// Makes the first `length` characters of `text` the current text. `length` is the text's strlen.
   /// 129 or more characters are cut to 127.
   /// deliberate: a text of exactly `Length` characters is accepted whole and its NUL lands one byte
-  /// behind the buffer. That byte is the first of the next buffer, which is not current, or the
-  /// first of `index`, which is rewritten at once. Readers stop at `Length`.
+  /// behind the buffer: in the first byte of the next buffer, which of two is the current one and
+  /// reads empty until the switch, or in the first byte of `index`, which is rewritten at once.
+  /// Readers stop at `Length`.
   void put(const char* text, int length) {
     static_assert(sizeof(T) == 1);
     const auto next =

@@ -3,8 +3,6 @@
 #include <cstdio>
 #include <string>
 
-#include <syslog.h>
-
 #include "lipc/realtime/SemaphoreHandle.h"
 #include "lipc/session/Connection.h"
 #include "lipc/session/ConnectionPool.h"

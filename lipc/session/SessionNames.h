@@ -76,7 +76,7 @@ enum eClientMode : std::uint32_t {
   eClientModeNone = 0,
   eClientModeInputs = 1,     // has a "-send" ring with channels
   eClientModeOutputs = 2,    // has a "-return" ring with channels
-  eClientModeNoAudio = 4,    // takes part without audio (the settings client)
+  eClientModeNoAudio = 4,    // receives no audio; with 1 it sends, and its blocks are announced
   eClientModeExclusive = 8,  // a mode with this bit is stored as exactly 8
 };
 

@@ -15,7 +15,7 @@ namespace LIPC {
 /// A constructor that cannot get or attach its segment leaves `address` null and prints nothing but
 /// perror's line for a failed attach; whoever made the owner tests for null and reports.
 ///
-/// Threads: one at a time.
+/// Threads: one at a time each; attaching and detaching take a lock of the process, shortly.
 class ShmManaged {
  public:
   virtual ~ShmManaged() = default;
@@ -116,6 +116,7 @@ class ShmManagedCreateOpen final : public ShmManaged {
 };
 
 /// Attaches an existing segment as a T for reading only: makes no key file, and writing faults.
+/// Threads: one at a time.
 template <class T>
 class ShmReadOnly final {
  public:

@@ -21,11 +21,11 @@ std::string keyFilePath(const char* name);
 key_t shmKey(const char* name);
 
 /// As shmKey for a reader that leaves no trace: writes no file and logs nothing. -1 when the key
-/// file does not exist.
+/// file does not exist. Threads: any.
 key_t existingShmKey(const char* name);
 
 /// Makes the key file young again, if it is there, so that no cleaner of /tmp takes it away from a
-/// session that has run for days. Changes neither its identity nor its contents.
+/// session that has run for days. Changes neither its identity nor its contents. Threads: any.
 void refreshKeyFile(const char* name);
 
 }  // namespace LIPC

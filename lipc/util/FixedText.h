@@ -24,7 +24,7 @@ std::string fixedText(const char (&field)[N]) {
 template <std::size_t N>
 void setFixedText(char (&field)[N], std::string_view text) {
   const std::size_t length = text.size() < N ? text.size() : N;
-  std::memmove(field, text.data(), length);
+  if (length > 0) std::memmove(field, text.data(), length);  // an empty view may have no address
   std::memset(field + length, 0, N - length);
 }
 

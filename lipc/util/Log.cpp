@@ -50,7 +50,7 @@ void Log(eLogLevel level, const char* source, const char* format, ...) {
   if (std::vsnprintf(message, sizeof message, format, arguments) < 0) message[0] = '\0';
   va_end(arguments);
 
-  const auto tagIndex = static_cast<unsigned>(level);
+  const unsigned tagIndex = level;
   const char* tag = tagIndex < std::size(cLevelTags) ? cLevelTags[tagIndex] : "";
 
   // One byte less than the buffer for the text, so that the line feed always fits.

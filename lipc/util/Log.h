@@ -14,7 +14,7 @@
 /// Errors: none are reported. A message that does not fit its buffer is cut; the line feed stays.
 namespace Lct {
 
-enum eLogLevel {
+enum eLogLevel : unsigned {
   eLogInfo = 0,
   eLogWarn = 1,
   eLogError = 2,
@@ -29,6 +29,7 @@ void Log(eLogLevel level, const char* source, const char* format, ...)
     __attribute__((format(printf, 3, 4)));
 
 /// A console trace without time stamp or level: "(source) message" on standard error, flushed.
+/// `source` must not be null here.
 void debugLog(const char* source, const char* format, ...) __attribute__((format(printf, 2, 3)));
 
 }  // namespace Lct

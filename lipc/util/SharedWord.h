@@ -31,4 +31,32 @@ void storeRelaxed(T& word, T value) {
   __atomic_store(&word, &value, __ATOMIC_RELAXED);
 }
 
+// For a record that is read while another process may write it anew. The writer changes its stamp,
+// then calls fenceWrites, then writes it; the reader loads the stamp, copies, calls fenceReads and
+// looks whether the stamp is still the same. ThreadSanitizer does not follow fences.
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wpragmas"
+#pragma GCC diagnostic ignored "-Wtsan"
+#endif
+
+/// What is written after it is not seen before what was written before it.
+inline void fenceWrites() {
+  __atomic_thread_fence(__ATOMIC_RELEASE);
+}
+
+/// What was read before it is not read after what is read after it.
+inline void fenceReads() {
+  __atomic_thread_fence(__ATOMIC_ACQUIRE);
+}
+
+/// What was written before it is seen before anything after it is read.
+inline void fenceAll() {
+  __atomic_thread_fence(__ATOMIC_SEQ_CST);
+}
+
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic pop
+#endif
+
 }  // namespace LIPC

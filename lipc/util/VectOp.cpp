@@ -39,7 +39,7 @@ void VectOp::add(const float* a, const float* b, float* __restrict out, unsigned
   forEach(n, [=](unsigned int i) { out[i] = a[i] + b[i]; });
 }
 
-void VectOp::add_I(const float* a, float* __restrict io, unsigned int n) noexcept {
+void VectOp::add_I(const float* a, float* io, unsigned int n) noexcept {
   forEach(n, [=](unsigned int i) { io[i] += a[i]; });
 }
 
@@ -56,11 +56,11 @@ void VectOp::subtract(const float* a, const float* b, float* __restrict out,
   forEach(n, [=](unsigned int i) { out[i] = a[i] - b[i]; });
 }
 
-void VectOp::subtract_I(const float* a, float* __restrict io, unsigned int n) noexcept {
+void VectOp::subtract_I(const float* a, float* io, unsigned int n) noexcept {
   forEach(n, [=](unsigned int i) { io[i] -= a[i]; });
 }
 
-void VectOp::addSubtract_I(float* __restrict a, float* __restrict b, unsigned int n) noexcept {
+void VectOp::addSubtract_I(float* a, float* b, unsigned int n) noexcept {
   forEach(n, [=](unsigned int i) {
     const float sum = a[i] + b[i];
     b[i] = a[i] - b[i];
@@ -73,7 +73,7 @@ void VectOp::multiply(const float* a, const float* b, float* __restrict out,
   forEach(n, [=](unsigned int i) { out[i] = a[i] * b[i]; });
 }
 
-void VectOp::multiply_I(const float* a, float* __restrict io, unsigned int n) noexcept {
+void VectOp::multiply_I(const float* a, float* io, unsigned int n) noexcept {
   forEach(n, [=](unsigned int i) { io[i] *= a[i]; });
 }
 
@@ -85,12 +85,11 @@ void VectOp::multiply_C_I(float* io, float c, unsigned int n) noexcept {
   forEach(n, [=](unsigned int i) { io[i] *= c; });
 }
 
-void VectOp::addProduct(const float* a, const float* b, float* __restrict io,
-                        unsigned int n) noexcept {
+void VectOp::addProduct(const float* a, const float* b, float* io, unsigned int n) noexcept {
   forEach(n, [=](unsigned int i) { io[i] += a[i] * b[i]; });
 }
 
-void VectOp::addProduct_C(const float* a, float* __restrict io, float c, unsigned int n) noexcept {
+void VectOp::addProduct_C(const float* a, float* io, float c, unsigned int n) noexcept {
   forEach(n, [=](unsigned int i) { io[i] += a[i] * c; });
 }
 

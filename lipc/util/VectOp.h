@@ -5,7 +5,8 @@
 // call any of it, the audio thread included.
 //
 // `n` is always an element count and may be 0. Arrays need no more alignment than a float has. An
-// output array may not overlap an input array, save in `move`.
+// output array may not overlap an input array, save in `move` and where an `io` is given as the
+// other operand too: add_I(v, v, n) doubles v.
 // Names: `_I` works in place, its last vector argument is both input and output; `_C` takes a
 // scalar constant as one operand; `_C_I` does both.
 

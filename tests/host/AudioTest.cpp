@@ -1,12 +1,16 @@
 // Audio from client to host to client, with real processes.
+#include <algorithm>
 #include <cmath>
 #include <csignal>
 #include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <optional>
 #include <regex>
 
 #include <gtest/gtest.h>
 
-#include "host/Timeline.h"
 #include "lipc/session/ConnectionPool.h"
 #include "lipc/util/SharedWord.h"
 #include "tests/support/Process.h"
@@ -20,6 +24,8 @@ using support::eventually;
 using support::Process;
 using support::TestClient;
 using support::TestHost;
+
+constexpr std::streamsize cWavHeadBytes = 44;
 
 struct Blocks {
   int exact = -1;
@@ -117,6 +123,7 @@ TEST(Audio, OfAClientThatGrowsWhileItPlaysComesBackWithItsConnections) {
   Ramp ramp(2, 256);
   EXPECT_EQ(ramp.run("paced", 100).exact, 96);
   ASSERT_TRUE(ramp.tell("channels 8"));
+  EXPECT_EQ(ramp.process.line(), "channels 8 wrong 0") << "nor was it before it was back";
   const Blocks blocks = ramp.run("paced", 100);
   EXPECT_GE(blocks.exact, 96);
   EXPECT_EQ(blocks.wrong, 0);
@@ -155,7 +162,8 @@ float peakOf(const std::string& output) {
 
 TEST(Audio, OfTwoTonesAddsUpInOneMeterOfAnotherBlockSize) {
   TestHost host;
-  Process meter({LIPC_EXAMPLES "/meter", "--channels", "1", "--block", "96"});
+  const std::string wav = testing::TempDir() + "heard.wav";
+  Process meter({LIPC_EXAMPLES "/meter", "--channels", "1", "--block", "96", "--wav", wav});
   Process first({LIPC_EXAMPLES "/tone", "--id", "one", "--channels", "1"});
   Process second({LIPC_EXAMPLES "/tone", "--id", "two", "--channels", "1"});
   // Twice 0.2512: the clock that they share keeps them in phase.
@@ -168,10 +176,70 @@ TEST(Audio, OfTwoTonesAddsUpInOneMeterOfAnotherBlockSize) {
     meter.waitForLine("peak", 2s);
     return std::abs(peakOf(meter.output()) - -12.0F) < 0.01F;
   })) << meter.output();
+  meter.signal(SIGINT);
+  EXPECT_EQ(meter.wait(10s), 0);
+  std::ifstream file(wav, std::ios::binary);
+  std::string head(cWavHeadBytes, ' ');
+  file.read(head.data(), cWavHeadBytes);
+  std::vector<float> samples(std::filesystem::file_size(wav) / sizeof(float));
+  file.read(reinterpret_cast<char*>(samples.data()),
+            std::streamsize(sizeof(float) * samples.size()));
+  std::uint32_t bytes = 0;
+  std::memcpy(&bytes, head.data() + cWavHeadBytes - sizeof bytes, sizeof bytes);
+  EXPECT_EQ(bytes, file.gcount()) << "the length in the head";
+  EXPECT_NEAR(*std::max_element(samples.begin(), samples.end()), 0.5024F, 0.001F);
+  std::filesystem::remove(wav);
 }
 
-TEST(Audio, OfAPannerReachesItsMixEngineByTheRuleAndStaysCutWhenItWasCut) {
+TEST(Audio, ThatComesTooLateForItsListenerIsCountedAsDropped) {
   TestHost host;
+  TestClient source("source");
+  TestClient target("target");
+  for (TestClient* client : {&source, &target}) {
+    client->configBeginEdit();
+    client->configSetIOChannelCount(1, 1);
+    if (client == &target) {
+      client->configEditConnection(LIPC::ClientID("source"), LIPC::ClientID("target"))
+          .addWire(0, 0);
+    }
+    client->configEndEdit();
+    ASSERT_TRUE(client->join());
+  }
+  float samples[256] = {};
+  float* channels[] = {samples};
+  const auto send = [&](TestClient& client, long long stamp) {
+    client.processLIPC(channels, 256, 1, 0, stamp, nullptr, 0, nullptr, 0, false);
+  };
+  const auto counts = [&](std::size_t client, std::uint64_t in, std::uint64_t answered,
+                          std::uint64_t dropped) {
+    return eventually(10s, [&] {
+      const host::AudioCounters now = host->audioCounters().at(client).counters;
+      return now.blocksIn == in && now.answered + now.late == answered && now.dropped == dropped;
+    });
+  };
+  send(source, 0);
+  EXPECT_TRUE(counts(0, 1, 1, 0));
+  for (long long stamp = 0; stamp <= 1024; stamp += 256)
+    send(target, stamp);
+  EXPECT_TRUE(counts(1, 5, 2, 0)) << "0 is there, 256 is due, three wait for the source";
+  send(source, 256);
+  EXPECT_TRUE(counts(0, 2, 2, 1)) << "heard by nobody";
+  send(source, 512);
+  EXPECT_TRUE(counts(0, 3, 3, 1));
+  EXPECT_TRUE(counts(1, 5, 3, 0)) << "512 waited";
+}
+
+TEST(Audio, OfEachClientIsCountedForPrograms) {
+  Process host({LIPC_COMMAND, "host", "--json", "--counters", "0.2"});
+  Process tone({LIPC_EXAMPLES "/tone", "--id", "A"});
+  ASSERT_TRUE(tone.waitForLine("joined", 20s)) << tone.output();
+  ASSERT_TRUE(host.waitForLine("\"blocksIn\":", 10s)) << host.output();
+  EXPECT_NE(host.line().find("\"id\":\"A\""), std::string::npos) << host.line();
+  EXPECT_NE(host.line().find("\"event\":\"audio\""), std::string::npos) << host.line();
+}
+
+TEST(Audio, OfAPannerReachesItsMixEngineByTheRuleAndStaysCutThroughTheRejoin) {
+  std::optional<TestHost> host(std::in_place);
   Process mixer({LIPC_EXAMPLES "/meter", "--type", "VMIX", "--channels", "1", "--id", "mixer"});
   ASSERT_TRUE(mixer.waitForLine("joined", 20s));
   Process panner({LIPC_EXAMPLES "/panner"});
@@ -188,10 +256,21 @@ TEST(Audio, OfAPannerReachesItsMixEngineByTheRuleAndStaysCutWhenItWasCut) {
     ASSERT_EQ(list->size(), 1U);
     LIPC::storeRelaxed(list->front().disconnectRequested, std::int32_t{1});
   }
-  EXPECT_TRUE(eventually(30s, [&] {
+  const auto isSilent = [&] {
     mixer.waitForLine("peak", 2s);
     return peakOf(mixer.output()) < -100.0F;
-  })) << mixer.output();
+  };
+  EXPECT_TRUE(eventually(30s, isSilent)) << mixer.output();
+  host.reset();
+  host.emplace();
+  ASSERT_TRUE(panner.waitForLine("joined, with 1 connections", 20s)) << panner.output();
+  ASSERT_TRUE(mixer.waitForLine("joined", 20s)) << mixer.output();
+  const auto isAnswered = [&](const auto& client) { return client.counters.answered > 10; };
+  EXPECT_TRUE(eventually(10s, [&] {
+    const auto counters = (*host)->audioCounters();
+    return std::count_if(counters.begin(), counters.end(), isAnswered) == 2;
+  }));
+  EXPECT_TRUE(isSilent() && isSilent() && isSilent()) << mixer.output();
 }
 
 TEST(Audio, OfOthersGoesOnWhileAClientWritesNonsenseIntoItsRings) {
@@ -229,37 +308,6 @@ TEST(Audio, OfOthersGoesOnWhileAClientWritesNonsenseIntoItsRings) {
   const Blocks blocks = ramp.run("paced", 200);
   EXPECT_EQ(blocks.exact, 196);
   EXPECT_EQ(blocks.wrong, 0);
-}
-
-/// What a timeline holds of its channel 0, `count` samples from `t` on.
-std::vector<float> heard(const host::Timeline& timeline, long long t, unsigned count) {
-  std::vector<float> out(count);
-  timeline.addTo(out.data(), 0, t, count);
-  return out;
-}
-
-TEST(Timeline, HoldsTheLatestSamplesByTheirStamps) {
-  host::Timeline timeline;
-  timeline.keep({0});
-  const auto send = [&](long long t, unsigned count, float value) {
-    timeline.advance(t, count);
-    timeline.write(0, std::vector<float>(count, value).data());
-  };
-  EXPECT_FALSE(timeline.isAwaited(0, 4)) << "it was never at work";
-  send(-2, 4, 1.0F);
-  EXPECT_EQ(heard(timeline, -3, 6), (std::vector<float>{0, 1, 1, 1, 1, 0}));
-  EXPECT_TRUE(timeline.isAwaited(0, 4));
-  send(4, 2, 2.0F);
-  EXPECT_EQ(heard(timeline, 0, 7), (std::vector<float>{1, 1, 0, 0, 2, 2, 0})) << "a gap is silent";
-  send(4, 2, 3.0F);
-  EXPECT_EQ(heard(timeline, 0, 7), (std::vector<float>{1, 1, 0, 0, 3, 3, 0})) << "sent again";
-  send(0, 2, 4.0F);
-  EXPECT_EQ(heard(timeline, -2, 8), (std::vector<float>{0, 0, 4, 4, 0, 0, 0, 0}))
-      << "after a step back nothing from before it is heard";
-  const long long far = 10LL * host::Timeline::cCapacity - 1;  // over the end of its circle
-  send(far, 4, 5.0F);
-  EXPECT_EQ(heard(timeline, far - 1, 6), (std::vector<float>{0, 5, 5, 5, 5, 0}));
-  EXPECT_FALSE(timeline.isAwaited(far + host::Timeline::cCapacity, 4)) << "it has been quiet";
 }
 
 }  // namespace

@@ -7,7 +7,8 @@
 //   paced N      N blocks, each sent when the one before was answered
 //   clock N      N blocks in real time
 //   burst N      N blocks without a pause
-//   channels N   plays on while it changes to N channels, until it is back with them
+//   channels N   plays on while it changes to N channels, until it is back with them, and answers
+//                with the wrong blocks meanwhile; N is even
 //   mute C       routes output C to nothing
 // The first three answer "COMMAND exact E silent S wrong W", counted in blocks. Ends at the end of
 // the input.
@@ -36,8 +37,8 @@ float sampleOf(int channel, long long t) {
   return static_cast<float>((t % 1'000'000) * cMostChannels + channel + 1);
 }
 
-int sourceOf(int output, int channels) {
-  return (output * 3 + 1) % channels;  // a permutation for every count that 3 does not divide
+int sourceOf(int output) {
+  return output ^ 1;  // a permutation for every even count
 }
 
 class Ramp final : public LIPC::Client {
@@ -51,6 +52,10 @@ class Ramp final : public LIPC::Client {
     configSetMode(
         static_cast<LIPC::eClientMode>(LIPC::eClientModeInputs | LIPC::eClientModeOutputs));
     configSetClientID(id.c_str());
+    const ClientID self(id);
+    LIPC::Connection& wires = configEditConnection(self, self);
+    for (int output = 0; output < cMostChannels; ++output)
+      wires.addWire(sourceOf(output), output);
     configEndEdit();
     setChannels(channels);
     startLIPCSession(0);
@@ -61,22 +66,22 @@ class Ramp final : public LIPC::Client {
     configBeginEdit();
     mChannels = channels;
     configSetIOChannelCount(channels, channels);
-    const ClientID self(configGetClientID());
-    LIPC::Connection& wires = configEditConnection(self, self);
-    wires.clearWires();
-    for (int output = 0; output < channels; ++output)
-      wires.addWire(sourceOf(output, channels), output);
     configEndEdit();
   }
 
-  void changeChannels(int channels) {
-    const int before = joins;
+  /// Returns the blocks that were wrong until it was back.
+  int changeChannels(int channels) {
+    const int joinsBefore = joins;
+    const int channelsBefore = mChannels;
+    mExact = mSilent = mWrong = 0;
     setChannels(channels);
-    while (joins == before) {
+    while (joins == joinsBefore) {
       trade();
+      if (!isUntouched()) check(channelsBefore);
       std::this_thread::sleep_for(1ms);
     }
     forget();
+    return mWrong;
   }
 
   void mute(int output) {
@@ -90,7 +95,7 @@ class Ramp final : public LIPC::Client {
     for (int block = 0; block < blocks; ++block) {
       if (how == "clock") clock.wait();
       trade();
-      check();
+      check(mChannels);
       if (how == "paced") waitForAnswer();
     }
     std::printf("%s exact %d silent %d wrong %d\n", how.c_str(), mExact, mSilent, mWrong);
@@ -118,11 +123,14 @@ class Ramp final : public LIPC::Client {
     processLIPC(channels, mBlockSize, mChannels, 0, mStamp, nullptr, 0, nullptr, 0, false);
   }
 
-  void check() {
+  /// As a call leaves them outside the session.
+  bool isUntouched() const { return mAudio[0][0] == sampleOf(0, mStamp); }
+
+  void check(int channels) {
     bool isExact = true;
     bool isSilent = true;
-    for (int output = 0; output < mChannels; ++output) {
-      const int source = sourceOf(output, mChannels);
+    for (int output = 0; output < channels; ++output) {
+      const int source = sourceOf(output);
       for (int i = 0; i < mBlockSize; ++i) {
         const float heard = mAudio[output][static_cast<std::size_t>(i)];
         const float sent = sampleOf(source, mStamp - cLatencyBlocks * mBlockSize + i);
@@ -172,8 +180,8 @@ int main(int argc, char** argv) {
     int number = 0;
     words >> command >> number;
     if (command == "channels") {
-      ramp.changeChannels(number);
-      std::printf("channels %d\n", number);
+      const int wrong = ramp.changeChannels(number);
+      std::printf("channels %d wrong %d\n", number, wrong);
     } else if (command == "mute") {
       ramp.mute(number);
       std::puts("mute");

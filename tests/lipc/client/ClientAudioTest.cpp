@@ -324,10 +324,19 @@ TEST(ClientAudio, BlocksWithoutPauseGoWithEditsNamesAndRejoins) {
     for (long long stamp = 0; !stop; stamp += cSamples)
       audio.trade(client, stamp);
   });
-  std::thread otherThread([&] {
-    while (!stop)
-      client.updateDAWvaluesFromShMem();
+  std::thread otherThread([&] {  // also asks it to leave, as a host does
+    while (!stop) {
+      for (int times = 0; times < 100; ++times)
+        client.updateDAWvaluesFromShMem();
+      const ShmManagedOpen<LIPC::ClientBuffer> buffer("busy");
+      if (buffer.get() == nullptr) continue;
+      LIPC::SemaphoreHandle(buffer->mustDisconnectSemaphore).post();
+      std::this_thread::sleep_for(30ms);
+    }
   });
+  const LIPC::ClientID self("busy");
+  client.configAutoConnect(LIPC::AutoConnection(static_cast<int>(LIPC::cMixEngineType),
+                                                LIPC::Connection::eTargetSide, 0));
   testing::internal::CaptureStdout();  // the overrun line: blocks come faster than any host reads
                                        // them
   for (int round = 1; round <= 6; ++round) {
@@ -335,6 +344,12 @@ TEST(ClientAudio, BlocksWithoutPauseGoWithEditsNamesAndRejoins) {
     for (const int channels : {round, round + 2, round + 1})
       client.setChannels(channels);
     client.configSetName(("name " + std::to_string(round)).c_str());
+    for (int edit = 0; edit < 50; ++edit) {
+      client.configDisconnect(self, LIPC::ClientID("other " + std::to_string(edit % 5)));
+      client.syncClientConnections();
+      client.configEditConnection(self, self);
+      std::this_thread::sleep_for(1ms);
+    }
     if (round % 3 == 0) {
       client.stopLIPCSession();
       client.startLIPCSession(0);

@@ -133,12 +133,21 @@ TEST(ClientConnections, ASynchronisationTakesOverWhatOthersMadeAndCut) {
   EXPECT_EQ(client.removed, 0) << "a synchronisation is no change";
 
   SessionList list;
+  list.find(cMe, ClientID("own cut")).disconnectRequested = 1;
   list.add(cMe, ClientID("late"));
   (*list).emplace_front(ClientID(), cMe, ClientID());
   testing::internal::CaptureStdout();
   client.syncClientConnections();
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "") << "an empty source ends the list";
   EXPECT_EQ(client.configGetConnectionCount(), 3U);
+
+  (*list).pop_front();
+  (*list).pop_back();
+  testing::internal::CaptureStdout();
+  client.syncClientConnections();
+  testing::internal::GetCapturedStdout();
+  EXPECT_EQ(client.configGetConnection(cMe, ClientID("own cut")).disconnectRequested, 1)
+      << "the user's own cut is not forgotten";
 }
 
 TEST(ClientConnections, ACutOneStaysCutAfterTheRejoinWhateverTheRulesAndTheSessionSay) {
@@ -191,8 +200,10 @@ TEST(ClientConnections, ALeaveKeepsTheSessionsWiresAndCutsButNotOverAnEdit) {
   EXPECT_EQ(list.find(cMe, cMixer).getWiredChannel(9, Connection::eSourceSide), -1);
   EXPECT_EQ(list.find(cMe, cOther).disconnectRequested, 0);
   list.find(cMe, cMixer).addWire(9, 10);
-  ASSERT_TRUE(edited(client, [&] { client.configSetIOChannelCount(2, 2); }));
+  list.find(cMe, cOther).disconnectRequested = 1;
+  ASSERT_TRUE(edited(client, [&] { client.configEditConnection(cMe, cOther); }));
   EXPECT_EQ(list.find(cMe, cMixer).getWiredChannel(9, Connection::eSourceSide), 10);
+  EXPECT_EQ(list.find(cMe, cOther).disconnectRequested, 0) << "edited, although nothing differs";
 }
 
 }  // namespace

@@ -207,13 +207,18 @@ TEST(Client, MayBeUsedFromSeveralThreadsWhileItIsReconfigured) {
 
 class ThrowingClient final : public TestClient {
  public:
+  using TestClient::onLIPCConnectionTick;
   using TestClient::TestClient;
   ~ThrowingClient() override { stopLIPCSession(); }
   void onLIPCConnectionEstablished() override {
     TestClient::onLIPCConnectionEstablished();
     if (throws) throw std::runtime_error("on purpose");
   }
-  std::atomic<bool> throws{true};
+  void onLIPCConnectionTick() override {
+    if (throwsAtATick) throw std::runtime_error("on purpose");
+  }
+  void onLIPCConnectionToBeRemoved() override { throw std::runtime_error("on purpose"); }
+  std::atomic<bool> throws{true}, throwsAtATick{false};
 };
 
 TEST(Client, AnExceptionInAJoinReleasesEverythingAndTheJoinIsTriedAgain) {
@@ -224,6 +229,15 @@ TEST(Client, AnExceptionInAJoinReleasesEverythingAndTheJoinIsTriedAgain) {
   client.throws = false;
   EXPECT_TRUE(eventually(10s, [&] { return client.isConnected(); }));
   EXPECT_EQ(client.configGetClientID(), "throwing") << "it did not take itself for another";
+
+  client.throwsAtATick = true;
+  EXPECT_TRUE(eventually(10s, [&] { return !client.isConnected(); })) << "its thread has ended";
+  client.stopLIPCSession();
+  EXPECT_FALSE(host.hasRow("throwing"));
+  client.throwsAtATick = false;
+  EXPECT_TRUE(client.join()) << "a stopped client starts again";
+  client.stopLIPCSession();
+  EXPECT_FALSE(host.hasRow("throwing"));
 }
 
 }  // namespace

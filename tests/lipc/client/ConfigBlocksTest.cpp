@@ -32,6 +32,21 @@ TEST(ConfigBlocks, OnlyTheOutermostEndPublishesAndTellsOfAChange) {
   EXPECT_EQ(config.active().inputChannelCount, 2);
 }
 
+TEST(ConfigBlocks, ChangesOutsideOfAnEditArePublishedByTheNextEnd) {
+  ConfigBlocks config("a", "b");
+  EXPECT_TRUE(config.setChannelCounts(2, 3, cBoth));
+  config.setID("c");
+  EXPECT_EQ(config.active().clientID, "b");
+  config.replaceID("free");
+  EXPECT_EQ(config.active().clientID, "free");
+  EXPECT_EQ(config.active().inputChannelCount, 0);
+  config.beginEdit();
+  EXPECT_TRUE(config.endEdit());
+  EXPECT_EQ(config.active().clientID, "c");
+  EXPECT_EQ(config.active().inputChannelCount, 2);
+  EXPECT_EQ(config.active().outputRouting, (std::vector<std::int32_t>{0, 1, 2}));
+}
+
 TEST(ConfigBlocks, TheModeDecidesWhichCountsThereAre) {
   ConfigBlocks config("a", "b");
   for (const std::uint32_t mode : {0U, 4U, 8U}) {
