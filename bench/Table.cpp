@@ -50,6 +50,7 @@ void Table::ReportRuns(const std::vector<Run>& runs) {
       row.firstNS.push_back(valueOf("first_ns"));
       row.faults.push_back(valueOf("faults"));
     } else {
+      mHasErrors = true;
       GetErrorStream() << name << ": " << run.error_message << "\n";
     }
   }

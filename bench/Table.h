@@ -16,6 +16,8 @@ class Table final : public benchmark::BenchmarkReporter {
   bool ReportContext(const Context& context) override;
   void ReportRuns(const std::vector<Run>& runs) override;
   void Finalize() override;
+  /// Whether a run could not measure what it should.
+  bool hasErrors() const { return mHasErrors; }
 
  private:
   struct Row {
@@ -32,6 +34,7 @@ class Table final : public benchmark::BenchmarkReporter {
 
   std::vector<std::string> mOrder;   // of the names, as they first came
   std::map<std::string, Row> mRows;  // by "kind/size"
+  bool mHasErrors = false;
 };
 
 }  // namespace bench

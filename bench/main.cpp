@@ -61,7 +61,7 @@ int benchmarkAll(int argc, char** argv) {
   bench::Table table;
   benchmark::RunSpecifiedBenchmarks(&table);
   bench::endWorld();
-  return 0;
+  return table.hasErrors() ? 1 : 0;
 }
 
 }  // namespace

@@ -51,7 +51,7 @@ class AudioProcessor {
                             unsigned short channelCount, unsigned int frameCount, float* parameters,
                             const float* targetParameters) = 0;
 
-  /// Slot 9. Time stamps are in samples.
+  /// Slot 9. Before the block. The reference host counts its time stamps in samples.
   virtual void preProcess(const long long& timestamp) { static_cast<void>(timestamp); }
 
   /// Slot 10.
@@ -59,7 +59,8 @@ class AudioProcessor {
     static_cast<void>(timestamp);
   }
 
-  /// Slot 11.
+  /// Slot 11. The block itself. What it returns is between a processor and its host; 0 of one
+  /// without audio.
   virtual int process(unsigned int frameCount) = 0;
 
   /// Slot 12.

@@ -76,9 +76,9 @@ IPCDefaultClient::IPCDefaultClient()
     : LIPC::Client(static_cast<int>(LIPC::cSettingsType), "No name"),
       appProperties(std::make_unique<juce::ApplicationProperties>()) {
   appProperties->setStorageParameters(settingsOptions());
+  const juce::PropertySet& ownSettings = *appProperties->getUserSettings();
   const std::unique_ptr<juce::PropertiesFile> lastUserSettings = openLastUserSettings();
-  const juce::PropertySet& settings =
-      lastUserSettings ? *lastUserSettings : *appProperties->getUserSettings();
+  const juce::PropertySet& settings = lastUserSettings ? *lastUserSettings : ownSettings;
   configure();
   publishNumbers(settings);
   startLIPCSession(cStartDelayMS);

@@ -19,6 +19,7 @@ float derived(float level, float state, int type = cMixEngine, bool hasBlock = t
   target[59] = level;
   target[60] = state;
   Vexo::Settings::IPCProcessor processor("derives", 48000.0F, 64);
+  EXPECT_EQ(processor.mixEngineState, 0.0F);
   processor.mixEngineState = 7.0F;
   std::vector<float> own(128, 1.0F);
   processor.updateOutput(LIPC::ClientID("mixer"), type, nullptr, 0, 64, own.data(),
