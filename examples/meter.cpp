@@ -135,7 +135,11 @@ int main(int argc, char** argv) {
   app.add_option("--seconds", options.seconds, "Seconds of audio to hear; 0 is until Ctrl-C")
       ->check(CLI::NonNegativeNumber)
       ->capture_default_str();
-  CLI11_PARSE(app, argc, argv);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? 0 : 2;
+  }
   std::setvbuf(stdout, nullptr, _IOLBF, 0);
   examples::stopOnSignals();
   try {

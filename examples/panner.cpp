@@ -72,7 +72,11 @@ int main(int argc, char** argv) {
   CLI::App app("Sends one channel to the session's mixing engine.", "panner");
   std::string id = "panner";
   app.add_option("--id", id, "ID of this client")->capture_default_str();
-  CLI11_PARSE(app, argc, argv);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? 0 : 2;
+  }
   std::setvbuf(stdout, nullptr, _IOLBF, 0);
   examples::stopOnSignals();
 

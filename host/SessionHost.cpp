@@ -50,8 +50,10 @@ SessionHost::SessionHost(const HostOptions& options, EventSink sink)
   for (const auto* handle : {&mRegistration, &mRegistrationEnded, &mClientsCanRegister})
     requireOpen(**handle);
   requireOpen(LIPC::SemaphoreHandle(table.newAudioDataSemaphore));
-  mAudio = std::make_unique<AudioCycle>(
-      table.newAudioDataSemaphore, [this](const std::string& text) { reportFromThread(text); });
+  if (!options.faults.noAudio) {
+    mAudio = std::make_unique<AudioCycle>(
+        table.newAudioDataSemaphore, [this](const std::string& text) { reportFromThread(text); });
+  }
   if (options.faults.holdLock) mClientsCanRegister->try_wait();
   if (options.faults.fillTable) fillTable();
   mTableWatch = std::make_unique<TableWatch>(table, mSink);
@@ -145,15 +147,15 @@ void SessionHost::answerRequest() {
   if (id.isDefined()) {
     if (isJoin) {
       note(mConnections->merge(id));
-      if (!mOptions.faults.noAudio) mAudio->add(id);
+      if (mAudio) mAudio->add(id);
       mTableWatch->noteJoined(id);
     } else {
       freeRows(id);
-      mAudio->remove(id);
+      if (mAudio) mAudio->remove(id);
       note(mConnections->reap(id));  // a leaver that dies now has nothing left to withdraw
       mTableWatch->noteLeft(id, Event::Kind::eLeft);
     }
-    mAudio->setConnections(mConnections->current());
+    if (mAudio) mAudio->setConnections(mConnections->current());
   }
   mRegistrationEnded->post();
   freeLock();

@@ -30,7 +30,7 @@ namespace host {
 ///   registration thread   answers joins and leaves as their semaphore is posted
 ///   watch thread          every 100 ms: changes in the table and in the connections; every 500 ms:
 ///                         lost clients and a registration lock that nobody gives back
-///   audio thread          carries the clients' audio, woken by them
+///   audio thread          carries the clients' audio, woken by them; not with the fault noAudio
 ///   cycle thread          drives the loaded libraries' processors
 ///
 /// One lock guards the table's rows, the connections and the watches against each other within the
@@ -58,8 +58,10 @@ class SessionHost {
 
   LIPC::SessionBuffer& session() { return mSegments->session(); }
   std::vector<LIPC::Connection> connections();
-  /// What became of each client's blocks since it joined. Not after `stop`.
-  std::vector<AudioCycle::ClientCounters> audioCounters() { return mAudio->counters(); }
+  /// What became of each client's blocks since it joined. Empty after `stop` and without audio.
+  std::vector<AudioCycle::ClientCounters> audioCounters() {
+    return mAudio ? mAudio->counters() : std::vector<AudioCycle::ClientCounters>();
+  }
 
  private:
   void fillTable();

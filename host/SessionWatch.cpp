@@ -21,7 +21,7 @@ void SessionHost::watch() {
   for (int looks = 0; sleepUnlessStopped(cLookInterval); ++looks) {
     const std::lock_guard lock(mMutex);
     mTableWatch->look();
-    mAudio->setConnections(mConnections->current());
+    if (mAudio) mAudio->setConnections(mConnections->current());
     if (looks % cLooksPerClientCheck != 0) continue;
     watchClients();
     if (looks > 0 && looks % cLooksPerRefresh == 0) refreshKeyFiles();
@@ -39,7 +39,7 @@ void SessionHost::watchClients() {
     if (isLost(id)) lost.push_back(id);
   }
   mClientWatch.keepOnly(present);
-  mAudio->keepOnly(present);
+  if (mAudio) mAudio->keepOnly(present);
   for (const ClientID& id : lost)
     reap(id);
 }
@@ -58,7 +58,7 @@ void SessionHost::reap(const ClientID& id) {
   if (!mClientsCanRegister->try_wait()) return;  // the next look comes soon
   if (isLost(id)) {
     freeRows(id);
-    mAudio->remove(id);
+    if (mAudio) mAudio->remove(id);
     note(mConnections->reap(id));
     LIPC::removeRemains(id);
     mTableWatch->noteLeft(id, Event::Kind::eLost);

@@ -2,6 +2,7 @@
 
 #include <fmt/core.h>
 
+#include "lipc/session/SessionNames.h"
 #include "tools/Commands.h"
 #include "tools/ExitStatus.h"
 
@@ -10,7 +11,9 @@ int main(int argc, char** argv) {
       "Runs a reference session host, shows the session that is alive on this machine, and lists "
       "the speaker layouts.",
       "lipc");
-  app.require_subcommand(1);
+  app.require_subcommand(0, 1);  // none is an error too, but not before an unknown word is
+  app.set_version_flag("--version",
+                       fmt::format("lipc {}, protocol {}", LIPC_VERSION, LIPC::cProtocolVersion));
   app.failure_message(CLI::FailureMessage::help);
   int status = tools::eExitOK;
   tools::addHostCommand(app, status);
@@ -19,6 +22,7 @@ int main(int argc, char** argv) {
   tools::addLayoutsCommand(app, status);
   try {
     app.parse(argc, argv);
+    if (app.get_subcommands().empty()) throw CLI::RequiredError("A subcommand");
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? tools::eExitOK : tools::eExitUsage;
   } catch (const std::exception& error) {
