@@ -97,8 +97,8 @@ class SessionHost {
   std::unique_ptr<LIPC::SemaphoreHandle> mRegistration;
   std::unique_ptr<LIPC::SemaphoreHandle> mRegistrationEnded;
   std::unique_ptr<LIPC::SemaphoreHandle> mClientsCanRegister;
-  std::unique_ptr<AudioCycle> mAudio;
   std::mutex mMutex;
+  std::unique_ptr<AudioCycle> mAudio;
   std::unique_ptr<TableWatch> mTableWatch;
   ClientWatch mClientWatch;
   LockWatch mLockWatch;

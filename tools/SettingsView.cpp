@@ -1,10 +1,12 @@
 #include "tools/SettingsView.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <fstream>
 #include <map>
 #include <optional>
 #include <sstream>
+#include <string_view>
 
 #include <boost/property_tree/xml_parser.hpp>
 
@@ -17,9 +19,10 @@ namespace {
 using Values = std::map<std::string, std::string>;
 using Vexo::Settings::PublishedSetting;
 
-/// A settings file has a few kilobytes. The parser descends into nested elements by recursion,
-/// which this bounds.
+/// A settings file has a few kilobytes and a tag for each key. The parser descends into nested
+/// elements by recursion, which the number of tags bounds.
 constexpr std::size_t cLargestSettingsFile = 128 * 1024;
+constexpr std::ptrdiff_t cMostTags = 1000;
 
 /// The keys and values of a settings file; none when it is missing or cannot be parsed, which is
 /// how the settings client reads such a file too.
@@ -27,7 +30,9 @@ Values readSettingsFile(const std::string& path) {
   namespace ptree = boost::property_tree;
   std::stringstream text;
   text << std::ifstream(path).rdbuf();
-  if (text.view().size() > cLargestSettingsFile) return {};
+  const std::string_view all = text.view();
+  if (all.size() > cLargestSettingsFile) return {};
+  if (std::count(all.begin(), all.end(), '<') > cMostTags) return {};
   ptree::ptree document;
   try {
     ptree::read_xml(text, document);

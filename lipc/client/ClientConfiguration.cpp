@@ -42,7 +42,7 @@ void Client::configSetClientID(const char* id) {
   const ClientID editedID(mConfig.setID(requested));  // another one after a second call
   for (Connection& connection : mConnections) {
     connection.replace(activeID, newID);
-    connection.replace(editedID, newID);
+    if (!(editedID == activeID)) connection.replace(editedID, newID);
   }
 }
 

@@ -70,10 +70,18 @@ Client::Attempt Client::attemptJoin() {
   }
   takeUniqueName(session);
   PublishedConnections published(self.id);
-  published.publish(resolveConnections());
+  const std::list<Connection> connections = resolveConnections();
+  // A client that is stopped in its join for so long that the host gives its lock away loses the
+  // list with its name: what stands under the name by then is another's.
+  const auto isStillItsOwn = [&] {
+    if (mAttachment.holdsItsName()) return true;
+    published.keep();
+    return false;
+  };
+  if (!isStillItsOwn()) return Attempt::eNotNow;
+  published.publish(connections);
   markJoinedInParameters();
-  // A client that was stopped until here for so long that the host gave its lock away.
-  if (!row->isFree() || !mAttachment.holdsItsName()) return Attempt::eNotNow;
+  if (!isStillItsOwn() || !row->isFree()) return Attempt::eNotNow;
   join.fillRow(*row, configGetName(), mOfflineParameters, mStrings);
   mClientIndex = session.getClientIndex(self.id);
   join.attachPannerValues();

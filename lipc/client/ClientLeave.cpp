@@ -63,9 +63,13 @@ bool Client::isAudioThreadOut() {
 /// waits, so it looks again after each wait. Without its row alone, which somebody freed, it has
 /// nothing to ask the host for.
 void Client::leaveSession(SessionBuffer& session) {
-  if (!mAttachment.holdsItsName()) return;
   const ClientID ownID(mConnectID);
+  if (!mAttachment.holdsItsName()) {
+    mClientIndex = -1;
+    return;
+  }
   if (!hasRow(session)) {
+    mClientIndex = -1;
     keepConnections(session);
     return PublishedConnections::withdraw(ownID);
   }

@@ -26,28 +26,28 @@ ConfigBlocks::ConfigBlocks(std::string firstID, std::string secondID) {
 }
 
 void ConfigBlocks::beginEdit() {
-  prepare();
+  if (mEditDepth == 0 && !mIsBegun) edit() = active();
   ++mEditDepth;
 }
 
-/// Before a change, or a series of them: the edit block starts as a copy of the active one.
-void ConfigBlocks::prepare() {
-  if (mEditDepth == 0 && !mConfigChanged) edit() = active();
-}
-
-void ConfigBlocks::markChanged() {
-  prepare();
-  mConfigChanged = true;
+/// The edit block, for a change. Outside of an edit the first begins one of its own.
+ClientConfig& ConfigBlocks::changing() {
+  if (mEditDepth == 0 && !mIsBegun) {
+    edit() = active();
+    mIsBegun = true;
+  }
+  return edit();
 }
 
 std::string ConfigBlocks::setID(const std::string& newID) {
-  markChanged();
-  return std::exchange(edit().clientID, newID);
+  mConfigChanged = true;
+  return std::exchange(changing().clientID, newID);
 }
 
 bool ConfigBlocks::endEdit() {
   if (mEditDepth == 0 || --mEditDepth > 0) return false;
   flip();
+  mIsBegun = false;
   return std::exchange(mConfigChanged, false);
 }
 
@@ -64,35 +64,34 @@ bool ConfigBlocks::setChannelCounts(std::uint16_t inputs, std::uint16_t outputs,
 }
 
 void ConfigBlocks::resetOutputRouting() {
-  prepare();
-  setIdentity(edit().outputRouting);
+  setIdentity(changing().outputRouting);
 }
 
 void ConfigBlocks::replaceID(const std::string& newID) {
   const std::string oldID = active().clientID;
-  if (mEditDepth == 0) {
-    const ClientConfig changed = edit();
+  if (mEditDepth > 0) {
+    mConfigChanged = true;  // it may join under the old ID before the edit ends
+  } else {
+    const ClientConfig begun = edit();
     edit() = active();
     edit().clientID = newID;
     flip();
-    if (!mConfigChanged) return;
-    edit() = changed;  // still to be published
+    if (!mIsBegun) return;
+    edit() = begun;
   }
   if (edit().clientID == oldID) edit().clientID = newID;
 }
 
 bool ConfigBlocks::setInputs(std::uint16_t count) {
-  prepare();
-  if (edit().inputChannelCount == count) return false;
-  edit().inputChannelCount = count;
+  if (current().inputChannelCount == count) return false;
+  changing().inputChannelCount = count;
   mConfigChanged = true;
   return true;
 }
 
 bool ConfigBlocks::setOutputs(std::uint16_t count) {
-  prepare();
-  if (edit().outputChannelCount == count) return false;
-  edit().outputChannelCount = count;
+  if (current().outputChannelCount == count) return false;
+  changing().outputChannelCount = count;
   edit().outputRouting.resize(count);
   setIdentity(edit().outputRouting);
   mConfigChanged = true;

@@ -27,8 +27,8 @@ struct ClientConfig {
 ///   setters             change the edit block and mark it changed
 ///   endEdit, outermost  makes the edit block the active one
 ///
-/// A change outside of them begins an edit of its own, which the next endEdit publishes: the change
-/// copies the active block, and the beginEdit that follows does not.
+/// A change outside of them begins an edit of its own, which the next endEdit publishes: it copies
+/// the active block, and the beginEdit that follows does not.
 ///
 /// Threads: none of its own. The client's edit lock guards every call but Pin and
 /// activeOutputChannelCount, which are the audio thread's and take no lock.
@@ -39,6 +39,7 @@ class ConfigBlocks {
 
   const ClientConfig& active() const { return mConfig[mActive]; }
   ClientConfig& active() { return mConfig[mActive]; }
+  const ClientConfig& edit() const { return mConfig[mEdit]; }
   ClientConfig& edit() { return mConfig[mEdit]; }
   bool isEditing() const { return mEditDepth > 0; }
 
@@ -46,8 +47,8 @@ class ConfigBlocks {
   /// True when this was the outermost end and something had changed. An end without a begin does
   /// nothing.
   bool endEdit();
-  /// Of something that is published together with the configuration.
-  void markChanged();
+  /// Of something beside the blocks that is published together with them.
+  void markChanged() { mConfigChanged = true; }
 
   /// Sets the edit block's ID, marks it changed and returns the ID before.
   std::string setID(const std::string& newID);
@@ -86,7 +87,9 @@ class ConfigBlocks {
 
   bool setInputs(std::uint16_t count);
   bool setOutputs(std::uint16_t count);
-  void prepare();
+  /// What a change is compared with.
+  const ClientConfig& current() const { return mEditDepth > 0 || mIsBegun ? edit() : active(); }
+  ClientConfig& changing();
   void flip();
 
   ClientConfig mConfig[cBlockCount];
@@ -96,6 +99,7 @@ class ConfigBlocks {
   std::atomic<std::uint16_t> mActiveOutputs{0};
   int mEditDepth = 0;
   bool mConfigChanged = false;
+  bool mIsBegun = false;  // the edit block has a change that was made outside of an edit
 };
 
 }  // namespace LIPC

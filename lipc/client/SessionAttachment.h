@@ -14,7 +14,8 @@ namespace LIPC {
 /// Everything that a client holds of a session: the table, the handles on its semaphores, the
 /// client's own segments. Filled by a join, released in one stated order by `release`.
 ///
-/// Threads: guarded by the client's mutex; only the auto-connect thread fills and releases it.
+/// Threads: guarded by the client's mutex; only the auto-connect thread fills and releases it, or
+/// whoever stops the client after that thread has ended.
 class SessionAttachment {
  public:
   SessionAttachment() = default;

@@ -318,10 +318,10 @@ TEST(ClientAudio, BlocksWithoutPauseGoWithEditsNamesAndRejoins) {
   TestHost host;
   AudioClient client("busy");
   ASSERT_TRUE(client.join());
-  std::atomic<bool> stop{false};
+  std::atomic<bool> stop{false}, stopAudio{false};
   std::thread audioThread([&] {
     Audio audio;
-    for (long long stamp = 0; !stop; stamp += cSamples)
+    for (long long stamp = 0; !stopAudio; stamp += cSamples)
       audio.trade(client, stamp);
   });
   std::thread otherThread([&] {  // also asks it to leave, as a host does
@@ -356,10 +356,14 @@ TEST(ClientAudio, BlocksWithoutPauseGoWithEditsNamesAndRejoins) {
     }
     EXPECT_TRUE(eventually(10s, [&] { return client.established > before; })) << round;
   }
-  EXPECT_TRUE(eventually(10s, [&] { return client.isConnected(); }));
   stop = true;
-  audioThread.join();
   otherThread.join();
+  EXPECT_TRUE(eventually(10s, [&] {  // the last round's channels
+    const ShmManagedOpen<LIPC::SHMSlices> ring("busy-send");
+    return client.isConnected() && ring.get() != nullptr && ring->slices[0].channelCount == 7;
+  }));
+  stopAudio = true;
+  audioThread.join();
   testing::internal::GetCapturedStdout();
   EXPECT_GT(client.getProcessCallCount(), 100U);
 }

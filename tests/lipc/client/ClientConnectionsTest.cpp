@@ -82,6 +82,9 @@ TEST(ClientConnections, ByATargetAloneEitherEndMatchesAndANewOneComesFromTheClie
   EXPECT_EQ(client.configEditConnection(cMixer).source, "new");
   EXPECT_EQ(client.configEditConnection(cUnset).source, "new");
   EXPECT_EQ(fromOther.target, "new") << "the others came along";
+  client.configSetClientID("newer");
+  EXPECT_EQ(fromOther.target, "newer") << "and again";
+  client.configSetClientID("new");
   client.configEndEdit();
   client.configGetEditClientID() = "edit";
   EXPECT_EQ(client.configEditConnection(ClientID("third")).source, "new");

@@ -47,6 +47,22 @@ TEST(ConfigBlocks, ChangesOutsideOfAnEditArePublishedByTheNextEnd) {
   EXPECT_EQ(config.active().outputRouting, (std::vector<std::int32_t>{0, 1, 2}));
 }
 
+TEST(ConfigBlocks, AChangeBesideTheBlocksLeavesTheActiveRoutingsEntries) {
+  ConfigBlocks config("a", "b");
+  config.beginEdit();
+  config.setChannelCounts(0, 2, cBoth);
+  config.endEdit();
+  config.markChanged();
+  config.active().outputRouting[0] = -1;
+  config.beginEdit();
+  EXPECT_TRUE(config.endEdit());
+  EXPECT_EQ(config.active().outputRouting, (std::vector<std::int32_t>{-1, 1}));
+  config.resetOutputRouting();
+  config.beginEdit();
+  EXPECT_FALSE(config.endEdit()) << "a reset alone is no change";
+  EXPECT_EQ(config.active().outputRouting, (std::vector<std::int32_t>{0, 1}));
+}
+
 TEST(ConfigBlocks, TheModeDecidesWhichCountsThereAre) {
   ConfigBlocks config("a", "b");
   for (const std::uint32_t mode : {0U, 4U, 8U}) {
