@@ -249,6 +249,10 @@ TEST(Audio, OfAPannerReachesItsMixEngineByTheRuleAndStaysCutThroughTheRejoin) {
     return std::abs(peakOf(mixer.output()) - -12.04F) < 0.01F;
   })) << mixer.output();
 
+  // A controller writes into its row.
+  LIPC::storeRelaxed(host->session().getClientEntry("panner")->offlineParameters[110], 45.0F);
+  EXPECT_TRUE(panner.waitForLine("parameter 110 is now 45", 5s)) << panner.output();
+
   {  // somebody cuts it in the session's own list
     boost::interprocess::managed_shared_memory pool(boost::interprocess::open_only,
                                                     LIPC::cConnectionPoolSegment);
