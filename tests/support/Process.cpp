@@ -51,6 +51,9 @@ Process::~Process() {
 
 void Process::signal(int number) const {
   kill(mPid, number);
+  if (number != SIGSTOP) return;
+  siginfo_t info;
+  waitid(P_PID, static_cast<id_t>(mPid), &info, WSTOPPED | WEXITED | WNOWAIT);
 }
 
 void Process::send(const std::string& line) const {

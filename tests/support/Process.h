@@ -19,6 +19,7 @@ class Process {
   Process(const Process&) = delete;
   Process& operator=(const Process&) = delete;
 
+  /// After SIGSTOP it has stopped when this returns.
   void signal(int number) const;
   /// Writes a line to its standard input.
   void send(const std::string& line) const;
