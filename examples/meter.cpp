@@ -10,7 +10,7 @@
 #include <CLI/CLI.hpp>
 
 #include "examples/BlockClock.h"
-#include "examples/Stop.h"
+#include "examples/Program.h"
 #include "examples/WavFile.h"
 #include "lipc/client/Client.h"
 #include "lipc/util/Levels.h"
@@ -23,9 +23,7 @@ struct Options {
   std::string type = "METR";
   std::string wav;
   int channels = 2;
-  int blockSize = 256;
-  double speed = 1.0;
-  double seconds = 0.0;
+  examples::Timing timing;
 };
 
 std::uint32_t codeOf(const std::string& type) {
@@ -93,21 +91,15 @@ void listen(const Options& options) {
   }
   Meter meter(options);
   Display display(options.channels);
-  std::vector<std::vector<float>> audio(
-      static_cast<std::size_t>(options.channels),
-      std::vector<float>(static_cast<std::size_t>(options.blockSize)));
-  std::vector<float*> channels;
-  for (std::vector<float>& channel : audio)
-    channels.push_back(channel.data());
-
-  examples::BlockClock clock(options.blockSize, options.speed);
-  const double blocks = options.seconds * examples::BlockClock::cSampleRate / options.blockSize;
-  for (double block = 0; !examples::sStop && (options.seconds <= 0 || block < blocks); ++block) {
-    meter.processLIPC(channels.data(), options.blockSize, 0, 0, clock.wait(), nullptr, 0, nullptr,
-                      0, false);
+  const examples::Timing& timing = options.timing;
+  examples::Buffers buffers(options.channels, timing.blockSize);
+  examples::BlockClock clock(timing.blockSize, timing.speed);
+  for (long long block = 0; timing.goesOnTo(block); ++block) {
+    meter.processLIPC(buffers.pointers.data(), timing.blockSize, 0, 0, clock.wait(), nullptr, 0,
+                      nullptr, 0, false);
     if (!meter.isConnected()) continue;  // the buffers were not touched
-    display.add(channels, options.blockSize);
-    if (wav) wav->write(channels, options.blockSize);
+    display.add(buffers.pointers, timing.blockSize);
+    if (wav) wav->write(buffers.pointers, timing.blockSize);
   }
 }
 
@@ -125,23 +117,9 @@ int main(int argc, char** argv) {
   app.add_option("--channels", options.channels, "Channels")
       ->check(CLI::Range(1, 64))
       ->capture_default_str();
-  app.add_option("--block", options.blockSize, "Samples per block")
-      ->check(CLI::Range(3, 1024))
-      ->capture_default_str();
   app.add_option("--wav", options.wav, "Also write what it hears to this file")->type_name("FILE");
-  app.add_option("--speed", options.speed, "1 is real time, 0 as fast as it goes")
-      ->check(CLI::NonNegativeNumber)
-      ->capture_default_str();
-  app.add_option("--seconds", options.seconds, "Seconds of audio to hear; 0 is until Ctrl-C")
-      ->check(CLI::NonNegativeNumber)
-      ->capture_default_str();
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? 0 : 2;
-  }
-  std::setvbuf(stdout, nullptr, _IOLBF, 0);
-  examples::stopOnSignals();
+  options.timing.addTo(app);
+  examples::begin(app, argc, argv);
   try {
     listen(options);
   } catch (const std::exception& error) {

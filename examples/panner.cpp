@@ -15,7 +15,7 @@
 #include <CLI/CLI.hpp>
 
 #include "examples/BlockClock.h"
-#include "examples/Stop.h"
+#include "examples/Program.h"
 #include "lipc/client/Client.h"
 
 namespace {
@@ -72,13 +72,7 @@ int main(int argc, char** argv) {
   CLI::App app("Sends one channel to the session's mixing engine.", "panner");
   std::string id = "panner";
   app.add_option("--id", id, "ID of this client")->capture_default_str();
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? 0 : 2;
-  }
-  std::setvbuf(stdout, nullptr, _IOLBF, 0);
-  examples::stopOnSignals();
+  examples::begin(app, argc, argv);
 
   Panner panner(id);
   examples::BlockClock clock(cBlockSize, 1.0);

@@ -13,7 +13,7 @@
 #include <CLI/CLI.hpp>
 
 #include "examples/BlockClock.h"
-#include "examples/Stop.h"
+#include "examples/Program.h"
 #include "lipc/client/Client.h"
 #include "lipc/util/Levels.h"
 
@@ -25,11 +25,9 @@ struct Options {
   std::string id = "tone";
   std::string target = "meter";
   int channels = 2;
-  int blockSize = 256;
   float frequency = 440.0F;
   float levelDB = -12.0F;
-  double speed = 1.0;
-  double seconds = 0.0;
+  examples::Timing timing;
 };
 
 class Tone final : public LIPC::Client {
@@ -67,21 +65,15 @@ void fill(std::vector<float>& samples, const Options& options, int channel, long
 
 void play(const Options& options) {
   Tone tone(options);
-  std::vector<std::vector<float>> audio(
-      static_cast<std::size_t>(options.channels),
-      std::vector<float>(static_cast<std::size_t>(options.blockSize)));
-  std::vector<float*> channels;
-  for (std::vector<float>& channel : audio)
-    channels.push_back(channel.data());
-
-  examples::BlockClock clock(options.blockSize, options.speed);
-  const double blocks = options.seconds * examples::BlockClock::cSampleRate / options.blockSize;
-  for (double block = 0; !examples::sStop && (options.seconds <= 0 || block < blocks); ++block) {
+  const examples::Timing& timing = options.timing;
+  examples::Buffers buffers(options.channels, timing.blockSize);
+  examples::BlockClock clock(timing.blockSize, timing.speed);
+  for (long long block = 0; timing.goesOnTo(block); ++block) {
     const long long stamp = clock.wait();
     for (int c = 0; c < options.channels; ++c)
-      fill(audio[static_cast<std::size_t>(c)], options, c, stamp);
-    tone.processLIPC(channels.data(), options.blockSize, options.channels, 0, stamp, nullptr, 0,
-                     nullptr, 0, false);
+      fill(buffers.samples[static_cast<std::size_t>(c)], options, c, stamp);
+    tone.processLIPC(buffers.pointers.data(), timing.blockSize, options.channels, 0, stamp, nullptr,
+                     0, nullptr, 0, false);
   }
 }
 
@@ -95,23 +87,9 @@ int main(int argc, char** argv) {
   app.add_option("--channels", options.channels, "Channels; channel n has n times the frequency")
       ->check(CLI::Range(1, LIPC::Connection::cWireCount))
       ->capture_default_str();
-  app.add_option("--block", options.blockSize, "Samples per block")
-      ->check(CLI::Range(3, 1024))
-      ->capture_default_str();
   app.add_option("--frequency", options.frequency, "Hz")->capture_default_str();
   app.add_option("--level", options.levelDB, "Amplitude in dB")->capture_default_str();
-  app.add_option("--speed", options.speed, "1 is real time, 0 as fast as it goes")
-      ->check(CLI::NonNegativeNumber)
-      ->capture_default_str();
-  app.add_option("--seconds", options.seconds, "Seconds of audio to send; 0 is until Ctrl-C")
-      ->check(CLI::NonNegativeNumber)
-      ->capture_default_str();
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? 0 : 2;
-  }
-  std::setvbuf(stdout, nullptr, _IOLBF, 0);
-  examples::stopOnSignals();
+  options.timing.addTo(app);
+  examples::begin(app, argc, argv);
   play(options);
 }

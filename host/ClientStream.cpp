@@ -4,6 +4,7 @@
 #include <cstring>
 #include <limits>
 
+#include "lipc/realtime/BlockExchange.h"
 #include "lipc/session/SessionNames.h"
 #include "lipc/util/SharedWord.h"
 
@@ -13,8 +14,7 @@ namespace {
 using LIPC::loadAcquire;
 using LIPC::SHMSliceBuffer;
 
-/// Blocks after which the client looks for an answer.
-constexpr unsigned cLatencyBlocks = 4;
+constexpr unsigned cLatencyBlocks = LIPC::BlockExchange::cLatencyBlocks;
 /// Stamps beyond this are nobody's; within it sums do not overflow.
 constexpr long long cLargestStamp = std::numeric_limits<long long>::max() / 4;
 
@@ -31,19 +31,13 @@ bool isStill(const SHMSliceBuffer& slice, long long stamp) {
 }  // namespace
 
 ClientStream::ClientStream(const LIPC::ClientID& id)
-    : mID(id),
-      mBuffer(id.text().c_str()),
+    : mBuffer(id.text().c_str()),
       mSendSegment((id.text() + LIPC::cSendSuffix).c_str()),
       mReturnSegment((id.text() + LIPC::cReturnSuffix).c_str()),
       mAnsweredUpTo(std::numeric_limits<long long>::min()) {
   if (mBuffer.get() == nullptr) return;
   mSend = {mSendSegment.get(), mSendSegment.mappedBytes()};
   mReturns = {mReturnSegment.get(), mReturnSegment.mappedBytes()};
-}
-
-unsigned ClientStream::channelsOf(const LIPC::MappedRing& ring) {
-  const auto* segment = &ring == &mSend ? &mSendSegment : &mReturnSegment;
-  return ring.isMapped() ? ring.samplesOf(*segment->get()->getSliceBuffer(0)).channelCount : 0;
 }
 
 void ClientStream::readNew(const std::function<bool(long long)>& wasMissed) {

@@ -42,12 +42,11 @@ class ClientStream {
 
   /// False when the client's segments could not be had.
   bool isAttached() const { return mSend.isMapped() && mReturns.isMapped(); }
-  const LIPC::ClientID& id() const { return mID; }
   const AudioCounters& counters() const { return mCounters; }
   Timeline& sent() { return mSent; }
   const Timeline& sent() const { return mSent; }
-  unsigned inputChannelCount() { return channelsOf(mSend); }
-  unsigned outputChannelCount() { return channelsOf(mReturns); }
+  unsigned inputChannelCount() const { return mSend.channelCount(); }
+  unsigned outputChannelCount() const { return mReturns.channelCount(); }
 
   /// Reads what the client has announced; `wasMissed` says of a stamp whether a listener was
   /// answered without it.
@@ -63,14 +62,12 @@ class ClientStream {
   long long answeredUpTo() const { return mAnsweredUpTo; }
 
  private:
-  unsigned channelsOf(const LIPC::MappedRing& ring);
   bool read(long long stamp);
   bool copyBlock(LIPC::SHMSliceBuffer& slice, Block& block);
   void countOverruns(long long stamp);
   bool fillSlot(const Block& block, const Fill& fill);
   long long age(const Block& block) const;
 
-  const LIPC::ClientID mID;
   LIPC::ShmManagedOpen<LIPC::ClientBuffer> mBuffer;
   LIPC::ShmManagedOpen<LIPC::SHMSlices> mSendSegment;
   LIPC::ShmManagedOpen<LIPC::SHMSlices> mReturnSegment;

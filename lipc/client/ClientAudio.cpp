@@ -77,7 +77,7 @@ void Client::exchangeBlock(const AudioBlock& block, bool waitForReturn) {
   {
     const ConfigBlocks::Pin config(mConfig);
     const ExchangeSetup setup{mClientType,
-                              {config->paddedID.data(), config->paddedID.size()},
+                              config->paddedID.data(),
                               config->inputChannelCount,
                               config->outputChannelCount,
                               config->outputRouting.data(),

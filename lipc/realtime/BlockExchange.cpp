@@ -34,15 +34,8 @@ float* channelOf(const AudioBlock& block, unsigned c) noexcept {
 }
 
 void writeSender(SHMSliceBuffer& slice, const ExchangeSetup& setup) noexcept {
-  constexpr std::size_t full = SHMSliceBuffer::cIDCharacters;
   slice.clientType = setup.clientType;
-  if (setup.clientID.size() >= full) {
-    std::memcpy(slice.clientID, setup.clientID.data(), full);  // of a fixed size: two instructions
-  } else {
-    const std::size_t length = setup.clientID.size();
-    std::memcpy(slice.clientID, setup.clientID.data(), length);
-    std::memset(slice.clientID + length, 0, full - length);
-  }
+  std::memcpy(slice.clientID, setup.clientID, SHMSliceBuffer::cIDCharacters);
   slice.terminator = '\0';
 }
 

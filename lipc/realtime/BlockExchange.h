@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <string_view>
 
 #include "lipc/realtime/MappedRing.h"
 #include "lipc/realtime/SemaphoreHandle.h"
@@ -31,7 +30,7 @@ struct AudioBlock {
 /// Who sends, and how many channels of what.
 struct ExchangeSetup {
   std::uint32_t clientType = 0;
-  std::string_view clientID;  // 64 characters are used; padded to as many it is copied faster
+  const char* clientID = nullptr;  // 64 characters, padded with NUL
   unsigned inputChannelCount = 0;
   unsigned outputChannelCount = 0;
   const std::int32_t* outputRouting = nullptr;  // per output a channel of the return ring, or -1

@@ -37,6 +37,8 @@ class MappedRing {
   SHMSliceBuffer* advance(long long t) noexcept LIPC_NONBLOCKING;
   /// The newest slice's stamp.
   long long newestStamp() const noexcept LIPC_NONBLOCKING;
+  /// Channels that can be reached in the first slice, for which the ring was made.
+  unsigned channelCount() const noexcept LIPC_NONBLOCKING;
   /// The samples of a slice of this ring.
   SliceSamples samplesOf(SHMSliceBuffer& slice) const noexcept LIPC_NONBLOCKING;
   /// Zeroes the parameters and samples of all slices, as SHMSlices::clear does.
@@ -79,6 +81,10 @@ inline SliceSamples MappedRing::samplesOf(SHMSliceBuffer& slice) const noexcept 
   const auto room = static_cast<std::size_t>(bytes - offset) / sizeof(SHMChannel);
   const auto count = std::min<std::size_t>(loadRelaxed(slice.channelCount), room);
   return {reinterpret_cast<float*>(base + offset), static_cast<unsigned>(count)};
+}
+
+inline unsigned MappedRing::channelCount() const noexcept {
+  return isMapped() ? samplesOf(*mRing->getSliceBuffer(0)).channelCount : 0;
 }
 
 }  // namespace LIPC

@@ -30,7 +30,7 @@ using namespace std::chrono_literals;
 using LIPC::ClientID;
 
 constexpr int cMostChannels = 16;
-constexpr int cLatencyBlocks = 4;
+constexpr int cLatencyBlocks = LIPC::BlockExchange::cLatencyBlocks;
 
 /// Whole numbers below 2^24 are exact. 0 is none of them.
 float sampleOf(int channel, long long t) {

@@ -69,7 +69,7 @@ class BlockExchange : public testing::Test {
     exchange.attach(toHost.mapped(), fromHost.mapped(), queue, newData);
   }
   ExchangeSetup setup(unsigned inputs, unsigned outputs) const {
-    return {0x54455354, id, inputs, outputs, routing.data(), routing.size()};
+    return {0x54455354, id.data(), inputs, outputs, routing.data(), routing.size()};
   }
   AudioBlock block(long long stamp, int count = 256) {
     return {channels, count, 2, stamp, parameters, 172, returned, 172};

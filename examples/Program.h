@@ -1,0 +1,68 @@
+#pragma once
+
+#include <atomic>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+
+#include "examples/BlockClock.h"
+
+namespace examples {
+
+inline std::atomic<bool> sStop{false};
+
+/// What every example begins with: reads the command line, and ends the program on a wrong one
+/// (status 2) or after a request for help. From then on lines are printed at once, and Ctrl-C and a
+/// kill set `sStop`, so that the program leaves the session in order.
+inline void begin(CLI::App& app, int argc, char** argv) {
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    std::exit(app.exit(error) == 0 ? 0 : 2);
+  }
+  std::setvbuf(stdout, nullptr, _IOLBF, 0);
+  for (const int signal : {SIGINT, SIGTERM})
+    std::signal(signal, [](int) { sStop = true; });
+}
+
+/// How an example plays: options that all of them share.
+struct Timing {
+  int blockSize = 256;  // samples
+  double speed = 1.0;
+  double seconds = 0.0;
+
+  void addTo(CLI::App& app) {
+    app.add_option("--block", blockSize, "Samples per block")
+        ->check(CLI::Range(3, 1024))
+        ->capture_default_str();
+    app.add_option("--speed", speed, "1 is real time, 0 as fast as it goes")
+        ->check(CLI::NonNegativeNumber)
+        ->capture_default_str();
+    app.add_option("--seconds", seconds, "Seconds of audio; 0 is until Ctrl-C")
+        ->check(CLI::NonNegativeNumber)
+        ->capture_default_str();
+  }
+  /// Whether the n-th block, from 0, is still to be played.
+  bool goesOnTo(long long n) const {
+    const double end = seconds * BlockClock::cSampleRate;
+    return !sStop && (seconds <= 0 || static_cast<double>(n * blockSize) < end);
+  }
+};
+
+/// A buffer for each channel, and what processLIPC wants of them.
+struct Buffers {
+  Buffers(int channels, int blockSize)
+      : samples(static_cast<std::size_t>(channels),
+                std::vector<float>(static_cast<std::size_t>(blockSize))) {
+    for (std::vector<float>& channel : samples)
+      pointers.push_back(channel.data());
+  }
+
+  std::vector<std::vector<float>> samples;
+  std::vector<float*> pointers;
+};
+
+}  // namespace examples
