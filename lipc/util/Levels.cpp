@@ -8,7 +8,7 @@ namespace LIPC {
 namespace {
 
 constexpr float cFloordB = -144.0f;
-constexpr float cFloorAmplitude = 6.309576e-8f;  // what single precision makes of 10^-7.2, not its nearest float
+constexpr float cFloorAmplitude = 6.309576e-8f;  // 10^-7.2 as single precision computes it
 
 constexpr unsigned int cLastPTGainStep = 1023;
 constexpr float cPTGainUnity = 0.75f;
