@@ -2,8 +2,7 @@
 
 #include <algorithm>
 #include <exception>
-
-#include <boost/interprocess/shared_memory_object.hpp>
+#include <system_error>
 
 #include "lipc/session/SessionNames.h"
 
@@ -12,7 +11,17 @@ namespace host {
 namespace bip = boost::interprocess;
 using LIPC::ClientID;
 using LIPC::Connection;
+using LIPC::ConnectionPool;
 using LIPC::SharedConnectionList;
+
+namespace {
+
+template <class Ends>
+bool hasEnds(const Connection& connection, const Ends& ends) {
+  return connection.source == ends.first && connection.target == ends.second;
+}
+
+}  // namespace
 
 SessionConnections::SessionConnections() {
   create();
@@ -20,123 +29,137 @@ SessionConnections::SessionConnections() {
 
 SessionConnections::~SessionConnections() {
   mPool.reset();
-  bip::shared_memory_object::remove(LIPC::cConnectionPoolSegment);
+  ConnectionPool::remove();
 }
 
 void SessionConnections::create() {
   mPool.reset();
-  bip::shared_memory_object::remove(LIPC::cConnectionPoolSegment);
-  mPool = std::make_unique<bip::managed_shared_memory>(
-      bip::create_only, LIPC::cConnectionPoolSegment, cPoolBytes, nullptr, bip::permissions(0666));
-  mList = mPool->construct<SharedConnectionList>(LIPC::cConnectionListName)(
-      mPool->get_segment_manager());
-  mList->assign(mMirror.begin(), mMirror.end());
+  ConnectionPool::remove();
+  mPool = std::make_unique<ConnectionPool>(ConnectionPool::create(cPoolBytes));
+  mPool->change([&](LIPC::PoolManager& manager) {
+    mList = manager.construct<SharedConnectionList>(LIPC::cConnectionListName)(&manager);
+    for (const Connection& connection : mMirror)
+      mList->push_back(connection);
+  });
 }
 
-/// Runs an operation on the pool; makes the pool anew when its lock is not to be had.
+/// Runs an operation with the pool's lock held, when pool and list are whole; makes the pool anew
+/// when they are not, or when the lock is not to be had.
 template <class Operation>
 std::string SessionConnections::mended(Operation operation) {
   try {
     if (!mPool) create();
-    return operation();
+    mPool->change([&](LIPC::PoolManager& manager) {
+      mPool->requireWhole(*mList);
+      operation(manager);
+    });
+    return {};
   } catch (const bip::bad_alloc&) {
     return "the connection pool is full: connections were left out";
   } catch (const bip::interprocess_exception& error) {
+    return renew(error.what());
+  } catch (const std::system_error& error) {
     return renew(error.what());
   }
 }
 
 std::string SessionConnections::renew(const char* reason) {
+  const std::string why = reason;
   try {
     create();
     mRenewed = true;
-    return std::string("the connection pool was made anew (") + reason + ")";
+    return "the connection pool was made anew (" + why + ")";
   } catch (const std::exception& error) {
     mPool.reset();
     return std::string("there is no connection pool, and none can be made: ") + error.what();
   }
 }
 
+/// What the client had published before and does not publish now goes: it may have died and come
+/// back before anybody noticed.
 std::string SessionConnections::merge(const ClientID& id) {
-  return mended([&] { return mergeList(id); });
-}
-
-std::string SessionConnections::mergeList(const ClientID& id) {
-  const auto* own = mPool->find<SharedConnectionList>(id.text().c_str()).first;
-  std::vector<Ends>& published = mPublished[id];
-  published.clear();
-  if (own == nullptr) return {};
-  std::vector<Connection> connections;
-  LIPC::forEachConnection(*mPool, *own,
-                          [&](const Connection& connection) { connections.push_back(connection); });
-  for (const Connection& connection : connections) {
-    if (!connection.isDefined()) continue;
-    put(connection);
-    published.emplace_back(connection.source, connection.target);
-  }
-  return {};
+  const std::vector<Ends> gone = forget(id);
+  return mended([&](LIPC::PoolManager& manager) {
+    const std::string name = id.text();
+    const auto* own = manager.find<SharedConnectionList>(name.c_str()).first;
+    std::vector<Connection> connections;
+    if (own != nullptr) {
+      mPool->requireWhole(*own);
+      LIPC::forEachConnection(*mPool, *own, [&](const Connection& connection) {
+        if (connection.isDefined()) connections.push_back(connection);
+      });
+    }
+    erase(gone);
+    for (const Connection& connection : connections) {
+      put(connection);
+      mPublished[id].emplace_back(connection.source, connection.target);
+    }
+  });
 }
 
 void SessionConnections::put(const Connection& connection) {
   const auto isSame = [&](const Connection& held) { return haveSameEnds(held, connection); };
-  const auto known = std::find_if(mMirror.begin(), mMirror.end(), isSame);
-  if (known == mMirror.end()) {
-    mList->push_back(connection);
-    mMirror.push_back(connection);
-    return;
-  }
-  *known = connection;
   const auto shared = std::find_if(mList->begin(), mList->end(), isSame);
-  if (shared != mList->end()) *shared = connection;
+  if (shared != mList->end()) {
+    *shared = connection;
+  } else {
+    mList->push_back(connection);
+  }
+  const auto known = std::find_if(mMirror.begin(), mMirror.end(), isSame);
+  if (known != mMirror.end()) {
+    *known = connection;
+  } else {
+    mMirror.push_back(connection);
+  }
 }
 
 std::string SessionConnections::takeOut(const ClientID& id) {
-  const auto own = mPublished.find(id);
-  if (own == mPublished.end()) return {};
-  const std::vector<Ends> published = std::move(own->second);
-  mPublished.erase(own);
-  return mended([&] {
-    for (const Ends& ends : published) {
-      const bool isHeld = std::any_of(mPublished.begin(), mPublished.end(), [&](const auto& other) {
-        return std::find(other.second.begin(), other.second.end(), ends) != other.second.end();
-      });
-      if (!isHeld) erase(ends);
-    }
-    return std::string();
-  });
+  const std::vector<Ends> gone = forget(id);
+  if (gone.empty()) return {};
+  return mended([&](LIPC::PoolManager&) { erase(gone); });
 }
 
-void SessionConnections::erase(const Ends& ends) {
-  const auto isIt = [&](const Connection& connection) {
-    return connection.source == ends.first && connection.target == ends.second;
-  };
-  mMirror.erase(std::remove_if(mMirror.begin(), mMirror.end(), isIt), mMirror.end());
-  mList->remove_if(isIt);
+/// Forgets what the client had published, in the mirror too, and returns which connections nobody
+/// publishes any more.
+std::vector<SessionConnections::Ends> SessionConnections::forget(const ClientID& id) {
+  std::vector<Ends> gone;
+  const auto own = mPublished.find(id);
+  if (own == mPublished.end()) return gone;
+  const std::vector<Ends> published = std::move(own->second);
+  mPublished.erase(own);
+  for (const Ends& ends : published) {
+    const bool isHeld = std::any_of(mPublished.begin(), mPublished.end(), [&](const auto& other) {
+      return std::find(other.second.begin(), other.second.end(), ends) != other.second.end();
+    });
+    if (isHeld) continue;
+    gone.push_back(ends);
+    std::erase_if(mMirror, [&](const Connection& held) { return hasEnds(held, ends); });
+  }
+  return gone;
+}
+
+void SessionConnections::erase(const std::vector<Ends>& gone) {
+  for (const Ends& ends : gone)
+    mList->remove_if([&](const Connection& held) { return hasEnds(held, ends); });
 }
 
 std::string SessionConnections::reap(const ClientID& id) {
   const std::string note = takeOut(id);
-  const std::string listNote = mended([&] {
-    mPool->destroy<SharedConnectionList>(id.text().c_str());
-    return std::string();
-  });
+  const std::string listNote =
+      mended([&](LIPC::PoolManager&) { mPool->destroy(id.text().c_str()); });
   return note.empty() ? listNote : note;
 }
 
 std::vector<ClientID> SessionConnections::findOrphans(const LIPC::SessionBuffer& session,
                                                       std::string& note) {
   std::vector<ClientID> orphans;
-  auto collect = [&] {
-    for (auto it = mPool->named_begin(); it != mPool->named_end(); ++it) {
+  note = mended([&](LIPC::PoolManager& manager) {
+    for (auto it = manager.named_begin(); it != manager.named_end(); ++it) {
       const std::string name(it->name(), it->name_length());
       const ClientID id(name);
       const bool isRow = session.getClientIndex(id) < LIPC::cMaxClients;
       if (name != LIPC::cConnectionListName && !isRow) orphans.push_back(id);
     }
-  };
-  note = mended([&] {
-    mPool->atomic_func(collect);
-    return std::string();
   });
   return orphans;
 }

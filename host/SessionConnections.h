@@ -15,12 +15,14 @@ namespace host {
 /// it.
 ///
 /// Clients publish their connections in lists of their own; `merge` takes a client's list over into
-/// the session's, `takeOut` takes the client's connections out again. A connection stays for as
+/// the session's, in place of what this client had published before, `takeOut` takes the client's
+/// connections out again. A connection stays for as
 /// long as one of the clients that published it is in the session: its target may leave and come
 /// back without its source noticing.
 ///
 /// A process that died in the pool's lock, or a damaged pool, does not stop the host: the pool is
-/// made anew under the same name with the session's list as it was last known.
+/// made anew under the same name with the session's list as it was last known. The host finds its
+/// own list where it made it, not through the pool's names.
 ///
 /// Threads: the host's lock guards every call.
 class SessionConnections {
@@ -54,11 +56,11 @@ class SessionConnections {
   template <class Operation>
   std::string mended(Operation operation);
   std::string renew(const char* reason);
-  std::string mergeList(const LIPC::ClientID& id);
+  std::vector<Ends> forget(const LIPC::ClientID& id);
   void put(const LIPC::Connection& connection);
-  void erase(const Ends& ends);
+  void erase(const std::vector<Ends>& gone);
 
-  std::unique_ptr<boost::interprocess::managed_shared_memory> mPool;
+  std::unique_ptr<LIPC::ConnectionPool> mPool;
   LIPC::SharedConnectionList* mList = nullptr;
   bool mRenewed = false;
   std::vector<LIPC::Connection> mMirror;                   // what mList holds

@@ -54,16 +54,7 @@ ClientPicture pictureOf(int index, const LIPC::ClientEntry& entry) {
 
 std::optional<std::vector<LIPC::Connection>> readConnections() {
   try {
-    namespace bip = boost::interprocess;
-    bip::managed_shared_memory pool(bip::open_read_only, LIPC::cConnectionPoolSegment);
-    const auto* list =
-        pool.find_no_lock<LIPC::SharedConnectionList>(LIPC::cConnectionListName).first;
-    if (list == nullptr) return std::nullopt;
-    std::vector<LIPC::Connection> connections;
-    LIPC::forEachConnection(pool, *list, [&](const LIPC::Connection& connection) {
-      connections.push_back(connection);
-    });
-    return connections;
+    return LIPC::ConnectionPool::readSessionList();
   } catch (const std::exception&) {
     return std::nullopt;
   }
