@@ -60,7 +60,7 @@ void SessionHost::reap(const ClientID& id) {
     freeRows(id);
     if (mAudio) mAudio->remove(id);
     note(mConnections->reap(id));
-    LIPC::removeRemains(id);
+    LIPC::removeRemains(id, session());
     mTableWatch->noteLeft(id, Event::Kind::eLost);
     mClientWatch.forget(id);
   }
@@ -83,7 +83,7 @@ void SessionHost::removeOrphans() {
   note(poolNote);
   for (const ClientID& id : orphans) {
     note(mConnections->reap(id));
-    LIPC::removeRemains(id);
+    LIPC::removeRemains(id, session());
     note("removed what " + id.text() + " left in a join or leave that did not end");
   }
 }

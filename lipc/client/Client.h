@@ -299,6 +299,7 @@ class Client {
   void markJoinedInParameters();
   void takeUniqueName(const SessionBuffer& session);
   void reportJoinFailure(const char* what);
+  void reportHandicap(const std::string& what);
 
   void openExchange();
   void closeExchange();
@@ -342,6 +343,7 @@ class Client {
   HeartbeatWatch mHeartbeat;  // auto-connect thread only
   std::atomic<eVersionStatus> mVersionStatus{eVersionNoHost};
   std::string mLastJoinFailure;  // auto-connect thread only
+  std::string mLastHandicap;     // auto-connect thread only
 
   // A lock with a count of 0 or 1 between the audio thread, which only tries it, and the leave: 0
   // while there is nothing to exchange. Named by the client's first ID; the name is unlinked as

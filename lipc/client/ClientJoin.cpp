@@ -65,7 +65,9 @@ Client::Attempt Client::attemptJoin() {
       return Attempt::eNotNow;
   }
   ClientEntry* row = join.findRow();
-  if (row == nullptr || !join.createClientBuffer() || !join.createSlices()) {
+  if (row == nullptr) return Attempt::eNotNow;
+  if (!join.claimNames() || !join.createClientBuffer() || !join.createSlices()) {
+    reportJoinFailure(join.obstacle().c_str());
     return Attempt::eNotNow;
   }
   takeUniqueName(session);
@@ -74,7 +76,7 @@ Client::Attempt Client::attemptJoin() {
   // A client that is stopped in its join for so long that the host gives its lock away loses the
   // list with its name: what stands under the name by then is another's.
   const auto isStillItsOwn = [&] {
-    if (mAttachment.holdsItsName()) return true;
+    if (mAttachment.holdsItsNames()) return true;
     published.keep();
     return false;
   };
@@ -91,6 +93,7 @@ Client::Attempt Client::attemptJoin() {
   mHeartbeat.restart(loadAcquire(session.heartbeat));
   mLeaveRequested = false;
   openExchange();
+  reportHandicap(join.obstacle());
   onLIPCConnectionEstablished();
   return Attempt::eJoined;
 }
@@ -126,6 +129,15 @@ std::list<Connection> Client::resolveConnections() {
 void Client::markJoinedInParameters() {
   storeRelaxed(mOfflineParameters[cStateParameter],
                withBit(mOfflineParameters[cStateParameter], cJoinedBit));
+}
+
+/// A client whose session's semaphores cannot be opened joins all the same, deliberately, and takes
+/// part in nothing that needs them.
+void Client::reportHandicap(const std::string& what) {
+  if (mLastHandicap == what) return;
+  mLastHandicap = what;
+  if (what.empty()) return;
+  Lct::Log(Lct::eLogError, "tryConnectWithoutLock", "the client joined, but %s", what.c_str());
 }
 
 void Client::reportJoinFailure(const char* what) {

@@ -58,13 +58,14 @@ bool Client::isAudioThreadOut() {
   return true;
 }
 
-/// Without its name this client has no row of its own any more: asking to leave, clearing rows or
-/// withdrawing the connections would hit whoever took the ID over. It may lose the name while it
-/// waits, so it looks again after each wait. Without its row alone, which somebody freed, it has
-/// nothing to ask the host for.
+/// Whoever has made a buffer of this ID since has its row too: asking to leave, clearing rows or
+/// withdrawing the connections would hit that one. It may come while this client waits, so it looks
+/// again after each wait. Without its row, which somebody freed, it has nothing to ask the host
+/// for, and a host whose table is not the session's any more does not answer.
 void Client::leaveSession(SessionBuffer& session) {
   const ClientID ownID(mConnectID);
-  if (!mAttachment.holdsItsName()) {
+  const auto isOver = [&] { return mAttachment.hasLostItsID() || !mAttachment.isSessionCurrent(); };
+  if (isOver()) {
     mClientIndex = -1;
     return;
   }
@@ -76,18 +77,18 @@ void Client::leaveSession(SessionBuffer& session) {
   SemaphoreHandle& canRegister = *mAttachment.mSessionBufferClientsCanRegisterSemaphore;
   if (mSemaWaiter.timed_wait(canRegister, cLockTimeoutMS, "SessionBufferClientsCanRegister")) {
     RegistrationLock lock(canRegister);
-    if (!mAttachment.holdsItsName()) return;
+    if (isOver()) return;
     keepConnections(session);
     askHost(mAttachment, mSemaWaiter, lock, ownID, SessionBuffer::cLeaveRequest, cAnswerTimeoutMS);
-  } else if (mAttachment.holdsItsName()) {
+  } else if (!isOver()) {
     for (ClientEntry& entry : session.entries) {
-      if (entry.id == ownID) entry.id.clear();
+      if (entry.id == ownID) entry.release();
     }
     mClientIndex = -1;
     Lct::Log(Lct::eLogWarn, cSource,
              "\n client mSessionBufferClientsCanRegisterSemaphore got timeout \n");
   }
-  if (mAttachment.holdsItsName()) PublishedConnections::withdraw(ownID);
+  if (!isOver()) PublishedConnections::withdraw(ownID);
 }
 
 /// Copies the session's present state of the configured connections back, so that the next join

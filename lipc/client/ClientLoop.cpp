@@ -56,7 +56,7 @@ void Client::pass() {
 
 void Client::checkSessionWithoutLock(std::deque<ClientEntry>& connectedClients) {
   SessionBuffer* session = mAttachment.session();
-  if (session == nullptr || !mAttachment.holdsItsName() || !hasRow(*session)) {
+  if (session == nullptr || !mAttachment.holdsItsNames() || !hasRow(*session)) {
     return disconnectWithoutLock();
   }
 

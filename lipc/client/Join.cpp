@@ -1,10 +1,13 @@
 #include "lipc/client/Join.h"
 
+#include <cerrno>
+#include <cstring>
 #include <exception>
 #include <new>
 
 #include "lipc/session/ConnectionPool.h"
 #include "lipc/session/Remains.h"
+#include "lipc/session/SegmentNames.h"
 #include "lipc/util/FixedText.h"
 #include "lipc/util/Log.h"
 
@@ -28,24 +31,6 @@ eAlive judgeOwner(const ClientID& id) {
   } catch (const std::exception&) {
     return eAliveStale;  // a stamp that is not a time is nobody's
   }
-}
-
-/// One ring, created, laid out and put into `slices`; false when it cannot be had.
-bool createRing(std::unique_ptr<ShmManagedCreateOpen<SHMSlices>>& slices, const ClientID& id,
-                const char* suffix, const char* label, std::uint16_t channels) {
-  const auto bytes = static_cast<std::size_t>(SHMSlices::sizeOfStruct(channels));
-  try {
-    slices = std::make_unique<ShmManagedCreateOpen<SHMSlices>>((id.text() + suffix).c_str(), bytes);
-  } catch (const std::bad_alloc&) {
-    Lct::Log(Lct::eLogError, cSource, "Memory allocation failed for SHMSlices (%s)", label);
-    return false;
-  }
-  if (slices->get() == nullptr) {
-    Lct::Log(Lct::eLogError, cSource, "Could not access SHMSlices (%s)", label);
-    return false;
-  }
-  slices->get()->allocateChannelCount(channels);
-  return true;
 }
 
 }  // namespace
@@ -80,8 +65,9 @@ bool Join::attachSession() {
 
 void Join::openSessionSemaphores() {
   const SessionBuffer& session = *mAttachment.session();
-  const auto open = [](std::unique_ptr<SemaphoreHandle>& handle, const Semaphore& record) {
+  const auto open = [this](std::unique_ptr<SemaphoreHandle>& handle, const Semaphore& record) {
     handle = std::make_unique<SemaphoreHandle>(record);
+    isOpen(*handle, record);
   };
   open(mAttachment.mNewAudioDataAvailableSemaphore, session.newAudioDataSemaphore);
   open(mAttachment.mSessionBufferClientsCanRegisterSemaphore, session.clientsCanRegisterMutex);
@@ -100,9 +86,9 @@ Join::IDState Join::checkID() {
     case eAliveFresh:
       return IDState::eInUse;
     case eAliveStale:
-      row->id.clear();
+      row->release();
       PublishedConnections::withdraw(mWho.id);
-      removeRemains(mWho.id);
+      removeRemains(mWho.id, *mAttachment.session());
       break;
     case eAliveUnknown:
       break;
@@ -118,11 +104,18 @@ ClientEntry* Join::findRow() {
   return row;
 }
 
+bool Join::claimNames() {
+  mObstacle = claimSegmentNames(mWho.id, *mAttachment.session());
+  return mObstacle.empty();
+}
+
 bool Join::createClientBuffer() {
-  mAttachment.mClientBuffer = std::make_unique<ShmManagedCreateOpen<ClientBuffer>>(
-      mWho.id.text().c_str(), sizeof(ClientBuffer));
+  const std::string name = mWho.id.text();
+  mAttachment.mClientBuffer =
+      std::make_unique<ShmManagedCreateOpen<ClientBuffer>>(name.c_str(), sizeof(ClientBuffer));
   ClientBuffer* buffer = mAttachment.clientBuffer();
   if (buffer == nullptr) {
+    noteMissingSegment(name, sizeof(ClientBuffer), mAttachment.mClientBuffer->error());
     Lct::Log(Lct::eLogError, cSource, "Could not access ClientBuffer");
     return false;
   }
@@ -131,14 +124,49 @@ bool Join::createClientBuffer() {
   buffer->mode = mWho.mode;
   mAttachment.mClientMustDisconnectSemaphore =
       std::make_unique<SemaphoreHandle>(buffer->mustDisconnectSemaphore);
-  return true;
+  return isOpen(*mAttachment.mClientMustDisconnectSemaphore, buffer->mustDisconnectSemaphore);
+}
+
+/// False, with the reason noted, when the semaphore could not be opened.
+bool Join::isOpen(const SemaphoreHandle& handle, const Semaphore& record) {
+  if (handle.isOpen()) return true;
+  mObstacle = "the semaphore " + fixedText(record.name) + " cannot be opened: " +
+              (handle.error() != 0 ? std::strerror(handle.error()) : "its name is damaged");
+  if (handle.error() == EACCES) mObstacle += " (host and participants run under one user)";
+  if (handle.error() == ENOSPC) mObstacle += " (shared memory, /dev/shm)";
+  return false;
+}
+
+void Join::noteMissingSegment(const std::string& name, std::size_t bytes, int error) {
+  mObstacle = "the segment " + name + " of " + std::to_string(bytes) +
+              " bytes cannot be had: " + std::strerror(error);
+  if (error == ENOSPC || error == EINVAL) mObstacle += " (the system's limits: ipcs -l)";
+  if (error == EEXIST) mObstacle += ", and somebody has it attached (ipcs -m)";
 }
 
 bool Join::createSlices() {
-  return createRing(mAttachment.mSendSlices, mWho.id, cSendSuffix, "send",
-                    mWho.inputChannelCount) &&
-         createRing(mAttachment.mReturnSlices, mWho.id, cReturnSuffix, "return",
-                    mWho.outputChannelCount);
+  return createRing(mAttachment.mSendSlices, cSendSuffix, "send", mWho.inputChannelCount) &&
+         createRing(mAttachment.mReturnSlices, cReturnSuffix, "return", mWho.outputChannelCount);
+}
+
+/// One ring, created, laid out and put into `slices`; false when it cannot be had.
+bool Join::createRing(std::unique_ptr<ShmManagedCreateOpen<SHMSlices>>& slices, const char* suffix,
+                      const char* label, std::uint16_t channels) {
+  const std::string name = mWho.id.text() + suffix;
+  const auto bytes = static_cast<std::size_t>(SHMSlices::sizeOfStruct(channels));
+  try {
+    slices = std::make_unique<ShmManagedCreateOpen<SHMSlices>>(name.c_str(), bytes);
+  } catch (const std::bad_alloc&) {
+    Lct::Log(Lct::eLogError, cSource, "Memory allocation failed for SHMSlices (%s)", label);
+    return false;
+  }
+  if (slices->get() == nullptr) {
+    noteMissingSegment(name, bytes, slices->error());
+    Lct::Log(Lct::eLogError, cSource, "Could not access SHMSlices (%s)", label);
+    return false;
+  }
+  slices->get()->allocateChannelCount(channels);
+  return true;
 }
 
 void Join::fillRow(ClientEntry& row, const std::string& name, const float* offlineParameters,

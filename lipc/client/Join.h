@@ -28,7 +28,7 @@ struct Participant {
 
 /// The steps of a join, in the order in which a client takes them. Each returns whether the join
 /// can go on and logs why not under "tryConnectWithoutLock"; what was attached until then stays in
-/// the attachment for the caller to release.
+/// the attachment for the caller to release. Why the system refused something is in `obstacle`.
 ///
 /// Threads: the client's auto-connect thread, with the client's mutex held.
 class Join {
@@ -54,6 +54,9 @@ class Join {
   IDState checkID();
   /// The first free row, or null.
   ClientEntry* findRow();
+  /// Makes sure that the client's names lead to no segment that is another's.
+  bool claimNames();
+  /// Also opens the client's own semaphore, without which it would leave again at once.
   bool createClientBuffer();
   bool createSlices();
   void fillRow(ClientEntry& row, const std::string& name, const float* offlineParameters,
@@ -61,9 +64,18 @@ class Join {
   void attachPannerValues();
   void registerWithHost(RegistrationLock& lock, timed_posix_sema_waiter& waiter);
 
+  /// What stood in the way so far, with the system's own reason: a clause for people, or empty.
+  const std::string& obstacle() const { return mObstacle; }
+
  private:
+  bool isOpen(const SemaphoreHandle& handle, const Semaphore& record);
+  bool createRing(std::unique_ptr<ShmManagedCreateOpen<SHMSlices>>& slices, const char* suffix,
+                  const char* label, std::uint16_t channels);
+  void noteMissingSegment(const std::string& name, std::size_t bytes, int error);
+
   const Participant& mWho;
   SessionAttachment& mAttachment;
+  std::string mObstacle;
 };
 
 }  // namespace LIPC

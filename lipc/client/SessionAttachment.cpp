@@ -4,12 +4,35 @@ namespace LIPC {
 namespace {
 
 template <class T>
+bool holdsItsName(const std::unique_ptr<ShmManagedCreateOpen<T>>& segment) {
+  return segment && segment->holdsItsName();
+}
+
+template <class T>
 void releaseOwn(std::unique_ptr<ShmManagedCreateOpen<T>>& segment) {
-  if (segment && !segment->holdsItsName()) segment->abandon();
+  if (!segment) return;
+  switch (segment->nameState()) {
+    case ShmManaged::eNameHeld:
+      break;
+    case ShmManaged::eNameFree:
+      segment->forgiveRemoval();
+      break;
+    case ShmManaged::eNameTaken:
+      segment->leaveToAnother();
+      break;
+  }
   segment.reset();
 }
 
 }  // namespace
+
+bool SessionAttachment::holdsItsNames() const {
+  return holdsItsName(mClientBuffer) && holdsItsName(mSendSlices) && holdsItsName(mReturnSlices);
+}
+
+bool SessionAttachment::hasLostItsID() const {
+  return !mClientBuffer || mClientBuffer->nameState() == ShmManaged::eNameTaken;
+}
 
 void SessionAttachment::release() {
   mNewAudioDataAvailableSemaphore.reset();

@@ -24,20 +24,25 @@ class SessionAttachment {
   SessionAttachment& operator=(const SessionAttachment&) = delete;
 
   /// Closes the five handles, then lets go of the return ring, the send ring, the client buffer and
-  /// the session table. The client's own segments are removed from the system, except those that
-  /// lost their name meanwhile, since somebody removed them or made new ones: they are only
-  /// detached. The end of the process, with which a failed removal is answered elsewhere, would hit
-  /// the application that a long stop or a cleaner has already cost its session.
-  /// deliberate: the panner values stay attached until the next join or the client's end.
+  /// the session table. The client's own segments are removed from the system. One that lost its
+  /// name meanwhile, since somebody removed it or made a new one, is let go of as far as it is
+  /// still this client's: the end of the process, with which a failed removal is answered
+  /// elsewhere, would hit the application that a long stop or a cleaner has already cost its
+  /// session. deliberate: the panner values stay attached until the next join or the client's end.
   void release();
 
   bool isHeld() const { return mSession != nullptr; }
   /// Null when not attached.
   SessionBuffer* session() const { return mSession ? mSession->get() : nullptr; }
   ClientBuffer* clientBuffer() const { return mClientBuffer ? mClientBuffer->get() : nullptr; }
-  /// False when the client's buffer was removed from the system, as it happens to a client that was
-  /// stopped for so long that others took it for dead. Its row and ID may be another's by then.
-  bool holdsItsName() const { return mClientBuffer && mClientBuffer->holdsItsName(); }
+  /// False when one of the client's segments was removed from the system, as it happens to a client
+  /// that was stopped for so long that others took it for dead.
+  bool holdsItsNames() const;
+  /// True when another client has made a buffer of this ID since: the row is that one's.
+  bool hasLostItsID() const;
+  /// False when the table is not the session's any more: its host is gone, whoever comes next makes
+  /// a table of its own.
+  bool isSessionCurrent() const { return mSession && mSession->holdsItsName(); }
 
   std::unique_ptr<ShmManagedOpen<SessionBuffer>> mSession;
   std::unique_ptr<SemaphoreHandle> mNewAudioDataAvailableSemaphore;

@@ -23,25 +23,37 @@ void copyPadded(char (&destination)[Semaphore::cNameBytes], const char* text) {
   std::memset(destination + length, 0, sizeof destination - length);
 }
 
+using Name = char[Semaphore::cNameBytes];
+
+void setNames(Name& posixName, Name& name, const char* fullName) {
+  copyPadded(posixName, fullName);
+  copyPadded(name, fullName);
+  name[Semaphore::cNameBytes - 1] = '\0';
+
+  const std::uint32_t sum = checksum(name);
+  for (std::size_t i = 0; i < Semaphore::cChecksumCharacters; ++i) {
+    posixName[i] = static_cast<char>(0x30 | ((sum >> (4 * i)) & 0x0F));
+  }
+  posixName[Semaphore::cPosixNameEnd] = '\0';
+}
+
 }  // namespace
 
 Semaphore::Semaphore(const char* fullName, unsigned startCount) noexcept
     : initialCount(startCount) {
-  copyPadded(posixName, fullName);
-  copyPadded(name, fullName);
-  name[cNameBytes - 1] = '\0';
-
-  const std::uint32_t sum = checksum(name);
-  for (std::size_t i = 0; i < cChecksumCharacters; ++i) {
-    posixName[i] = static_cast<char>(0x30 | ((sum >> (4 * i)) & 0x0F));
-  }
-  posixName[cPosixNameEnd] = '\0';
-
+  setNames(posixName, name, fullName);
   boost::interprocess::named_semaphore::remove(posixName);
 }
 
 Semaphore::~Semaphore() {
   if (isWellFormed()) boost::interprocess::named_semaphore::remove(posixName);
+}
+
+std::string Semaphore::platformName(const char* fullName) {
+  Name posixName;
+  Name name;
+  setNames(posixName, name, fullName);
+  return posixName;
 }
 
 void Semaphore::unlink(const char* fullName) noexcept {

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 #include <type_traits>
 
 namespace LIPC {
@@ -30,6 +31,9 @@ struct Semaphore {
   Semaphore(const Semaphore&) = delete;
   Semaphore& operator=(const Semaphore&) = delete;
 
+  /// The platform's name for `fullName`, without the leading slash. Different full names may have
+  /// one: the checksum is a sum, and only characters 8 to 28 are kept.
+  static std::string platformName(const char* fullName);
   /// Unlinks the platform semaphore that `fullName` stands for, if there is one.
   static void unlink(const char* fullName) noexcept;
 

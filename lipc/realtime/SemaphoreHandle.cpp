@@ -62,6 +62,7 @@ SemaphoreHandle::SemaphoreHandle(const Semaphore& semaphore) : mRecord(semaphore
     mSemaphore = std::make_unique<bip::named_semaphore>(
         bip::open_or_create, semaphore.posixName, semaphore.initialCount, bip::permissions(0666));
   } catch (const bip::interprocess_exception& error) {
+    mError = error.get_native_error();
     reportError(semaphore, "CREATION", static_cast<int>(error.get_error_code()));
   } catch (...) {
     reportCreationError(semaphore);

@@ -30,6 +30,8 @@ class SemaphoreHandle {
   SemaphoreHandle& operator=(const SemaphoreHandle&) = delete;
 
   bool isOpen() const { return mSemaphore != nullptr; }
+  /// The errno for which it is not open; 0 when it is, or when the record is not well formed.
+  int error() const { return mError; }
 
   /// Blocks until the count is positive and takes one. A signal does not end the wait, although the
   /// system reports it as an error: nothing was posted, and the caller would take it for a post.
@@ -46,6 +48,7 @@ class SemaphoreHandle {
  private:
   const Semaphore& mRecord;
   std::unique_ptr<boost::interprocess::named_semaphore> mSemaphore;
+  int mError = 0;
 };
 
 }  // namespace LIPC

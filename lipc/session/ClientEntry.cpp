@@ -39,6 +39,11 @@ void ClientEntry::clear() {
   std::memset(reinterpret_cast<char*>(this) + offsetof(ClientEntry, type), 0, cClearedBytes);
 }
 
+void ClientEntry::release() {
+  setName("");
+  id.clear();
+}
+
 void ClientEntry::setName(std::string_view text) {
   setFixedText(name, text);
 }

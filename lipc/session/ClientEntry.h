@@ -34,6 +34,9 @@ struct ClientEntry {
   /// Frees the row: the ID's first character and everything from `type` to the end of the
   /// parameters. The strings are left as they are.
   void clear();
+  /// Frees the row as a client does that frees its own, or a dead one's: the name goes, so that it
+  /// does not count against the next client of that name, and then the ID. The rest stays.
+  void release();
   bool isFree() const { return !id.isDefined(); }
   /// Copies at most 64 bytes, NUL-padded: a name of 64 bytes or more fills the field without a NUL.
   void setName(std::string_view text);

@@ -1,22 +1,48 @@
 #include "lipc/session/Remains.h"
 
+#include <algorithm>
+#include <iterator>
 #include <string>
 
 #include "lipc/realtime/Semaphore.h"
-#include "lipc/session/SessionNames.h"
+#include "lipc/session/SegmentNames.h"
 #include "lipc/session/ShmManaged.h"
 
 namespace LIPC {
+namespace {
 
-unsigned removeRemains(const ClientID& id) {
+constexpr const char* cSemaphoreSuffixes[] = {cMustDisconnectSuffix, cKeepAliveMutexSuffix};
+
+/// Whether a client of the session has a semaphore of that platform name.
+bool isSemaphoreOfAnother(const std::string& platformName, const ClientID& id,
+                          const SessionBuffer& session) {
+  const auto hasIt = [&](const ClientEntry& entry) {
+    const ClientID other = entry.id;
+    if (!other.isDefined() || other == id) return false;
+    return std::any_of(
+        std::begin(cSemaphoreSuffixes), std::end(cSemaphoreSuffixes), [&](const char* suffix) {
+          return Semaphore::platformName((other.text() + suffix).c_str()) == platformName;
+        });
+  };
+  return std::any_of(std::begin(session.entries), std::end(session.entries), hasIt);
+}
+
+}  // namespace
+
+unsigned removeRemains(const ClientID& id, const SessionBuffer& session) {
   if (!id.isDefined()) return 0;
-  const std::string name = id.text();
   unsigned removed = 0;
-  for (const char* suffix : {"", cSendSuffix, cReturnSuffix}) {
-    if (ShmManaged::removeIfPresent((name + suffix).c_str())) ++removed;
+  for (const std::string& name : segmentNamesOf(id)) {
+    const auto segment = ShmManaged::find(name.c_str());
+    if (!segment || segment->isAttached() || !nameOnSameKey(name, id, session).empty()) continue;
+    if (ShmManaged::removeIfUnattached(name.c_str())) ++removed;
   }
-  for (const char* suffix : {cMustDisconnectSuffix, cKeepAliveMutexSuffix}) {
-    Semaphore::unlink((name + suffix).c_str());
+  if (ShmManaged::find(id.text().c_str())) return removed;
+  for (const char* suffix : cSemaphoreSuffixes) {
+    const std::string fullName = id.text() + suffix;
+    if (!isSemaphoreOfAnother(Semaphore::platformName(fullName.c_str()), id, session)) {
+      Semaphore::unlink(fullName.c_str());
+    }
   }
   return removed;
 }

@@ -27,10 +27,10 @@ int getSegment(key_t key, std::size_t bytes, int flags) {
   return shmget(key, bytes, flags);
 }
 
-/// The size as the system knows it; 0 when it cannot be asked.
-std::size_t segmentBytes(int shmid) {
+SegmentState stateOf(int shmid) {
   shmid_ds status{};
-  return shmctl(shmid, IPC_STAT, &status) == 0 ? status.shm_segsz : 0;
+  if (shmctl(shmid, IPC_STAT, &status) != 0) return {shmid};
+  return {shmid, status.shm_segsz, static_cast<unsigned long>(status.shm_nattch)};
 }
 
 /// Held around every attach and detach of this process. The kernel may give a new segment the
@@ -53,7 +53,9 @@ void detachSegment(const void* address) {
 void* attachOrReport(int shmid, int flags) {
   void* address = attachSegment(shmid, flags);
   if (address != reinterpret_cast<void*>(-1)) return address;
+  const int error = errno;
   std::perror("shmat");
+  errno = error;
   return nullptr;
 }
 
@@ -64,7 +66,7 @@ void* attachOrReport(int shmid, int flags) {
 
 }  // namespace
 
-ShmManaged::ShmManaged(const char* name) : key(shmKey(name)) {}
+ShmManaged::ShmManaged(const char* name) : key(shmKey(name)), mName(name) {}
 
 int ShmManaged::remove(const char* name) {
   // deliberate: the creation flag is kept although nothing of size 0 is ever created.
@@ -77,34 +79,70 @@ int ShmManaged::remove(const char* name) {
 }
 
 bool ShmManaged::removeIfPresent(const char* name) {
-  const int id = getSegment(existingShmKey(name), 0, 0);
-  return id >= 0 && shmctl(id, IPC_RMID, nullptr) == 0;
+  const auto segment = find(name);
+  return segment && shmctl(segment->id, IPC_RMID, nullptr) == 0;
 }
 
-bool ShmManaged::holdsItsName() const {
-  return shmid >= 0 && getSegment(key, 0, 0) == shmid;
+bool ShmManaged::removeIfUnattached(const char* name) {
+  const auto segment = find(name);
+  return segment && !segment->isAttached() && shmctl(segment->id, IPC_RMID, nullptr) == 0;
+}
+
+std::optional<SegmentState> ShmManaged::find(const char* name) {
+  return find(existingShmKey(name));
+}
+
+std::optional<SegmentState> ShmManaged::find(key_t key) {
+  const int id = getSegment(key, 0, 0);
+  return id >= 0 ? std::optional(stateOf(id)) : std::nullopt;
+}
+
+ShmManaged::eNameState ShmManaged::nameState() const {
+  const auto named = find(mName.c_str());
+  if (!named) return eNameFree;
+  return named->id == shmid ? eNameHeld : eNameTaken;
 }
 
 void ShmManaged::open(std::size_t minimumBytes) {
   shmid = getSegment(key, 0, cEverybodyReadsAndWrites);
-  if (shmid >= 0 && segmentBytes(shmid) >= minimumBytes) attach();
+  if (shmid < 0) {
+    mError = errno;
+  } else if (stateOf(shmid).bytes < minimumBytes) {
+    mError = EEXIST;
+  } else {
+    attach();
+  }
 }
 
 void ShmManaged::createOrOpen(std::size_t bytes) {
   constexpr int flags = IPC_CREAT | cEverybodyReadsAndWrites;
   shmid = getSegment(key, bytes, flags);
-  if (shmid < 0 && errno == EINVAL) {
-    const int smaller = getSegment(key, 0, 0);
-    if (smaller >= 0 && shmctl(smaller, IPC_RMID, nullptr) == 0) {
-      shmid = getSegment(key, bytes, flags);
-    }
+  if (shmid < 0) {
+    mError = errno;
+    // A smaller one, or the system's limit.
+    const auto smaller = mError == EINVAL ? find(key) : std::nullopt;
+    if (!smaller) return;
+    mError = EEXIST;
+    if (smaller->isAttached() || shmctl(smaller->id, IPC_RMID, nullptr) != 0) return;
+    shmid = getSegment(key, bytes, flags);
+    mError = shmid < 0 ? errno : 0;
+    if (shmid < 0) return;
   }
-  if (shmid >= 0) attach();
+  if (const SegmentState segment = stateOf(shmid); segment.bytes != bytes && segment.isAttached()) {
+    shmid = -1;
+    mError = EEXIST;
+    return;
+  }
+  attach();
 }
 
 void ShmManaged::attach() {
   address = attachOrReport(shmid, 0);
-  if (address != nullptr) mMappedBytes = segmentBytes(shmid);
+  if (address != nullptr) {
+    mMappedBytes = stateOf(shmid).bytes;
+  } else {
+    mError = errno;
+  }
 }
 
 void ShmManaged::detach() {
@@ -121,10 +159,19 @@ void ShmManaged::detachAndRemoveOrExit() {
   }
 }
 
+/// While it is attached its identifier is nobody else's; whether it was removed already, its key
+/// tells.
+void ShmManaged::detachAndTryToRemove() {
+  const auto keyed = find(key);
+  const bool isMine = keyed && keyed->id == shmid;
+  detach();
+  if (isMine) shmctl(shmid, IPC_RMID, nullptr);
+}
+
 const void* attachReadOnly(const char* name, std::size_t minimumBytes) {
-  const int id = getSegment(existingShmKey(name), 0, 0);
-  if (id < 0 || segmentBytes(id) < minimumBytes) return nullptr;
-  const void* address = attachSegment(id, SHM_RDONLY);
+  const auto segment = ShmManaged::find(name);
+  if (!segment || segment->bytes < minimumBytes) return nullptr;
+  const void* address = attachSegment(segment->id, SHM_RDONLY);
   return address != reinterpret_cast<void*>(-1) ? address : nullptr;
 }
 

@@ -3,21 +3,42 @@
 #include <cstddef>
 #include <memory>
 #include <new>
+#include <optional>
+#include <string>
 #include <type_traits>
 
 #include <sys/types.h>
 
 namespace LIPC {
 
+/// What the system says of a segment.
+struct SegmentState {
+  int id = -1;
+  std::size_t bytes = 0;
+  unsigned long attachCount = 0;  // of all processes
+
+  bool isAttached() const { return attachCount != 0; }
+};
+
 /// Owners of System V segments. A segment is found by name through shmKey; the owner object holds
 /// the attachment and lets go of it in its destructor. The contents belong to the segment.
 ///
+/// A name is not an identity: a key has few bits, and two names may fall on one. Removal is for
+/// owners: outside an owner's own leave a segment goes only when no process has it attached.
+///
 /// A constructor that cannot get or attach its segment leaves `address` null and prints nothing but
-/// perror's line for a failed attach; whoever made the owner tests for null and reports.
+/// perror's line for a failed attach; whoever made the owner tests for null, asks `error` and
+/// reports.
 ///
 /// Threads: one at a time each; attaching and detaching take a lock of the process, shortly.
 class ShmManaged {
  public:
+  enum eNameState {
+    eNameHeld,   // the name leads to the attached segment
+    eNameFree,   // it leads nowhere: the segment was removed, or the key file was
+    eNameTaken,  // it leads to another segment
+  };
+
   virtual ~ShmManaged() = default;
   ShmManaged(const ShmManaged&) = delete;
   ShmManaged& operator=(const ShmManaged&) = delete;
@@ -26,28 +47,37 @@ class ShmManaged {
   /// or cannot be removed is logged at error level and ends the process with exit status 1.
   static int remove(const char* name);
   /// Removes the segment of that name if there is one and this process may; true when it did. For
-  /// what a dead process left behind.
+  /// who takes the name's owner's place.
   static bool removeIfPresent(const char* name);
+  /// The same, but only when no process has it attached.
+  static bool removeIfUnattached(const char* name);
+  /// The segment that a name, or a key, leads to, if there is one. Leaves no trace.
+  static std::optional<SegmentState> find(const char* name);
+  static std::optional<SegmentState> find(key_t key);
 
-  /// True while the system's segment of this name is the attached one: false once another process
-  /// has removed it, or removed it and made a new one.
-  bool holdsItsName() const;
+  eNameState nameState() const;
+  bool holdsItsName() const { return nameState() == eNameHeld; }
   /// Bytes of the attached segment as the system has it (not as any record in it claims); 0 when
   /// not attached.
   std::size_t mappedBytes() const { return mMappedBytes; }
+  /// The errno for which there is nothing attached; 0 when there is. EEXIST: the name leads to a
+  /// segment that is somebody else's.
+  int error() const { return mError; }
 
  protected:
   explicit ShmManaged(const char* name);
 
   /// Gets an existing segment. `minimumBytes`: a smaller segment is foreign and not attached.
   void open(std::size_t minimumBytes);
-  /// Gets or creates a segment of `bytes`. A leftover of that name that is smaller cannot be
-  /// reused: it is removed and made anew.
+  /// Gets or creates a segment of `bytes`. One that exists is reused when it has that size or when
+  /// nobody has it attached (where it is too small: made anew), and else left alone.
   void createOrOpen(std::size_t bytes);
   void detach();
   /// Detaches and removes; a failed removal is fatal (exit status 1), deliberately: a segment that
   /// cannot be removed would be taken for a live participant's.
   void detachAndRemoveOrExit();
+  /// The same without the end of the process.
+  void detachAndTryToRemove();
 
   key_t key;
   int shmid = -1;
@@ -56,7 +86,9 @@ class ShmManaged {
  private:
   void attach();
 
+  const std::string mName;
   std::size_t mMappedBytes = 0;
+  int mError = 0;
 };
 
 /// The size below which a segment cannot be a T. For records whose layout is another program's, 1.
@@ -94,25 +126,34 @@ class ShmManagedCreateOpen final : public ShmManaged {
   }
 
   ~ShmManagedCreateOpen() override {
-    if (mAbandoned) {
-      detach();
-      return;
-    }
     if constexpr (!std::is_trivially_destructible_v<T>) {
-      if (address != nullptr) std::destroy_at(get());
+      if (address != nullptr && (mEnd == eRemove || mEnd == eTryToRemove)) std::destroy_at(get());
     }
-    detachAndRemoveOrExit();
+    if (mEnd == eDetach) {
+      detach();
+    } else if (mEnd == eRemove) {
+      detachAndRemoveOrExit();
+    } else {
+      detachAndTryToRemove();
+    }
   }
 
   /// From here on only detaches at the end: the segment of this name is another's now.
-  void abandon() { mAbandoned = true; }
+  void abandon() { mEnd = eDetach; }
+  /// At the end does not insist on the removal: somebody has done it already.
+  void forgiveRemoval() { mEnd = eTryToRemove; }
+  /// At the end leaves to another what goes by the name (T's destructor does not run), and removes
+  /// the segment itself where it still exists, under a key that the name has lost.
+  void leaveToAnother() { mEnd = eLeave; }
 
   /// Null when not attached.
   T* get() const { return static_cast<T*>(address); }
   T* operator->() const { return get(); }
 
  private:
-  bool mAbandoned = false;
+  enum eEnd { eRemove, eTryToRemove, eLeave, eDetach };
+
+  eEnd mEnd = eRemove;
 };
 
 /// Attaches an existing segment as a T for reading only: makes no key file, and writing faults.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include <sys/types.h>
 
@@ -27,5 +28,13 @@ key_t existingShmKey(const char* name);
 /// Makes the key file young again, if it is there, so that no cleaner of /tmp takes it away from a
 /// session that has run for days. Changes neither its identity nor its contents. Threads: any.
 void refreshKeyFile(const char* name);
+
+/// Replaces the key file by a new one, which has another identity and so, most probably, another
+/// key. For who holds the registration lock and an ID that nobody else carries. False, with errno,
+/// when the file may not be replaced (another user's). Threads: any.
+bool renewKeyFile(const char* name);
+
+/// The segment names of all key files on this machine. Threads: any.
+std::vector<std::string> namesWithKeyFiles();
 
 }  // namespace LIPC

@@ -39,15 +39,24 @@ TEST(ShmManaged, WhatIsMissingTooSmallOrWithoutKeyFileIsNotAttached) {
   EXPECT_EQ(OwnCell("Small", sizeof(Cell)).mappedBytes(), sizeof(Cell));
 }
 
-TEST(ShmManaged, ASegmentIsReusedAndHoldsItsNameUntilAnotherRemovesOrRemakesIt) {
-  OwnCell first("Name", sizeof(Cell) + 100);
+TEST(ShmManaged, ASegmentIsReusedWhenItCanBeOnesOwnAndElseLeftAlone) {
+  OwnCell first("Name", sizeof(Cell));
   first->made = first->kept = 2;
   OwnCell("Name", sizeof(Cell)).abandon();
   EXPECT_TRUE(first->made == 1 && first->kept == 2 && first.holdsItsName());
-  EXPECT_TRUE(ShmManaged::remove("Name") == 0 && !first.holdsItsName());
+  for (const std::size_t otherSize : {sizeof(Cell) + 1, sizeof(Cell) - 1})
+    EXPECT_EQ(OwnCell("Name", otherSize).error(), EEXIST);
+  EXPECT_TRUE(first.holdsItsName());
+}
+
+TEST(ShmManaged, ASegmentHoldsItsNameUntilAnotherRemovesOrRemakesIt) {
+  OwnCell first("Name", sizeof(Cell));
+  EXPECT_FALSE(ShmManaged::removeIfUnattached("Name"));
+  EXPECT_TRUE(ShmManaged::remove("Name") == 0);
+  EXPECT_EQ(first.nameState(), ShmManaged::eNameFree);
   const OwnCell other("Name", sizeof(Cell));
-  EXPECT_FALSE(first.holdsItsName());
-  first.abandon();
+  EXPECT_EQ(first.nameState(), ShmManaged::eNameTaken);
+  first.leaveToAnother();
 }
 
 TEST(ShmManaged, ARemovalThatFailsEndsTheProcessWithStatusOne) {
