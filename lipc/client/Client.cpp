@@ -65,6 +65,7 @@ void Client::wakeToLeave() {
 
 void Client::deleteManagedPtrs() {
   mConnected = false;
+  mIsAtDoor = false;
   mReleasePending = !isAudioThreadOut();
   if (mReleasePending) return;  // the next pass tries again
   mExchange.detach();

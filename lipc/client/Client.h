@@ -283,7 +283,7 @@ class Client {
   void deleteManagedPtrs();
 
  private:
-  enum class Attempt { eJoined, eNotNow };
+  enum class Attempt { eJoined, eLockBusy, eNotNow };
 
   void pass();
   void checkSessionWithoutLock(std::deque<ClientEntry>& connectedClients);
@@ -356,6 +356,9 @@ class Client {
   std::atomic<int> mAudioCalls{0};
   std::atomic<std::uint32_t> mProcessCallCount{0};
   bool mReleasePending = false;  // lock; a leave is over but for the release
+  // lock; nothing is attached but the session's table and its semaphores, which the next attempt
+  // finds again: in a crowd of joiners most attempts meet a busy registration lock.
+  bool mIsAtDoor = false;
 };
 
 }  // namespace LIPC

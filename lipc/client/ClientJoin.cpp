@@ -1,6 +1,7 @@
 // One attempt to join the session that a host has set up.
 #include <cmath>
 #include <exception>
+#include <utility>
 
 #include "lipc/client/AutoConnections.h"
 #include "lipc/client/Client.h"
@@ -29,9 +30,15 @@ float withBit(float value, std::int32_t bit) {
 
 void Client::tryConnectWithoutLock() {
   try {
-    if (attemptJoin() == Attempt::eJoined) {
-      mLastJoinFailure.clear();
-      return;
+    switch (attemptJoin()) {
+      case Attempt::eJoined:
+        mLastJoinFailure.clear();
+        return;
+      case Attempt::eLockBusy:
+        mIsAtDoor = true;
+        return;
+      case Attempt::eNotNow:
+        break;
     }
   } catch (const std::exception& error) {
     reportJoinFailure(error.what());
@@ -49,10 +56,13 @@ Client::Attempt Client::attemptJoin() {
   if (mVersionStatus != eVersionMatches) return Attempt::eNotNow;
 
   Join join(self, mAttachment);
-  if (!join.attachSession()) return Attempt::eNotNow;
+  if (!std::exchange(mIsAtDoor, false) || !mAttachment.isSessionCurrent()) {
+    mAttachment.release();
+    if (!join.attachSession()) return Attempt::eNotNow;
+    join.openSessionSemaphores();
+  }
   SessionBuffer& session = *mAttachment.session();
-  join.openSessionSemaphores();
-  if (!join.tryRegistrationLock()) return Attempt::eNotNow;
+  if (!join.tryRegistrationLock()) return Attempt::eLockBusy;
   RegistrationLock lock(*mAttachment.mSessionBufferClientsCanRegisterSemaphore);
 
   switch (join.checkID()) {
@@ -93,7 +103,7 @@ Client::Attempt Client::attemptJoin() {
   mHeartbeat.restart(loadAcquire(session.heartbeat));
   mLeaveRequested = false;
   openExchange();
-  reportHandicap(join.obstacle());
+  reportHandicap(join.hasSessionSemaphores() ? std::string() : join.obstacle());
   onLIPCConnectionEstablished();
   return Attempt::eJoined;
 }

@@ -37,7 +37,7 @@ void Client::pass() {
       checkSessionWithoutLock(connectedClients);
     } else if (mReleasePending) {
       deleteManagedPtrs();
-    } else if (mAttachment.isHeld()) {
+    } else if (mAttachment.isHeld() && !mIsAtDoor) {
       // An exception cleared the flag. Leave properly first: joining over one's own row would look
       // like meeting a live client of the same ID.
       disconnectWithoutLock();
@@ -111,7 +111,7 @@ void Client::waitForNextPass() {
 /// An exception of the callback does not keep the client in the session.
 void Client::leaveAtEnd() {
   const std::lock_guard lock(mMutex);
-  if (mReleasePending) return deleteManagedPtrs();
+  if (mReleasePending || mIsAtDoor) return deleteManagedPtrs();
   if (!mConnected && !mAttachment.isHeld()) return;
   try {
     onLIPCConnectionToBeRemoved();

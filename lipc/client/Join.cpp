@@ -65,9 +65,8 @@ bool Join::attachSession() {
 
 void Join::openSessionSemaphores() {
   const SessionBuffer& session = *mAttachment.session();
-  const auto open = [this](std::unique_ptr<SemaphoreHandle>& handle, const Semaphore& record) {
+  const auto open = [](std::unique_ptr<SemaphoreHandle>& handle, const Semaphore& record) {
     handle = std::make_unique<SemaphoreHandle>(record);
-    isOpen(*handle, record);
   };
   open(mAttachment.mNewAudioDataAvailableSemaphore, session.newAudioDataSemaphore);
   open(mAttachment.mSessionBufferClientsCanRegisterSemaphore, session.clientsCanRegisterMutex);
@@ -133,8 +132,18 @@ bool Join::isOpen(const SemaphoreHandle& handle, const Semaphore& record) {
   mObstacle = "the semaphore " + fixedText(record.name) + " cannot be opened: " +
               (handle.error() != 0 ? std::strerror(handle.error()) : "its name is damaged");
   if (handle.error() == EACCES) mObstacle += " (host and participants run under one user)";
-  if (handle.error() == ENOSPC) mObstacle += " (shared memory, /dev/shm)";
+  if (handle.error() == ENOSPC) mObstacle += " (shared memory is full)";
   return false;
+}
+
+bool Join::hasSessionSemaphores() {
+  const SessionBuffer& session = *mAttachment.session();
+  return isOpen(*mAttachment.mSessionBufferRegistrationSemaphore, session.registrationSemaphore) &&
+         isOpen(*mAttachment.mSessionBufferRegistrationEndedSemaphore,
+                session.registrationEndedSemaphore) &&
+         isOpen(*mAttachment.mSessionBufferClientsCanRegisterSemaphore,
+                session.clientsCanRegisterMutex) &&
+         isOpen(*mAttachment.mNewAudioDataAvailableSemaphore, session.newAudioDataSemaphore);
 }
 
 void Join::noteMissingSegment(const std::string& name, std::size_t bytes, int error) {

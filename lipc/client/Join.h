@@ -49,6 +49,9 @@ class Join {
   bool attachSession();
   void openSessionSemaphores();
   bool tryRegistrationLock();
+  /// False when one of the session's semaphores could not be opened. deliberate: the join goes on
+  /// without it, since an error never blocks a caller.
+  bool hasSessionSemaphores();
   /// Looks for a row that carries the ID already. A dead owner's remains (row, connection list,
   /// segments, semaphores) are taken away.
   IDState checkID();
