@@ -112,7 +112,9 @@ class Client {
   /// The active block's ID.
   std::string configGetClientID() const;
   /// The edit block's ID. For the application thread, between configBeginEdit and configEndEdit; a
-  /// join attempt that finds the active ID in use may replace it meanwhile.
+  /// join attempt that finds the active ID in use may replace it meanwhile. The outermost end
+  /// publishes what is written here. Unlike with configSetClientID the connections keep the IDs
+  /// that they have, and nothing is logged.
   std::string& configGetEditClientID();
   /// The active block's routing: per output channel the channel of the return ring that it plays,
   /// or -1 for silence. An entry that is written here counts from the next block on, without a

@@ -46,9 +46,10 @@ std::string ConfigBlocks::setID(const std::string& newID) {
 
 bool ConfigBlocks::endEdit() {
   if (mEditDepth == 0 || --mEditDepth > 0) return false;
+  const bool hasOtherID = edit().clientID != active().clientID;
   flip();
   mIsBegun = false;
-  return std::exchange(mConfigChanged, false);
+  return std::exchange(mConfigChanged, false) || hasOtherID;
 }
 
 void ConfigBlocks::restrictToMode(std::uint32_t mode) {

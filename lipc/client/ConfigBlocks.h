@@ -25,7 +25,8 @@ struct ClientConfig {
 ///
 ///   beginEdit, first    copies the active block over the edit block
 ///   setters             change the edit block and mark it changed
-///   endEdit, outermost  makes the edit block the active one
+///   endEdit, outermost  makes the edit block the active one; that its ID is another is a change
+///                       too, however it came there
 ///
 /// A change outside of them begins an edit of its own, which the next endEdit publishes: it copies
 /// the active block, and the beginEdit that follows does not.

@@ -30,6 +30,9 @@ TEST(ConfigBlocks, OnlyTheOutermostEndPublishesAndTellsOfAChange) {
   EXPECT_FALSE(config.endEdit()) << "nothing changed";
   EXPECT_FALSE(config.endEdit()) << "no edit was open";
   EXPECT_EQ(config.active().inputChannelCount, 2);
+  config.beginEdit();
+  config.edit().clientID = "written";
+  EXPECT_TRUE(config.endEdit()) << "another ID is a change, however it came there";
 }
 
 TEST(ConfigBlocks, ChangesOutsideOfAnEditArePublishedByTheNextEnd) {
