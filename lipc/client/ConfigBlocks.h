@@ -59,7 +59,10 @@ class ConfigBlocks {
   /// Sets the edit block's counts as far as `mode` allows; true when one changed.
   bool setChannelCounts(std::uint16_t inputs, std::uint16_t outputs, std::uint32_t mode);
   void resetOutputRouting();
-  /// Gives the configuration another ID: at once, or with the end of the edit that is open.
+  /// Gives the configuration another ID, for the join that follows: at once, or with the end of the
+  /// edit that is open. At once, the change mark goes too, since that join takes whatever was
+  /// marked (see markChanged); but a change that began outside of an edit keeps its mark, as it is
+  /// still to be published.
   void replaceID(const std::string& newID);
 
   /// Holds the block that is active when it is made: until its end nobody writes there. One at a

@@ -80,11 +80,18 @@ TEST(ConfigBlocks, TheModeDecidesWhichCountsThereAre) {
 
 TEST(ConfigBlocks, ANewIDCountsAtOnceOrWithTheEndOfAnOpenEdit) {
   ConfigBlocks config("a", "b");
+  config.markChanged();
   config.replaceID("c");
   EXPECT_EQ(config.active().clientID, "c");
   config.beginEdit();
+  EXPECT_FALSE(config.endEdit()) << "the join to come takes what was marked";
+  config.setChannelCounts(1, 1, cBoth);
+  config.replaceID("c too");
+  config.beginEdit();
+  EXPECT_TRUE(config.endEdit()) << "it could not take what is still to be published";
+  config.beginEdit();
   config.replaceID("d");
-  EXPECT_EQ(config.active().clientID, "c");
+  EXPECT_EQ(config.active().clientID, "c too");
   config.endEdit();
   EXPECT_EQ(config.active().clientID, "d");
 }
