@@ -138,9 +138,9 @@ class Client {
   /// The connection from `source` to `target`, revived if it was marked disconnected, or a new one
   /// without wires. The caller edits its wires.
   Connection& configEditConnection(const ClientID& source, const ClientID& target);
-  /// The first connection that has `target` at either end, revived, or a new one from this client:
-  /// from the edit block's ID inside a bracket, else from the active one's. An unset `target`
-  /// matches none.
+  /// The first connection that has `target` at either end, revived, or a new one from this client,
+  /// under the ID that it has or, while an edit of it is not published yet, will have. An unset
+  /// `target` matches none.
   Connection& configEditConnection(const ClientID& target);
   /// Marks the connection as cut by the user; one that was not configured is added, cut.
   /// deliberate: it stays in the list, so that no rule and no synchronisation brings it back.

@@ -43,6 +43,9 @@ class ConfigBlocks {
   const ClientConfig& edit() const { return mConfig[mEdit]; }
   ClientConfig& edit() { return mConfig[mEdit]; }
   bool isEditing() const { return mEditDepth > 0; }
+  /// The configuration as edited so far: the edit block inside an edit and after a change outside
+  /// of one, else the active block.
+  const ClientConfig& current() const { return mEditDepth > 0 || mIsBegun ? edit() : active(); }
 
   void beginEdit();
   /// True when this was the outermost end and something had changed. An end without a begin does
@@ -91,8 +94,6 @@ class ConfigBlocks {
 
   bool setInputs(std::uint16_t count);
   bool setOutputs(std::uint16_t count);
-  /// What a change is compared with.
-  const ClientConfig& current() const { return mEditDepth > 0 || mIsBegun ? edit() : active(); }
   ClientConfig& changing();
   void flip();
 
