@@ -98,8 +98,10 @@ class Client {
   /// leaves and joins again. An end without a begin does nothing.
   void configEndEdit();
   /// deliberate: compared over the active ID's length, so an ID that begins with the active one
-  /// counts as equal and is not taken. Null reads as empty. A client whose ID is empty, "Default"
-  /// or the name of one of the session's own segments does not join; that is logged here.
+  /// counts as equal and is not taken; but an unset active ID (empty, "Default") equals nothing.
+  /// The configured connections come along to the new ID, though not from an unset one. Null reads
+  /// as empty. A client whose ID is unset or the name of one of the session's own segments does not
+  /// join; that is logged here.
   void configSetClientID(const char* id);
   /// A mode with bit value 8 is stored as exactly 8. Counts that the mode does not allow become 0.
   void configSetMode(eClientMode mode);

@@ -37,8 +37,10 @@ void Client::configSetClientID(const char* id) {
   }
   const std::lock_guard edit(mEditMutex);
   const std::string& active = mConfig.active().clientID;
-  if (std::strncmp(requested.c_str(), active.c_str(), active.size()) == 0) return;
   const ClientID activeID(active);
+  if (activeID.isDefined() && std::strncmp(requested.c_str(), active.c_str(), active.size()) == 0) {
+    return;
+  }
   const ClientID editedID(mConfig.setID(requested));  // another one after a second call
   for (Connection& connection : mConnections) {
     connection.replace(activeID, newID);
