@@ -44,11 +44,12 @@ namespace LIPC {
 /// a second more for each lock in which another process died.
 ///
 /// Errors: by return value and log. Exceptions cross only where a comment says so. One in a join
-/// attempt (onLIPCConnectionEstablished included) releases everything, and the next pass tries
-/// again; one in the leave that ends the thread is logged, and the client leaves all the same; any
-/// other on the auto-connect thread, from a callback, clears the connected flag and ends the
-/// thread. The client is then in the session, without a keep-alive, until stopLIPCSession or the
-/// host takes it out.
+/// attempt releases everything, and the next pass tries again; when it is one of
+/// onLIPCConnectionEstablished, onLIPCConnectionToBeRemoved comes first. One of the latter there,
+/// or in the leave that ends the thread, is logged, and the client is out all the same; any other
+/// on the auto-connect thread, from a callback, clears the connected flag and ends the thread. The
+/// client is then in the session, without a keep-alive, until stopLIPCSession or the host takes it
+/// out.
 class Client {
  public:
   /// `clientType`: a four-character code. `name`: the display name; null reads as empty. The client
@@ -73,13 +74,15 @@ class Client {
   /// Slot 5. Does not stop the thread: the owner, usually the derived class's destructor, calls
   /// stopLIPCSession first.
   virtual ~Client();
-  virtual void onLIPCConnectionEstablished();  // slot 6
+  /// Slot 6. At the end of a join. Audio blocks may be under way from just before it.
+  virtual void onLIPCConnectionEstablished();
   /// Slot 7. Once per pass, connected or not, for every type but 'VMIX'.
   virtual void onLIPCConnectionTick();
   /// Slot 8. Instead for 'VMIX': with the rows of the clients connected to it; the deque is empty
   /// when none were collected in this pass.
   virtual void onLIPCConnectionTick(const std::deque<ClientEntry>* connectedClients);
-  virtual void onLIPCConnectionToBeRemoved();  // slot 9
+  /// Slot 9. First thing in every leave, and when slot 6 threw: slices go after it.
+  virtual void onLIPCConnectionToBeRemoved();
   /// Slot 10. By updateDAWvaluesFromShMem, on its thread. Status 1: the session's block; -1 with
   /// null: it is not attached; 0 with null: the client is leaving or out of the session.
   virtual void updateDAWvaluesCallback(SHM_Panner_DAW_Values* values, int status);

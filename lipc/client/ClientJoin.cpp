@@ -38,7 +38,16 @@ void Client::tryConnectWithoutLock() {
   } catch (...) {
     reportJoinFailure("an exception of unknown type");
   }
-  if (mConnected) closeExchange();
+  if (mExchange.isAttached()) {
+    // The audio thread may hold slices by now: the application is told as before any leave.
+    try {
+      onLIPCConnectionToBeRemoved();
+    } catch (...) {
+      Lct::Log(Lct::eLogError, "tryConnectWithoutLock",
+               "onLIPCConnectionToBeRemoved ended by an exception");
+    }
+    closeExchange();
+  }
   deleteManagedPtrs();
 }
 

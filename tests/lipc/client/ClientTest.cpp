@@ -220,7 +220,10 @@ class ThrowingClient final : public TestClient {
   void onLIPCConnectionTick() override {
     if (throwsAtATick) throw std::runtime_error("on purpose");
   }
-  void onLIPCConnectionToBeRemoved() override { throw std::runtime_error("on purpose"); }
+  void onLIPCConnectionToBeRemoved() override {
+    ++removed;
+    throw std::runtime_error("on purpose");
+  }
   std::atomic<bool> throws{true}, throwsAtATick{false};
 };
 
@@ -230,7 +233,9 @@ TEST(Client, AnExceptionInAJoinReleasesEverythingAndTheJoinIsTriedAgain) {
   client.startLIPCSession(0);
   ASSERT_TRUE(eventually(10s, [&] { return client.established >= 2; }));
   client.throws = false;
-  EXPECT_TRUE(eventually(10s, [&] { return client.isConnected(); }));
+  EXPECT_TRUE(eventually(10s, [&] {
+    return client.isConnected() && client.removed == client.established - 1;
+  })) << "told of each end that was none of its own";
   EXPECT_EQ(client.configGetClientID(), "throwing") << "it did not take itself for another";
 
   client.throwsAtATick = true;
