@@ -168,7 +168,9 @@ class Client {
   void syncClientConnections();
 
   /// Makes `name` different from every row's name, free rows included (deliberate), by appending
-  /// " (n)", from `suffix` on; 0 stands for the bare name.
+  /// " (n)", from `suffix` on; 0 stands for the bare name. Names are compared as rows hold them,
+  /// cut to 64 bytes. The bare name stays whole here; before a number it is shortened, so that the
+  /// row has both.
   static void makeNameUnique(const SessionBuffer* session, std::string& name, int suffix);
 
   // The session's life.

@@ -84,6 +84,11 @@ TEST(Client, NamesAreMadeUniqueCutAndRefused) {
     EXPECT_EQ(row.nameView(), name.substr(0, 64));
     EXPECT_EQ(row.mode, 3U) << "the field behind the name is untouched";
   }
+  const std::string longName = std::string(59, 'n') + "\xC3\xA9" + std::string(9, 'n');
+  EXPECT_EQ(first.configSetName(longName.c_str()), 0);
+  EXPECT_EQ(second.configSetName(longName.c_str()), -1) << "equal as far as a row holds them";
+  EXPECT_EQ(second.configGetName(), std::string(59, 'n') + " (1)");
+  EXPECT_EQ(second.configGetName(), host.session().getClientEntry("second")->nameView());
 }
 
 TEST(Client, AChangedConfigurationRejoinsAndAnUnchangedOneDoesNot) {
