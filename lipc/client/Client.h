@@ -292,7 +292,7 @@ class Client {
   void deleteManagedPtrs();
 
  private:
-  enum class Attempt { eJoined, eNotNow };
+  enum class eAttempt { eJoined, eNotNow };
 
   void pass();
   void checkSessionWithoutLock(std::deque<ClientEntry>& connectedClients);
@@ -301,7 +301,7 @@ class Client {
   void leaveAtEnd();
 
   static bool isUsableID(const ClientID& id);
-  Attempt attemptJoin();
+  eAttempt attemptJoin();
   Participant describeSelf();
   void takeNewID();
   std::list<Connection> resolveConnections();

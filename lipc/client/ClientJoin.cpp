@@ -29,7 +29,7 @@ float withBit(float value, std::int32_t bit) {
 
 void Client::tryConnectWithoutLock() {
   try {
-    if (attemptJoin() == Attempt::eJoined) {
+    if (attemptJoin() == eAttempt::eJoined) {
       mLastJoinFailure.clear();
       return;
     }
@@ -51,31 +51,31 @@ void Client::tryConnectWithoutLock() {
   deleteManagedPtrs();
 }
 
-Client::Attempt Client::attemptJoin() {
+Client::eAttempt Client::attemptJoin() {
   const Participant self = describeSelf();
-  if (!isUsableID(self.id) || Join::isForbidden()) return Attempt::eNotNow;
+  if (!isUsableID(self.id) || Join::isForbidden()) return eAttempt::eNotNow;
   mVersionStatus = Join::checkHost();
-  if (mVersionStatus != eVersionMatches) return Attempt::eNotNow;
+  if (mVersionStatus != eVersionMatches) return eAttempt::eNotNow;
 
   Join join(self, mAttachment);
-  if (!join.attachSession()) return Attempt::eNotNow;
+  if (!join.attachSession()) return eAttempt::eNotNow;
   SessionBuffer& session = *mAttachment.session();
   join.openSessionSemaphores();
-  if (!join.tryRegistrationLock()) return Attempt::eNotNow;
+  if (!join.tryRegistrationLock()) return eAttempt::eNotNow;
   RegistrationLock lock(*mAttachment.mSessionBufferClientsCanRegisterSemaphore);
 
   switch (join.checkID()) {
-    case Join::IDState::eFree:
+    case Join::eIDState::eFree:
       break;
-    case Join::IDState::eInUse:
+    case Join::eIDState::eInUse:
       takeNewID();
-      return Attempt::eNotNow;
-    case Join::IDState::eCleared:
-      return Attempt::eNotNow;
+      return eAttempt::eNotNow;
+    case Join::eIDState::eCleared:
+      return eAttempt::eNotNow;
   }
   ClientEntry* row = join.findRow();
   if (row == nullptr || !join.createClientBuffer() || !join.createSlices()) {
-    return Attempt::eNotNow;
+    return eAttempt::eNotNow;
   }
   takeUniqueName(session);
   PublishedConnections published(self.id);
@@ -87,10 +87,10 @@ Client::Attempt Client::attemptJoin() {
     published.keep();
     return false;
   };
-  if (!isStillItsOwn()) return Attempt::eNotNow;
+  if (!isStillItsOwn()) return eAttempt::eNotNow;
   published.publish(connections);
   markJoinedInParameters();
-  if (!isStillItsOwn() || !row->isFree()) return Attempt::eNotNow;
+  if (!isStillItsOwn() || !row->isFree()) return eAttempt::eNotNow;
   join.fillRow(*row, configGetName(), mOfflineParameters, mStrings);
   mClientIndex = session.getClientIndex(self.id);
   join.attachPannerValues();
@@ -101,7 +101,7 @@ Client::Attempt Client::attemptJoin() {
   mLeaveRequested = false;
   openExchange();
   onLIPCConnectionEstablished();
-  return Attempt::eJoined;
+  return eAttempt::eJoined;
 }
 
 Participant Client::describeSelf() {

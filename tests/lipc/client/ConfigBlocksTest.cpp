@@ -121,18 +121,18 @@ TEST(ConfigBlocks, APinnedBlockStaysAsItIsThroughTheEditsThatFollow) {
 }
 
 TEST(HeartbeatWatch, TheEleventhUnchangedPassInARowIsTheEnd) {
-  using Verdict = HeartbeatWatch::Verdict;
+  using eVerdict = HeartbeatWatch::eVerdict;
   HeartbeatWatch watch;
   watch.restart(7);
   for (int round = 0; round < 2; ++round) {
     const std::uint64_t tick = 8 + static_cast<std::uint64_t>(round);
-    EXPECT_EQ(watch.observe(tick), Verdict::eAdvanced);
+    EXPECT_EQ(watch.observe(tick), eVerdict::eAdvanced);
     for (int pass = 1; pass <= 10; ++pass) {
-      EXPECT_EQ(watch.observe(tick), Verdict::eStalled) << pass;
+      EXPECT_EQ(watch.observe(tick), eVerdict::eStalled) << pass;
     }
   }
-  EXPECT_EQ(watch.observe(9), Verdict::eGone);
-  EXPECT_EQ(watch.observe(8), Verdict::eRestarted);
+  EXPECT_EQ(watch.observe(9), eVerdict::eGone);
+  EXPECT_EQ(watch.observe(8), eVerdict::eRestarted);
 }
 
 TEST(AutoConnectThread, TheLoopPeriodIsClamped) {
