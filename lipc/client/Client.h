@@ -29,14 +29,19 @@ namespace LIPC {
 ///                                                 joining
 ///   any          --stopLIPCSession-->             leaving, then configured
 ///
-/// A change of ID, channel counts or routing is never patched into a live session: the outermost
-/// configEndEdit makes the client leave and join again. Name and mode are written through at once.
+/// A change of ID, channel counts or connections is never patched into a live session: the
+/// outermost configEndEdit makes the client leave and join again. Name and mode are written through
+/// at once. A routing is nothing that the session knows of: where it alone changes, nobody rejoins.
 ///
-/// Threads: the configuration's setters, start and stop belong to one application thread; queries
-/// may come from any. Callbacks run on the auto-connect thread where nothing else is said.
-/// onLIPCConnectionEstablished and onLIPCConnectionToBeRemoved run with the client's lock held:
-/// from there nothing of this class may be called but isConnected, getOfflineParameter(int),
-/// configBeginEdit, configGet... and the edit setters other than configSetMode and configSetName.
+/// Threads: the configuration, start and stop belong to one application thread; configGetName,
+/// configGetMode, configGetClientID, configGetConnectionCount and all queries may come from any.
+/// Callbacks run on the auto-connect thread where nothing else is said. An edit from there falls
+/// into whatever bracket the application thread has open, and its references are unguarded: only
+/// for an application that does not edit meanwhile. stopLIPCSession waits for that thread.
+/// onLIPCConnectionEstablished and onLIPCConnectionToBeRemoved run with the client's lock held.
+/// What takes it would wait for ever there: configEndEdit, configSetMode, configSetName,
+/// syncClientConnections, clearReturnBuffers, stopLIPCSession, and of parameters, strings and the
+/// session table all but getOfflineParameter(int).
 ///
 /// Locks, in order: mMutex, the session's registration lock, then mEditMutex or the connection
 /// pool's own lock, never both. mMutex is held for a join attempt or a leave at the longest. These
@@ -84,7 +89,8 @@ class Client {
   /// Slot 9. First thing in every leave, and when slot 6 threw: slices go after it.
   virtual void onLIPCConnectionToBeRemoved();
   /// Slot 10. By updateDAWvaluesFromShMem, on its thread. Status 1: the session's block; -1 with
-  /// null: it is not attached; 0 with null: the client is leaving or out of the session.
+  /// null: it is not attached; 0 with null: the client is leaving or out of the session, or an
+  /// audio block is under way.
   virtual void updateDAWvaluesCallback(SHM_Panner_DAW_Values* values, int status);
   /// Slot 11. On the audio thread, once per block: whether slot 12 shall be called.
   virtual bool need2updatePreviousRTparamsCallback() LIPC_NONBLOCKING;
@@ -110,7 +116,7 @@ class Client {
   void configSetMode(eClientMode mode);
   /// Counts as far as the mode allows, cut to 16 bits. True when one changed.
   bool configSetIOChannelCount(int inputs, int outputs);
-  /// Routing back to 0, 1, 2, ...
+  /// Routing back to 0, 1, 2, ...; counts from the block after the outermost end, without a rejoin.
   void configResetOutputRouting();
   std::string configGetName() const;
   eClientMode configGetMode() const;
@@ -212,14 +218,15 @@ class Client {
   /// yield after each.
   ///
   /// - Not connected: nothing is touched.
-  /// - Leaving, or a second call at the same time: silence in the configured outputs and zeros in
-  ///   `returnParams`.
+  /// - Leaving, or a second call or updateDAWvaluesFromShMem at the same time: silence in the
+  ///   configured outputs and zeros in `returnParams`.
   /// - A negative count, more than 1024 samples or 172 parameters: refused whole. Nothing is sent,
   ///   nothing announced; silence and zeros as far as the caller's own counts say.
   /// - The configuration counts as it is when the block begins, the channels also as the ring has
   ///   them: after an edit, until the rejoin, only as many as before are traded.
   /// - An exception from a callback ends the block and clears the connected flag; the client leaves
-  ///   and joins again, under the same ID. Nothing is thrown.
+  ///   and joins again, under the same ID. Nothing is thrown or announced. This block's buffers and
+  ///   those of the blocks until then stay as they came: the input stands where output belongs.
   ///
   /// deliberate: only a mode with eClientModeOutputs (2) or eClientModeNoAudio (4) announces its
   /// blocks to the host. A client that only sends (eClientModeInputs) therefore adds
@@ -246,9 +253,12 @@ class Client {
   float* getPreviousRTparams(long long timeStamp) noexcept LIPC_NONBLOCKING;
 
   /// Zeroes the "-return" ring's parameters and samples, if connected. Takes the client's lock: not
-  /// for the audio thread.
+  /// for the audio thread. It does not keep that thread out either: a block that is traded
+  /// meanwhile may come back half zeroed.
   void clearReturnBuffers();
-  /// Passes the session's panner values to updateDAWvaluesCallback, whose exceptions pass.
+  /// Passes the session's panner values to updateDAWvaluesCallback, whose exceptions pass. Until
+  /// the callback is over it holds what a block needs: beside the audio thread it costs blocks,
+  /// which are silent and not sent. On that thread, between two blocks, it costs none.
   void updateDAWvaluesFromShMem();
 
   // Offline parameters (index 0 to 127) and strings (slot 0 to 9). An index outside reads as 0 or

@@ -21,7 +21,7 @@ struct Connection;
 /// registration and registration-ended semaphores:
 ///
 ///   client (holds the mutex)                     host
-///   requestJoin/requestLeave, drains "ended"
+///   writeRequest, drains "ended"
 ///   posts "registration"                    -->  reads the request, completes it
 ///   waits for "ended", with a time-out      <--  posts "ended", then the mutex
 ///
