@@ -142,10 +142,10 @@ void dieWithParent() {
 
 }  // namespace
 
-std::string Peer::sProgram;
+std::string Peer::msProgram;
 
 Peer::Peer(const PeerOptions& options, std::function<void()> wake) : mWake(std::move(wake)) {
-  std::vector<std::string> arguments = {sProgram,
+  std::vector<std::string> arguments = {msProgram,
                                         "peer",
                                         options.kind,
                                         std::to_string(options.core),
@@ -156,7 +156,7 @@ Peer::Peer(const PeerOptions& options, std::function<void()> wake) : mWake(std::
   for (std::string& argument : arguments)
     pointers.push_back(argument.data());
   pointers.push_back(nullptr);
-  if (posix_spawn(&mProcess, sProgram.c_str(), nullptr, nullptr, pointers.data(), environ) != 0) {
+  if (posix_spawn(&mProcess, msProgram.c_str(), nullptr, nullptr, pointers.data(), environ) != 0) {
     throw std::runtime_error("the peer does not start");
   }
 }

@@ -39,7 +39,7 @@ class Peer {
   Peer& operator=(const Peer&) = delete;
 
   /// The path with which this program was started.
-  static std::string sProgram;
+  static std::string msProgram;
   /// The whole life of a peer process, from its arguments on.
   static int run(const std::vector<std::string>& arguments);
 

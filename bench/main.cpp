@@ -68,7 +68,7 @@ int benchmarkAll(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   try {
-    bench::Peer::sProgram = argv[0];
+    bench::Peer::msProgram = argv[0];
     if (argc > 1 && std::strcmp(argv[1], "peer") == 0) {
       return bench::Peer::run({argv + 2, argv + argc});
     }

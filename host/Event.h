@@ -8,7 +8,7 @@ namespace host {
 
 /// Something that happened in the session.
 struct Event {
-  enum class Kind {
+  enum class eKind {
     eJoined,
     eLeft,
     eLost,              // a client that stopped refreshing its stamp; its row was freed
@@ -18,7 +18,7 @@ struct Event {
     eNote,              // textAfter: the host did something about the session
   };
 
-  Kind kind = Kind::eNote;
+  eKind kind = eKind::eNote;
   int index = -1;          // row
   std::string id;          // of the client
   std::string name;        // display name

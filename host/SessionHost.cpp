@@ -153,7 +153,7 @@ void SessionHost::answerRequest() {
       freeRows(id);
       if (mAudio) mAudio->remove(id);
       note(mConnections->reap(id));  // a leaver that dies now has nothing left to withdraw
-      mTableWatch->noteLeft(id, Event::Kind::eLeft);
+      mTableWatch->noteLeft(id, Event::eKind::eLeft);
     }
     if (mAudio) mAudio->setConnections(mConnections->current());
   }

@@ -61,7 +61,7 @@ void SessionHost::reap(const ClientID& id) {
     if (mAudio) mAudio->remove(id);
     note(mConnections->reap(id));
     LIPC::removeRemains(id, session());
-    mTableWatch->noteLeft(id, Event::Kind::eLost);
+    mTableWatch->noteLeft(id, Event::eKind::eLost);
     mClientWatch.forget(id);
   }
   mClientsCanRegister->post();

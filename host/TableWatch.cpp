@@ -8,7 +8,7 @@ namespace {
 
 using LIPC::ClientEntry;
 
-Event describe(Event::Kind kind, int index, const ClientEntry& entry) {
+Event describe(Event::eKind kind, int index, const ClientEntry& entry) {
   Event event;
   event.kind = kind;
   event.index = index;
@@ -35,7 +35,7 @@ TableWatch::TableWatch(const LIPC::SessionBuffer& session, EventSink sink)
   }
 }
 
-void TableWatch::report(Event::Kind kind, int index, const ClientEntry& entry) {
+void TableWatch::report(Event::eKind kind, int index, const ClientEntry& entry) {
   mSink(describe(kind, index, entry));
 }
 
@@ -45,10 +45,10 @@ void TableWatch::noteJoined(const LIPC::ClientID& id) {
   if (entry == nullptr) return;
   mNew.erase(index);
   mKnown.insert_or_assign(index, *entry);
-  report(Event::Kind::eJoined, index, *entry);
+  report(Event::eKind::eJoined, index, *entry);
 }
 
-void TableWatch::noteLeft(const LIPC::ClientID& id, Event::Kind how) {
+void TableWatch::noteLeft(const LIPC::ClientID& id, Event::eKind how) {
   for (auto it = mKnown.begin(); it != mKnown.end();) {
     if (it->second.id == id) {
       report(how, it->first, it->second);
@@ -64,7 +64,7 @@ void TableWatch::look() {
     const ClientEntry& row = mSession.entries[index];
     const auto known = mKnown.find(index);
     if (known != mKnown.end() && !(known->second.id == row.id)) {
-      report(Event::Kind::eLeft, index, known->second);
+      report(Event::eKind::eLeft, index, known->second);
       mKnown.erase(known);
     }
     if (row.isFree()) {
@@ -81,20 +81,20 @@ void TableWatch::look() {
 }
 
 void TableWatch::compare(int index, ClientEntry& known, const ClientEntry& now) {
-  Event event = describe(Event::Kind::eRenamed, index, now);
+  Event event = describe(Event::eKind::eRenamed, index, now);
   if (known.nameView() != now.nameView()) {
     event.textBefore = std::string(known.nameView());
     event.textAfter = event.name;
     mSink(event);
   }
-  event.kind = Event::Kind::eParameterChanged;
+  event.kind = Event::eKind::eParameterChanged;
   for (unsigned slot = 0; slot < LIPC::cOfflineParameterCount; ++slot) {
     event.slot = slot;
     event.before = known.offlineParameters[slot];
     event.after = now.offlineParameters[slot];
     if (!isSameFloat(event.before, event.after)) mSink(event);
   }
-  event.kind = Event::Kind::eStringChanged;
+  event.kind = Event::eKind::eStringChanged;
   for (unsigned slot = 0; slot < LIPC::cStringSlotCount; ++slot) {
     event.slot = slot;
     event.textBefore = std::string(known.strings[slot].current());

@@ -17,13 +17,13 @@ class TableWatch {
   TableWatch(const LIPC::SessionBuffer& session, EventSink sink);
 
   void noteJoined(const LIPC::ClientID& id);
-  void noteLeft(const LIPC::ClientID& id, Event::Kind how);
+  void noteLeft(const LIPC::ClientID& id, Event::eKind how);
   /// Reports every difference since the last look. A new row is reported at the third look: until
   /// then its client is still filling it and asking the host.
   void look();
 
  private:
-  void report(Event::Kind kind, int index, const LIPC::ClientEntry& entry);
+  void report(Event::eKind kind, int index, const LIPC::ClientEntry& entry);
   void compare(int index, LIPC::ClientEntry& known, const LIPC::ClientEntry& now);
 
   const LIPC::SessionBuffer& mSession;

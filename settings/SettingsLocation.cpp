@@ -2,10 +2,10 @@
 
 namespace Vexo::Settings {
 
-const SettingsRoots* SettingsLocation::replacement = nullptr;
+const SettingsRoots* SettingsLocation::msReplacement = nullptr;
 
 SettingsRoots SettingsLocation::roots() {
-  return replacement != nullptr ? *replacement : systemSettingsRoots();
+  return msReplacement != nullptr ? *msReplacement : systemSettingsRoots();
 }
 
 }  // namespace Vexo::Settings

@@ -8,9 +8,9 @@ namespace Vexo::Settings {
 /// program that links the library statically (a test) may replace them; the loadable module does
 /// not export them. Not synchronised: change them before a client is made.
 struct SettingsLocation {
-  /// The process's own roots unless `replacement` is set.
+  /// The process's own roots unless `msReplacement` is set.
   static SettingsRoots roots();
-  static const SettingsRoots* replacement;
+  static const SettingsRoots* msReplacement;
 };
 
 }  // namespace Vexo::Settings

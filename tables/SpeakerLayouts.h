@@ -32,7 +32,10 @@ namespace LSS {
 // "NHK 22.2" has labels of its own for kinds 0 to 17.
 //
 // The processing order of cMixLayouts' layouts: surround, front, height surround, height front,
-// top, LFE. The large layouts keep their channel order, but for a few speakers.
+// top, LFE. "VexoMax 20.1" is processed in channel order, and the larger ones keep its places:
+// after its LFE, at 20, "VexoMax 22.1" and "VexoMax 26.1" have TLb TRb, and the latter then Lw Rw
+// HLw HRw. "NHK 22.2" has an order of its own: FL FC FR SiL SiR BC TpBC BL BR TpFL TpFC TpFR TpSiL
+// TpSiR TpC BrFC TpBL TpBR BtFL BtFR LFE1 FLc FRc LFE2.
 //
 // The Vexo native channel order:
 //   0 L  1 R  2 Ls  3 Rs  4 C  5 LFE  6 HL  7 HR  8 HLs  9 HRs  10 T  11 HC  12 Cs  13 HCs

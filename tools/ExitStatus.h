@@ -3,7 +3,7 @@
 namespace tools {
 
 /// What the lipc command tells its caller. docs/errors.md says what to do about each.
-enum ExitStatus : int {
+enum eExitStatus : int {
   eExitOK = 0,
   eExitFailure = 1,        // something unexpected
   eExitUsage = 2,          // the command line

@@ -100,7 +100,7 @@ class Follower {
  public:
   void operator()(const host::Event& event) {
     const std::lock_guard lock(mMutex);
-    if (event.kind == host::Event::Kind::eJoined) mJoined.insert(event.type);
+    if (event.kind == host::Event::eKind::eJoined) mJoined.insert(event.type);
     if (mFollowing && mEvents.size() < cMostWaiting) mEvents.push_back(event);
   }
 

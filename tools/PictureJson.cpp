@@ -59,20 +59,20 @@ json connectionJson(const LIPC::Connection& connection) {
           {"wires", std::move(wires)}};
 }
 
-const char* kindName(Event::Kind kind) {
+const char* kindName(Event::eKind kind) {
   switch (kind) {
-    case Event::Kind::eJoined:
+    case Event::eKind::eJoined:
       return "joined";
-    case Event::Kind::eLeft:
+    case Event::eKind::eLeft:
       return "left";
-    case Event::Kind::eLost:
+    case Event::eKind::eLost:
       return "lost";
-    case Event::Kind::eRenamed:
+    case Event::eKind::eRenamed:
       return "renamed";
-    case Event::Kind::eParameterChanged:
-    case Event::Kind::eStringChanged:
+    case Event::eKind::eParameterChanged:
+    case Event::eKind::eStringChanged:
       return "changed";
-    case Event::Kind::eNote:
+    case Event::eKind::eNote:
       break;
   }
   return "note";
@@ -108,7 +108,7 @@ json clientJson(const SessionPicture& session, const ClientPicture& client) {
 
 json eventJson(const Event& event) {
   json result = {{"event", kindName(event.kind)}};
-  if (event.kind == Event::Kind::eNote) {
+  if (event.kind == Event::eKind::eNote) {
     result["text"] = event.textAfter;
     return result;
   }
@@ -117,15 +117,15 @@ json eventJson(const Event& event) {
   result["name"] = event.name;
   result["type"] = typeText(event.type);
   switch (event.kind) {
-    case Event::Kind::eParameterChanged:
+    case Event::eKind::eParameterChanged:
       result["parameter"] = event.slot;
       result["before"] = event.before;
       result["after"] = event.after;
       break;
-    case Event::Kind::eStringChanged:
+    case Event::eKind::eStringChanged:
       result["string"] = event.slot;
       [[fallthrough]];
-    case Event::Kind::eRenamed:
+    case Event::eKind::eRenamed:
       result["before"] = event.textBefore;
       result["after"] = event.textAfter;
       break;

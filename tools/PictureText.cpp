@@ -40,7 +40,7 @@ std::string rowText(const ClientPicture& client) {
 }
 
 std::string slotName(const Event& event) {
-  const bool isText = event.kind == Event::Kind::eStringChanged;
+  const bool isText = event.kind == Event::eKind::eStringChanged;
   const std::string place = fmt::format("{} {}", isText ? "string" : "parameter", event.slot);
   const std::string key = settingKey(event.type, isText, static_cast<int>(event.slot));
   return key.empty() ? place : place + " (" + key + ")";
@@ -102,23 +102,23 @@ std::string eventText(const Event& event) {
     return fmt::format("{}  {:<8} {}", clockText(), what, rest);
   };
   switch (event.kind) {
-    case Event::Kind::eJoined:
+    case Event::eKind::eJoined:
       return line("joined",
                   fmt::format("{}  \"{}\"  {}", who, printable(event.name), typeText(event.type)));
-    case Event::Kind::eLeft:
+    case Event::eKind::eLeft:
       return line("left", who);
-    case Event::Kind::eLost:
+    case Event::eKind::eLost:
       return line("lost", who + "  stopped refreshing its stamp; its row was freed");
-    case Event::Kind::eRenamed:
+    case Event::eKind::eRenamed:
       return line("renamed", fmt::format("{}  \"{}\" -> \"{}\"", who, printable(event.textBefore),
                                          printable(event.textAfter)));
-    case Event::Kind::eParameterChanged:
+    case Event::eKind::eParameterChanged:
       return line("changed", fmt::format("{}  {}  {} -> {}", who, slotName(event),
                                          numberText(event.before), numberText(event.after)));
-    case Event::Kind::eStringChanged:
+    case Event::eKind::eStringChanged:
       return line("changed", fmt::format("{}  {}  \"{}\" -> \"{}\"", who, slotName(event),
                                          printable(event.textBefore), printable(event.textAfter)));
-    case Event::Kind::eNote:
+    case Event::eKind::eNote:
       break;
   }
   return line("note", printable(event.textAfter));

@@ -41,6 +41,7 @@ macos_test(EverySourceAndHeaderIsCompiled
 macos_test(EverythingIsMachOForX86_64 format ${module} ${libraries} ${programs} ${tests})
 macos_test(TheModuleExportsItsFiveFunctionsAndNothingElse
            exports ${module} createProcessor getLIPCVersion getClientType loadLibrary unloadLibrary)
+macos_test(TheModuleCarriesTheLayouts contains ${module} "VexoMax 26.1" "BrFC" "Vexo_6_0_Quad")
 # JUCE's modules need Apple's frameworks, and the libraries of tests and benchmarks are compiled for
 # Linux only.
 macos_test(TheModuleLeavesNothingOpenButJUCE lookups "juce" ${module})

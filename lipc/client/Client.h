@@ -29,14 +29,19 @@ namespace LIPC {
 ///                                                 joining
 ///   any          --stopLIPCSession-->             leaving, then configured
 ///
-/// A change of ID, channel counts or routing is never patched into a live session: the outermost
-/// configEndEdit makes the client leave and join again. Name and mode are written through at once.
+/// A change of ID, channel counts or connections is never patched into a live session: the
+/// outermost configEndEdit makes the client leave and join again. Name and mode are written through
+/// at once. A routing is nothing that the session knows of: where it alone changes, nobody rejoins.
 ///
-/// Threads: the configuration's setters, start and stop belong to one application thread; queries
-/// may come from any. Callbacks run on the auto-connect thread where nothing else is said.
-/// onLIPCConnectionEstablished and onLIPCConnectionToBeRemoved run with the client's lock held:
-/// from there nothing of this class may be called but isConnected, getOfflineParameter(int),
-/// configBeginEdit, configGet... and the edit setters other than configSetMode and configSetName.
+/// Threads: the configuration, start and stop belong to one application thread; configGetName,
+/// configGetMode, configGetClientID, configGetConnectionCount and all queries may come from any.
+/// Callbacks run on the auto-connect thread where nothing else is said. An edit from there falls
+/// into whatever bracket the application thread has open, and its references are unguarded: only
+/// for an application that does not edit meanwhile. stopLIPCSession waits for that thread.
+/// onLIPCConnectionEstablished and onLIPCConnectionToBeRemoved run with the client's lock held.
+/// What takes it would wait for ever there: configEndEdit, configSetMode, configSetName,
+/// syncClientConnections, clearReturnBuffers, stopLIPCSession, and of parameters, strings and the
+/// session table all but getOfflineParameter(int).
 ///
 /// Locks, in order: mMutex, the session's registration lock, then mEditMutex or the connection
 /// pool's own lock, never both. mMutex is held for a join attempt or a leave at the longest. These
@@ -44,11 +49,12 @@ namespace LIPC {
 /// a second more for each lock in which another process died.
 ///
 /// Errors: by return value and log. Exceptions cross only where a comment says so. One in a join
-/// attempt (onLIPCConnectionEstablished included) releases everything, and the next pass tries
-/// again; one in the leave that ends the thread is logged, and the client leaves all the same; any
-/// other on the auto-connect thread, from a callback, clears the connected flag and ends the
-/// thread. The client is then in the session, without a keep-alive, until stopLIPCSession or the
-/// host takes it out.
+/// attempt releases everything, and the next pass tries again; when it is one of
+/// onLIPCConnectionEstablished, onLIPCConnectionToBeRemoved comes first. One of the latter there,
+/// or in the leave that ends the thread, is logged, and the client is out all the same; any other
+/// on the auto-connect thread, from a callback, clears the connected flag and ends the thread. The
+/// client is then in the session, without a keep-alive, until stopLIPCSession or the host takes it
+/// out.
 class Client {
  public:
   /// `clientType`: a four-character code. `name`: the display name; null reads as empty. The client
@@ -73,15 +79,18 @@ class Client {
   /// Slot 5. Does not stop the thread: the owner, usually the derived class's destructor, calls
   /// stopLIPCSession first.
   virtual ~Client();
-  virtual void onLIPCConnectionEstablished();  // slot 6
+  /// Slot 6. At the end of a join. Audio blocks may be under way from just before it.
+  virtual void onLIPCConnectionEstablished();
   /// Slot 7. Once per pass, connected or not, for every type but 'VMIX'.
   virtual void onLIPCConnectionTick();
   /// Slot 8. Instead for 'VMIX': with the rows of the clients connected to it; the deque is empty
   /// when none were collected in this pass.
   virtual void onLIPCConnectionTick(const std::deque<ClientEntry>* connectedClients);
-  virtual void onLIPCConnectionToBeRemoved();  // slot 9
+  /// Slot 9. First thing in every leave, and when slot 6 threw: slices go after it.
+  virtual void onLIPCConnectionToBeRemoved();
   /// Slot 10. By updateDAWvaluesFromShMem, on its thread. Status 1: the session's block; -1 with
-  /// null: it is not attached; 0 with null: the client is leaving or out of the session.
+  /// null: it is not attached; 0 with null: the client is leaving or out of the session, or an
+  /// audio block is under way.
   virtual void updateDAWvaluesCallback(SHM_Panner_DAW_Values* values, int status);
   /// Slot 11. On the audio thread, once per block: whether slot 12 shall be called.
   virtual bool need2updatePreviousRTparamsCallback() LIPC_NONBLOCKING;
@@ -98,21 +107,25 @@ class Client {
   /// leaves and joins again. An end without a begin does nothing.
   void configEndEdit();
   /// deliberate: compared over the active ID's length, so an ID that begins with the active one
-  /// counts as equal and is not taken. Null reads as empty. A client whose ID is empty, "Default"
-  /// or the name of one of the session's own segments does not join; that is logged here.
+  /// counts as equal and is not taken; but an unset active ID (empty, "Default") equals nothing.
+  /// The configured connections come along to the new ID, though not from an unset one. Null reads
+  /// as empty. A client whose ID is unset or the name of one of the session's own segments does not
+  /// join; that is logged here.
   void configSetClientID(const char* id);
   /// A mode with bit value 8 is stored as exactly 8. Counts that the mode does not allow become 0.
   void configSetMode(eClientMode mode);
   /// Counts as far as the mode allows, cut to 16 bits. True when one changed.
   bool configSetIOChannelCount(int inputs, int outputs);
-  /// Routing back to 0, 1, 2, ...
+  /// Routing back to 0, 1, 2, ...; counts from the block after the outermost end, without a rejoin.
   void configResetOutputRouting();
   std::string configGetName() const;
   eClientMode configGetMode() const;
   /// The active block's ID.
   std::string configGetClientID() const;
   /// The edit block's ID. For the application thread, between configBeginEdit and configEndEdit; a
-  /// join attempt that finds the active ID in use may replace it meanwhile.
+  /// join attempt that finds the active ID in use may replace it meanwhile. The outermost end
+  /// publishes what is written here. Unlike with configSetClientID the connections keep the IDs
+  /// that they have, and nothing is logged.
   std::string& configGetEditClientID();
   /// The active block's routing: per output channel the channel of the return ring that it plays,
   /// or -1 for silence. An entry that is written here counts from the next block on, without a
@@ -136,9 +149,9 @@ class Client {
   /// The connection from `source` to `target`, revived if it was marked disconnected, or a new one
   /// without wires. The caller edits its wires.
   Connection& configEditConnection(const ClientID& source, const ClientID& target);
-  /// The first connection that has `target` at either end, revived, or a new one from this client:
-  /// from the edit block's ID inside a bracket, else from the active one's. An unset `target`
-  /// matches none.
+  /// The first connection that has `target` at either end, revived, or a new one from this client,
+  /// under the ID that it has or, while an edit of it is not published yet, will have. An unset
+  /// `target` matches none.
   Connection& configEditConnection(const ClientID& target);
   /// Marks the connection as cut by the user; one that was not configured is added, cut.
   /// deliberate: it stays in the list, so that no rule and no synchronisation brings it back.
@@ -161,7 +174,9 @@ class Client {
   void syncClientConnections();
 
   /// Makes `name` different from every row's name, free rows included (deliberate), by appending
-  /// " (n)", from `suffix` on; 0 stands for the bare name.
+  /// " (n)", from `suffix` on; 0 stands for the bare name. Names are compared as rows hold them,
+  /// cut to 64 bytes. The bare name stays whole here; before a number it is shortened, so that the
+  /// row has both.
   static void makeNameUnique(const SessionBuffer* session, std::string& name, int suffix);
 
   // The session's life.
@@ -203,14 +218,15 @@ class Client {
   /// yield after each.
   ///
   /// - Not connected: nothing is touched.
-  /// - Leaving, or a second call at the same time: silence in the configured outputs and zeros in
-  ///   `returnParams`.
+  /// - Leaving, or a second call or updateDAWvaluesFromShMem at the same time: silence in the
+  ///   configured outputs and zeros in `returnParams`.
   /// - A negative count, more than 1024 samples or 172 parameters: refused whole. Nothing is sent,
   ///   nothing announced; silence and zeros as far as the caller's own counts say.
   /// - The configuration counts as it is when the block begins, the channels also as the ring has
   ///   them: after an edit, until the rejoin, only as many as before are traded.
   /// - An exception from a callback ends the block and clears the connected flag; the client leaves
-  ///   and joins again, under the same ID. Nothing is thrown.
+  ///   and joins again, under the same ID. Nothing is thrown or announced. This block's buffers and
+  ///   those of the blocks until then stay as they came: the input stands where output belongs.
   ///
   /// deliberate: only a mode with eClientModeOutputs (2) or eClientModeNoAudio (4) announces its
   /// blocks to the host. A client that only sends (eClientModeInputs) therefore adds
@@ -237,9 +253,12 @@ class Client {
   float* getPreviousRTparams(long long timeStamp) noexcept LIPC_NONBLOCKING;
 
   /// Zeroes the "-return" ring's parameters and samples, if connected. Takes the client's lock: not
-  /// for the audio thread.
+  /// for the audio thread. It does not keep that thread out either: a block that is traded
+  /// meanwhile may come back half zeroed.
   void clearReturnBuffers();
-  /// Passes the session's panner values to updateDAWvaluesCallback, whose exceptions pass.
+  /// Passes the session's panner values to updateDAWvaluesCallback, whose exceptions pass. Until
+  /// the callback is over it holds what a block needs: beside the audio thread it costs blocks,
+  /// which are silent and not sent. On that thread, between two blocks, it costs none.
   void updateDAWvaluesFromShMem();
 
   // Offline parameters (index 0 to 127) and strings (slot 0 to 9). An index outside reads as 0 or
@@ -283,7 +302,7 @@ class Client {
   void deleteManagedPtrs();
 
  private:
-  enum class Attempt { eJoined, eLockBusy, eNotNow };
+  enum class eAttempt { eJoined, eLockBusy, eNotNow };
 
   void pass();
   void checkSessionWithoutLock(std::deque<ClientEntry>& connectedClients);
@@ -292,7 +311,7 @@ class Client {
   void leaveAtEnd();
 
   static bool isUsableID(const ClientID& id);
-  Attempt attemptJoin();
+  eAttempt attemptJoin();
   Participant describeSelf();
   void takeNewID();
   std::list<Connection> resolveConnections();

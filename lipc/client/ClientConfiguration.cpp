@@ -7,6 +7,22 @@
 #include "lipc/util/Log.h"
 
 namespace LIPC {
+namespace {
+
+/// `base` and " (n)", together no longer than a row's name: the base gives way, by whole characters
+/// of UTF-8.
+std::string numbered(const std::string& base, long long n) {
+  const std::string suffix = " (" + std::to_string(n) + ")";
+  std::size_t length = std::min(base.size(), ClientEntry::cNameBytes - suffix.size());
+  const auto isInsideCharacter = [&] {
+    return length > 0 && length < base.size() && (base[length] & 0xC0) == 0x80;
+  };
+  while (isInsideCharacter())
+    --length;
+  return base.substr(0, length) + suffix;
+}
+
+}  // namespace
 
 bool Client::isUsableID(const ClientID& id) {
   return id.isDefined() && !isSessionWideName(id.view());
@@ -37,8 +53,10 @@ void Client::configSetClientID(const char* id) {
   }
   const std::lock_guard edit(mEditMutex);
   const std::string& active = mConfig.active().clientID;
-  if (std::strncmp(requested.c_str(), active.c_str(), active.size()) == 0) return;
   const ClientID activeID(active);
+  if (activeID.isDefined() && std::strncmp(requested.c_str(), active.c_str(), active.size()) == 0) {
+    return;
+  }
   const ClientID editedID(mConfig.setID(requested));  // another one after a second call
   for (Connection& connection : mConnections) {
     connection.replace(activeID, newID);
@@ -131,12 +149,16 @@ void Client::takeUniqueName(const SessionBuffer& session) {
 }
 
 void Client::makeNameUnique(const SessionBuffer* session, std::string& name, int suffix) {
-  const std::string candidate = suffix == 0 ? name : name + " (" + std::to_string(suffix) + ")";
-  const auto carriesIt = [&](const ClientEntry& entry) { return entry.nameView() == candidate; };
-  if (std::any_of(std::begin(session->entries), std::end(session->entries), carriesIt)) {
-    return makeNameUnique(session, name, suffix + 1);
+  // It ends: no two numbers give the same, and 1024 rows carry 1024 names at the most.
+  for (long long n = suffix;; ++n) {
+    const std::string candidate = n == 0 ? name : numbered(name, n);
+    const std::string_view asCut = std::string_view(candidate).substr(0, ClientEntry::cNameBytes);
+    const auto carriesIt = [&](const ClientEntry& entry) { return entry.nameView() == asCut; };
+    if (std::none_of(std::begin(session->entries), std::end(session->entries), carriesIt)) {
+      name = candidate;
+      return;
+    }
   }
-  name = candidate;
 }
 
 SessionBuffer* Client::sessionOrWarn(const char* operation) const {

@@ -58,9 +58,8 @@ Connection& Client::editConnection(const ClientID& target, std::uint8_t disconne
   const std::lock_guard edit(mEditMutex);
   const auto found = findEither(mConnections, target);
   if (found != mConnections.end()) return edited(*found, disconnect);
-  const ClientConfig& config = mConfig.isEditing() ? mConfig.edit() : mConfig.active();
-  return edited(mConnections.emplace_back(ClientID(config.clientID), target, ClientID()),
-                disconnect);
+  const ClientID source(mConfig.current().clientID);
+  return edited(mConnections.emplace_back(source, target, ClientID()), disconnect);
 }
 
 /// From here on the next leave does not take over what the session makes of it.

@@ -31,13 +31,13 @@ float withBit(float value, std::int32_t bit) {
 void Client::tryConnectWithoutLock() {
   try {
     switch (attemptJoin()) {
-      case Attempt::eJoined:
+      case eAttempt::eJoined:
         mLastJoinFailure.clear();
         return;
-      case Attempt::eLockBusy:
+      case eAttempt::eLockBusy:
         mIsAtDoor = true;
         return;
-      case Attempt::eNotNow:
+      case eAttempt::eNotNow:
         break;
     }
   } catch (const std::exception& error) {
@@ -45,40 +45,49 @@ void Client::tryConnectWithoutLock() {
   } catch (...) {
     reportJoinFailure("an exception of unknown type");
   }
-  if (mConnected) closeExchange();
+  if (mExchange.isAttached()) {
+    // The audio thread may hold slices by now: the application is told as before any leave.
+    try {
+      onLIPCConnectionToBeRemoved();
+    } catch (...) {
+      Lct::Log(Lct::eLogError, "tryConnectWithoutLock",
+               "onLIPCConnectionToBeRemoved ended by an exception");
+    }
+    closeExchange();
+  }
   deleteManagedPtrs();
 }
 
-Client::Attempt Client::attemptJoin() {
+Client::eAttempt Client::attemptJoin() {
   const Participant self = describeSelf();
-  if (!isUsableID(self.id) || Join::isForbidden()) return Attempt::eNotNow;
+  if (!isUsableID(self.id) || Join::isForbidden()) return eAttempt::eNotNow;
   mVersionStatus = Join::checkHost();
-  if (mVersionStatus != eVersionMatches) return Attempt::eNotNow;
+  if (mVersionStatus != eVersionMatches) return eAttempt::eNotNow;
 
   Join join(self, mAttachment);
   if (!std::exchange(mIsAtDoor, false) || !mAttachment.isSessionCurrent()) {
     mAttachment.release();
-    if (!join.attachSession()) return Attempt::eNotNow;
+    if (!join.attachSession()) return eAttempt::eNotNow;
     join.openSessionSemaphores();
   }
   SessionBuffer& session = *mAttachment.session();
-  if (!join.tryRegistrationLock()) return Attempt::eLockBusy;
+  if (!join.tryRegistrationLock()) return eAttempt::eLockBusy;
   RegistrationLock lock(*mAttachment.mSessionBufferClientsCanRegisterSemaphore);
 
   switch (join.checkID()) {
-    case Join::IDState::eFree:
+    case Join::eIDState::eFree:
       break;
-    case Join::IDState::eInUse:
+    case Join::eIDState::eInUse:
       takeNewID();
-      return Attempt::eNotNow;
-    case Join::IDState::eCleared:
-      return Attempt::eNotNow;
+      return eAttempt::eNotNow;
+    case Join::eIDState::eCleared:
+      return eAttempt::eNotNow;
   }
   ClientEntry* row = join.findRow();
-  if (row == nullptr) return Attempt::eNotNow;
+  if (row == nullptr) return eAttempt::eNotNow;
   if (!join.claimNames() || !join.createClientBuffer() || !join.createSlices()) {
     reportJoinFailure(join.obstacle().c_str());
-    return Attempt::eNotNow;
+    return eAttempt::eNotNow;
   }
   takeUniqueName(session);
   PublishedConnections published(self.id);
@@ -90,10 +99,10 @@ Client::Attempt Client::attemptJoin() {
     published.keep();
     return false;
   };
-  if (!isStillItsOwn()) return Attempt::eNotNow;
+  if (!isStillItsOwn()) return eAttempt::eNotNow;
   published.publish(connections);
   markJoinedInParameters();
-  if (!isStillItsOwn() || !row->isFree()) return Attempt::eNotNow;
+  if (!isStillItsOwn() || !row->isFree()) return eAttempt::eNotNow;
   join.fillRow(*row, configGetName(), mOfflineParameters, mStrings);
   mClientIndex = session.getClientIndex(self.id);
   join.attachPannerValues();
@@ -105,7 +114,7 @@ Client::Attempt Client::attemptJoin() {
   openExchange();
   reportHandicap(join.hasSessionSemaphores() ? std::string() : join.obstacle());
   onLIPCConnectionEstablished();
-  return Attempt::eJoined;
+  return eAttempt::eJoined;
 }
 
 Participant Client::describeSelf() {

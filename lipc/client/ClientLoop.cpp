@@ -61,12 +61,12 @@ void Client::checkSessionWithoutLock(std::deque<ClientEntry>& connectedClients) 
   }
 
   switch (mHeartbeat.observe(loadAcquire(session->heartbeat))) {
-    case HeartbeatWatch::Verdict::eRestarted:
-    case HeartbeatWatch::Verdict::eGone:
+    case HeartbeatWatch::eVerdict::eRestarted:
+    case HeartbeatWatch::eVerdict::eGone:
       return disconnectWithoutLock();
-    case HeartbeatWatch::Verdict::eStalled:
+    case HeartbeatWatch::eVerdict::eStalled:
       break;
-    case HeartbeatWatch::Verdict::eAdvanced:
+    case HeartbeatWatch::eVerdict::eAdvanced:
       if (mClientType != cMixEngineType) break;
       try {
         session->getConnectedClients(ClientID(configGetClientID()), connectedClients, 0);

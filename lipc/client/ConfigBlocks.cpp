@@ -46,9 +46,10 @@ std::string ConfigBlocks::setID(const std::string& newID) {
 
 bool ConfigBlocks::endEdit() {
   if (mEditDepth == 0 || --mEditDepth > 0) return false;
+  const bool hasOtherID = edit().clientID != active().clientID;
   flip();
   mIsBegun = false;
-  return std::exchange(mConfigChanged, false);
+  return std::exchange(mConfigChanged, false) || hasOtherID;
 }
 
 void ConfigBlocks::restrictToMode(std::uint32_t mode) {
@@ -69,14 +70,15 @@ void ConfigBlocks::resetOutputRouting() {
 
 void ConfigBlocks::replaceID(const std::string& newID) {
   const std::string oldID = active().clientID;
-  if (mEditDepth > 0) {
-    mConfigChanged = true;  // it may join under the old ID before the edit ends
-  } else {
+  if (mEditDepth == 0) {
     const ClientConfig begun = edit();
     edit() = active();
     edit().clientID = newID;
     flip();
-    if (!mIsBegun) return;
+    if (!mIsBegun) {
+      mConfigChanged = false;
+      return;
+    }
     edit() = begun;
   }
   if (edit().clientID == oldID) edit().clientID = newID;

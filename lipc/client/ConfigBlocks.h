@@ -25,7 +25,8 @@ struct ClientConfig {
 ///
 ///   beginEdit, first    copies the active block over the edit block
 ///   setters             change the edit block and mark it changed
-///   endEdit, outermost  makes the edit block the active one
+///   endEdit, outermost  makes the edit block the active one; that its ID is another is a change
+///                       too, however it came there
 ///
 /// A change outside of them begins an edit of its own, which the next endEdit publishes: it copies
 /// the active block, and the beginEdit that follows does not.
@@ -42,6 +43,9 @@ class ConfigBlocks {
   const ClientConfig& edit() const { return mConfig[mEdit]; }
   ClientConfig& edit() { return mConfig[mEdit]; }
   bool isEditing() const { return mEditDepth > 0; }
+  /// The configuration as edited so far: the edit block inside an edit and after a change outside
+  /// of one, else the active block.
+  const ClientConfig& current() const { return mEditDepth > 0 || mIsBegun ? edit() : active(); }
 
   void beginEdit();
   /// True when this was the outermost end and something had changed. An end without a begin does
@@ -58,7 +62,10 @@ class ConfigBlocks {
   /// Sets the edit block's counts as far as `mode` allows; true when one changed.
   bool setChannelCounts(std::uint16_t inputs, std::uint16_t outputs, std::uint32_t mode);
   void resetOutputRouting();
-  /// Gives the configuration another ID: at once, or with the end of the edit that is open.
+  /// Gives the configuration another ID, for the join that follows: at once, or with the end of the
+  /// edit that is open. At once, the change mark goes too, since that join takes whatever was
+  /// marked (see markChanged); but a change that began outside of an edit keeps its mark, as it is
+  /// still to be published.
   void replaceID(const std::string& newID);
 
   /// Holds the block that is active when it is made: until its end nobody writes there. One at a
@@ -87,8 +94,6 @@ class ConfigBlocks {
 
   bool setInputs(std::uint16_t count);
   bool setOutputs(std::uint16_t count);
-  /// What a change is compared with.
-  const ClientConfig& current() const { return mEditDepth > 0 || mIsBegun ? edit() : active(); }
   ClientConfig& changing();
   void flip();
 

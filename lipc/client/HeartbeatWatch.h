@@ -12,7 +12,7 @@ namespace LIPC {
 ///   below last   eRestarted: another host, or the same one started again
 class HeartbeatWatch {
  public:
-  enum class Verdict { eAdvanced, eStalled, eGone, eRestarted };
+  enum class eVerdict { eAdvanced, eStalled, eGone, eRestarted };
 
   /// Unchanged passes after which one more means that the host is gone.
   static constexpr int cToleratedPasses = 10;
@@ -22,13 +22,13 @@ class HeartbeatWatch {
     mUnchangedTickCount = 0;
   }
 
-  Verdict observe(std::uint64_t tick) {
-    if (tick < mLastSessionTick) return Verdict::eRestarted;
+  eVerdict observe(std::uint64_t tick) {
+    if (tick < mLastSessionTick) return eVerdict::eRestarted;
     if (tick == mLastSessionTick) {
-      return mUnchangedTickCount++ >= cToleratedPasses ? Verdict::eGone : Verdict::eStalled;
+      return mUnchangedTickCount++ >= cToleratedPasses ? eVerdict::eGone : eVerdict::eStalled;
     }
     restart(tick);
-    return Verdict::eAdvanced;
+    return eVerdict::eAdvanced;
   }
 
  private:

@@ -78,12 +78,12 @@ bool Join::tryRegistrationLock() {
   return mAttachment.mSessionBufferClientsCanRegisterSemaphore->try_wait();
 }
 
-Join::IDState Join::checkID() {
+Join::eIDState Join::checkID() {
   ClientEntry* row = mAttachment.session()->getClientEntry(mWho.id.id);
-  if (row == nullptr) return IDState::eFree;
+  if (row == nullptr) return eIDState::eFree;
   switch (judgeOwner(mWho.id)) {
     case eAliveFresh:
-      return IDState::eInUse;
+      return eIDState::eInUse;
     case eAliveStale:
       row->release();
       PublishedConnections::withdraw(mWho.id);
@@ -92,7 +92,7 @@ Join::IDState Join::checkID() {
     case eAliveUnknown:
       break;
   }
-  return IDState::eCleared;
+  return eIDState::eCleared;
 }
 
 ClientEntry* Join::findRow() {

@@ -33,7 +33,7 @@ struct Participant {
 /// Threads: the client's auto-connect thread, with the client's mutex held.
 class Join {
  public:
-  enum class IDState {
+  enum class eIDState {
     eFree,     // no row carries it
     eCleared,  // a dead owner's row was freed, or the owner could not be judged: try again
     eInUse,    // a live client carries it
@@ -54,7 +54,7 @@ class Join {
   bool hasSessionSemaphores();
   /// Looks for a row that carries the ID already. A dead owner's remains (row, connection list,
   /// segments, semaphores) are taken away.
-  IDState checkID();
+  eIDState checkID();
   /// The first free row, or null.
   ClientEntry* findRow();
   /// Makes sure that the client's names lead to no segment that is another's.

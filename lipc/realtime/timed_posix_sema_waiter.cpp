@@ -137,7 +137,7 @@ void timed_posix_sema_waiter::postTimeout(std::uint64_t waitNumber) {
   }
 }
 
-void timed_posix_sema_waiter::send_cmd(State cmd) {
+void timed_posix_sema_waiter::send_cmd(eState cmd) {
   Lock lock(mMutex);
   switch (cmd) {
     case START:

@@ -51,7 +51,7 @@ class timed_posix_sema_waiter {
   bool timed_wait(SemaphoreHandle& sem, int ms, const char* name);
 
  private:
-  enum State : std::int32_t { START = 1, STARTED = 2, STOP = 3, STOPPED = 4, EXIT = 5 };
+  enum eState : std::int32_t { START = 1, STARTED = 2, STOP = 3, STOPPED = 4, EXIT = 5 };
   using Lock = std::unique_lock<std::mutex>;
   struct Timing {
     std::uint64_t waitNumber;
@@ -64,7 +64,7 @@ class timed_posix_sema_waiter {
   std::optional<Timing> waitForStart();
   bool timed_wait_for_stop(std::chrono::milliseconds ms);
   void postTimeout(std::uint64_t waitNumber);
-  void send_cmd(State cmd);
+  void send_cmd(eState cmd);
   void sendStart(Lock& lock);
   void sendStop(Lock& lock);
 
@@ -79,7 +79,7 @@ class timed_posix_sema_waiter {
   std::mutex mMutex;
   std::condition_variable mChanged;
   std::condition_variable mFinished;  // the caller came back from its wait
-  State mState = STOPPED;
+  eState mState = STOPPED;
   std::thread mThread;
 };
 

@@ -31,7 +31,7 @@ bool ClientID::operator==(const ClientID& other) const {
 }
 
 bool ClientID::operator==(const char* text) const {
-  return std::strncmp(id, text, cCharacters) == 0;
+  return std::strncmp(id, text != nullptr ? text : "", cCharacters) == 0;
 }
 
 bool ClientID::operator<(const ClientID& other) const {

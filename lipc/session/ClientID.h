@@ -31,6 +31,7 @@ struct ClientID {
   std::string text() const { return std::string(view()); }
 
   bool operator==(const ClientID& other) const;
+  /// Null reads as empty.
   bool operator==(const char* text) const;
   bool operator<(const ClientID& other) const;
 

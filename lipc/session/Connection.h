@@ -11,9 +11,10 @@ namespace LIPC {
 /// A routing record: audio goes from a source client to a target client over up to 32 wires. It
 /// stands as it is in the session's shared list.
 ///
-/// A wire pairs a channel of the source side (the field of direction 0) with one of the target side
-/// (direction 1); -1 marks an unused field. Channel numbers read from the shared list are another
-/// process's: whoever uses one as an index checks it first.
+/// A wire pairs a channel of the source with one of the target; -1 marks an unused field. The
+/// record does not say which of its two fields is whose. This library and its host have chosen: the
+/// field of direction 0 is the source's, that of direction 1 the target's. Channel numbers read
+/// from the shared list are another process's: whoever uses one as an index checks it first.
 struct Connection {
   static constexpr int cWireCount = 32;
   static constexpr std::int32_t cNoChannel = -1;

@@ -21,7 +21,7 @@ struct Connection;
 /// registration and registration-ended semaphores:
 ///
 ///   client (holds the mutex)                     host
-///   requestJoin/requestLeave, drains "ended"
+///   writeRequest, drains "ended"
 ///   posts "registration"                    -->  reads the request, completes it
 ///   waits for "ended", with a time-out      <--  posts "ended", then the mutex
 ///
@@ -47,7 +47,7 @@ struct SessionBuffer {
   ClientID readRequest(bool& isJoin) const;
 
   /// First row whose ID equals `id` in its 64 characters, else null. Free rows are not skipped: an
-  /// empty `id` finds the first row with an empty ID.
+  /// empty `id` finds the first row with an empty ID. Null reads as empty.
   ClientEntry* getClientEntry(const char* id);
   const ClientEntry* getClientEntry(const char* id) const;
   /// The row, or null unless 0 <= index < 1024.

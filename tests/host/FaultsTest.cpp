@@ -52,13 +52,13 @@ TEST(AKilledClient, IsReportedAndReapedAndItsIDIsFreeAgain) {
   ASSERT_TRUE(client.waitForLine("established killed", 10s) && other.join());
   client.signal(SIGKILL);
   const auto killed = Steady::now();
-  ASSERT_TRUE(host.waitFor(Event::Kind::eLost, "killed", 15s));
+  ASSERT_TRUE(host.waitFor(Event::eKind::eLost, "killed", 15s));
   EXPECT_GE(Steady::now() - killed, 3s) << "its stamp was fresh until then";
   EXPECT_FALSE(host.hasRow("killed"));
   EXPECT_FALSE(LIPC::ShmManaged::removeIfPresent("killed"));
   EXPECT_FALSE(LIPC::ShmManaged::removeIfPresent("killed-send"));
   EXPECT_TRUE(host->connections().empty());
-  EXPECT_EQ(host.count(Event::Kind::eLost, "other"), 0);
+  EXPECT_EQ(host.count(Event::eKind::eLost, "other"), 0);
 
   Process again(participant("killed", "in=8"));
   EXPECT_TRUE(again.waitForLine("established killed", 10s));
@@ -98,7 +98,7 @@ TEST(AStoppedClient, WhoseIDAnotherTookComesBackUnderANewOne) {
   Process stopped(participant("shared", "in=2"));
   ASSERT_TRUE(stopped.waitForLine("established shared", 10s));
   stopped.signal(SIGSTOP);
-  ASSERT_TRUE(host.waitFor(Event::Kind::eLost, "shared", 15s));
+  ASSERT_TRUE(host.waitFor(Event::eKind::eLost, "shared", 15s));
   TestClient successor("shared");
   ASSERT_TRUE(successor.join());
   stopped.signal(SIGCONT);
@@ -127,7 +127,7 @@ TEST(AKilledHost, IsReplacedAndItsClientsAreBackWithinSeconds) {
   TestHost second;
   EXPECT_FALSE(second->removedAtStart().empty());
   for (const char* id : {"a", "b", "c"}) {
-    EXPECT_TRUE(second.waitFor(Event::Kind::eJoined, id, 10s)) << id;
+    EXPECT_TRUE(second.waitFor(Event::eKind::eJoined, id, 10s)) << id;
   }
   EXPECT_EQ(second->connections().size(), 1U);
   EXPECT_TRUE(second->stop().empty());
@@ -231,7 +231,7 @@ TEST(TheHost, AsksAClientToLeaveAndItComesBack) {
     LIPC::SemaphoreHandle(buffer->mustDisconnectSemaphore).post();
   }
   EXPECT_TRUE(eventually(5s, [&] { return client.established == 2; }));
-  EXPECT_EQ(host.count(Event::Kind::eLeft, "asked"), 1);
+  EXPECT_EQ(host.count(Event::eKind::eLeft, "asked"), 1);
 }
 
 TEST(AClient, WhoseRowOrKeyFileIsTakenAwayComesBack) {
@@ -242,7 +242,7 @@ TEST(AClient, WhoseRowOrKeyFileIsTakenAwayComesBack) {
   ASSERT_TRUE(eventually(5s, [&] { return client.established == 2; }));
   std::filesystem::remove(LIPC::keyFilePath("robbed"));
   EXPECT_TRUE(eventually(5s, [&] { return client.established == 3 && host.hasRow("robbed"); }));
-  EXPECT_EQ(host.count(Event::Kind::eLost, "robbed"), 0) << "it left in order";
+  EXPECT_EQ(host.count(Event::eKind::eLost, "robbed"), 0) << "it left in order";
 }
 
 TEST(AForeignStamp, ThatIsNoTimeNeitherEndsTheJoinerNorKeepsTheLock) {

@@ -38,7 +38,7 @@ bool waitUntilJoined(const IPCDefaultClient& client) {
 
 class SettingsClient : public testing::Test {
  protected:
-  SettingsClient() { SettingsLocation::replacement = &roots; }
+  SettingsClient() { SettingsLocation::msReplacement = &roots; }
   ~SettingsClient() override { fs::remove_all(folder); }
 
   static std::map<std::string, fs::file_time_type> files() {

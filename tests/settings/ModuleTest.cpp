@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "settings/IPCProcessor.h"
+#include "tables/SpeakerLayouts.h"
 #include "tests/support/TestClient.h"
 #include "tests/support/TestHost.h"
 
@@ -26,6 +27,15 @@ TEST(Module, ExportsItsFiveFunctionsAndNothingElse) {
   EXPECT_STREQ(std::fgets(names, sizeof names, nm),
                "createProcessor getClientType getLIPCVersion loadLibrary unloadLibrary ");
   pclose(nm);
+}
+
+TEST(Module, CarriesTheLayouts) {
+  std::ifstream file(LIPC_MODULE, std::ios::binary);
+  const std::string module(std::istreambuf_iterator<char>(file), {});
+  for (const auto* layouts : {&LSS::cMixLayouts, &LSS::cVexoMaxLayouts}) {
+    for (const auto& [key, layout] : *layouts)
+      EXPECT_NE(module.find(layout.name), std::string::npos) << layout.name;
+  }
 }
 
 TEST(Module, TellsWhatItIsAndMakesAProcessorAndIsUnloadedAsOftenAsOneLikes) {

@@ -26,7 +26,7 @@ class TestHost {
   LIPC::SessionBuffer& session() { return *mTable.get(); }
 
   /// Events of a kind that name this client; an empty ID counts all of the kind.
-  int count(host::Event::Kind kind, const std::string& id) {
+  int count(host::Event::eKind kind, const std::string& id) {
     const std::lock_guard lock(mMutex);
     int found = 0;
     for (const host::Event& event : mEvents) {
@@ -35,7 +35,7 @@ class TestHost {
     return found;
   }
 
-  bool waitFor(host::Event::Kind kind, const std::string& id, std::chrono::milliseconds limit,
+  bool waitFor(host::Event::eKind kind, const std::string& id, std::chrono::milliseconds limit,
                int times = 1) {
     return eventually(limit, [&] { return count(kind, id) >= times; });
   }
@@ -49,7 +49,7 @@ class TestHost {
     const std::lock_guard lock(mMutex);
     std::string all;
     for (const host::Event& event : mEvents) {
-      if (event.kind == host::Event::Kind::eNote) all += event.textAfter + "\n";
+      if (event.kind == host::Event::eKind::eNote) all += event.textAfter + "\n";
     }
     return all;
   }

@@ -88,8 +88,10 @@ TEST(ClientConnections, ByATargetAloneEitherEndMatchesAndANewOneComesFromTheClie
   client.configEndEdit();
   client.configGetEditClientID() = "edit";
   EXPECT_EQ(client.configEditConnection(ClientID("third")).source, "new");
+  client.configSetClientID("last");
+  EXPECT_EQ(client.configEditConnection(ClientID("fourth")).source, "last");
   client.configDisconnect(cUnset);
-  EXPECT_EQ(client.configGetConnectionCount(), 6U) << "an unset target matches none";
+  EXPECT_EQ(client.configGetConnectionCount(), 7U) << "an unset target matches none";
   EXPECT_EQ(&client.configGetConnection(cUnset), &Connection::mscNull);
 }
 

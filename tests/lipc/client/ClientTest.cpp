@@ -84,6 +84,11 @@ TEST(Client, NamesAreMadeUniqueCutAndRefused) {
     EXPECT_EQ(row.nameView(), name.substr(0, 64));
     EXPECT_EQ(row.mode, 3U) << "the field behind the name is untouched";
   }
+  const std::string longName = std::string(59, 'n') + "\xC3\xA9" + std::string(9, 'n');
+  EXPECT_EQ(first.configSetName(longName.c_str()), 0);
+  EXPECT_EQ(second.configSetName(longName.c_str()), -1) << "equal as far as a row holds them";
+  EXPECT_EQ(second.configGetName(), std::string(59, 'n') + " (1)");
+  EXPECT_EQ(second.configGetName(), host.session().getClientEntry("second")->nameView());
 }
 
 TEST(Client, AChangedConfigurationRejoinsAndAnUnchangedOneDoesNot) {
@@ -169,10 +174,13 @@ TEST(Client, AnIDThatIsUnsetOrHasNoKeyFileNeverJoinsAndHoldsNothing) {
     client.startLIPCSession(0);
     EXPECT_TRUE(eventually(5s, [&] { return client.ticks > 3; }));
     EXPECT_FALSE(client.isConnected()) << id;
+    EXPECT_EQ(host.session().getClientEntriesCount(0), 0U);
+    client.configBeginEdit();
+    client.configSetClientID("Default no more");
+    client.configEndEdit();
+    EXPECT_TRUE(eventually(3s, [&] { return host.hasRow("Default no more"); }))
+        << "another ID counts, and the registration lock is free";
   }
-  EXPECT_EQ(host.session().getClientEntriesCount(0), 0U);
-  TestClient next("next");
-  EXPECT_TRUE(next.join(3s)) << "the registration lock is free";
 }
 
 TEST(Client, MayBeUsedFromSeveralThreadsWhileItIsReconfigured) {
@@ -217,7 +225,10 @@ class ThrowingClient final : public TestClient {
   void onLIPCConnectionTick() override {
     if (throwsAtATick) throw std::runtime_error("on purpose");
   }
-  void onLIPCConnectionToBeRemoved() override { throw std::runtime_error("on purpose"); }
+  void onLIPCConnectionToBeRemoved() override {
+    ++removed;
+    throw std::runtime_error("on purpose");
+  }
   std::atomic<bool> throws{true}, throwsAtATick{false};
 };
 
@@ -227,7 +238,9 @@ TEST(Client, AnExceptionInAJoinReleasesEverythingAndTheJoinIsTriedAgain) {
   client.startLIPCSession(0);
   ASSERT_TRUE(eventually(10s, [&] { return client.established >= 2; }));
   client.throws = false;
-  EXPECT_TRUE(eventually(10s, [&] { return client.isConnected(); }));
+  EXPECT_TRUE(eventually(10s, [&] {
+    return client.isConnected() && client.removed == client.established - 1;
+  })) << "told of each end that was none of its own";
   EXPECT_EQ(client.configGetClientID(), "throwing") << "it did not take itself for another";
 
   client.throwsAtATick = true;

@@ -30,6 +30,9 @@ TEST(ConfigBlocks, OnlyTheOutermostEndPublishesAndTellsOfAChange) {
   EXPECT_FALSE(config.endEdit()) << "nothing changed";
   EXPECT_FALSE(config.endEdit()) << "no edit was open";
   EXPECT_EQ(config.active().inputChannelCount, 2);
+  config.beginEdit();
+  config.edit().clientID = "written";
+  EXPECT_TRUE(config.endEdit()) << "another ID is a change, however it came there";
 }
 
 TEST(ConfigBlocks, ChangesOutsideOfAnEditArePublishedByTheNextEnd) {
@@ -77,11 +80,18 @@ TEST(ConfigBlocks, TheModeDecidesWhichCountsThereAre) {
 
 TEST(ConfigBlocks, ANewIDCountsAtOnceOrWithTheEndOfAnOpenEdit) {
   ConfigBlocks config("a", "b");
+  config.markChanged();
   config.replaceID("c");
   EXPECT_EQ(config.active().clientID, "c");
   config.beginEdit();
+  EXPECT_FALSE(config.endEdit()) << "the join to come takes what was marked";
+  config.setChannelCounts(1, 1, cBoth);
+  config.replaceID("c too");
+  config.beginEdit();
+  EXPECT_TRUE(config.endEdit()) << "it could not take what is still to be published";
+  config.beginEdit();
   config.replaceID("d");
-  EXPECT_EQ(config.active().clientID, "c");
+  EXPECT_EQ(config.active().clientID, "c too");
   config.endEdit();
   EXPECT_EQ(config.active().clientID, "d");
 }
@@ -111,18 +121,18 @@ TEST(ConfigBlocks, APinnedBlockStaysAsItIsThroughTheEditsThatFollow) {
 }
 
 TEST(HeartbeatWatch, TheEleventhUnchangedPassInARowIsTheEnd) {
-  using Verdict = HeartbeatWatch::Verdict;
+  using eVerdict = HeartbeatWatch::eVerdict;
   HeartbeatWatch watch;
   watch.restart(7);
   for (int round = 0; round < 2; ++round) {
     const std::uint64_t tick = 8 + static_cast<std::uint64_t>(round);
-    EXPECT_EQ(watch.observe(tick), Verdict::eAdvanced);
+    EXPECT_EQ(watch.observe(tick), eVerdict::eAdvanced);
     for (int pass = 1; pass <= 10; ++pass) {
-      EXPECT_EQ(watch.observe(tick), Verdict::eStalled) << pass;
+      EXPECT_EQ(watch.observe(tick), eVerdict::eStalled) << pass;
     }
   }
-  EXPECT_EQ(watch.observe(9), Verdict::eGone);
-  EXPECT_EQ(watch.observe(8), Verdict::eRestarted);
+  EXPECT_EQ(watch.observe(9), eVerdict::eGone);
+  EXPECT_EQ(watch.observe(8), eVerdict::eRestarted);
 }
 
 TEST(AutoConnectThread, TheLoopPeriodIsClamped) {

@@ -26,6 +26,7 @@ TEST_F(SessionTable, FindsRowsBySixtyFourCharactersAndCountsFreeOnesOnlyAsCopies
   EXPECT_FALSE(find.found || table->scanClientEntries(find));
   EXPECT_TRUE(table->getClientIndex(id) == 1023 && find.entry == &rows[1023]);
   EXPECT_TRUE(table->getClientEntriesCount(0) == 1 && table->getClientEntriesCount(7) == 1);
+  EXPECT_TRUE(table->getClientEntry(nullptr) == rows && !(id == nullptr));
   EXPECT_EQ(table->getClientEntries(7, copies), 2u);
   EXPECT_EQ(table->getClientEntries(0, copies), 1022u);
 }
