@@ -1,0 +1,89 @@
+// Names that fall on one key, and segments whose owner is only stopped.
+#include <csignal>
+#include <filesystem>
+
+#include <gtest/gtest.h>
+
+#include "lipc/session/SegmentNames.h"
+#include "lipc/session/ShmManaged.h"
+#include "lipc/session/shmKey.h"
+#include "tests/support/Process.h"
+#include "tests/support/TestClient.h"
+#include "tests/support/TestHost.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using support::eventually;
+using support::Process;
+using support::TestClient;
+using support::TestHost;
+
+/// From here on `name` has the key of `other`.
+void collide(const std::string& name, const std::string& other) {
+  LIPC::shmKey(other.c_str());
+  std::filesystem::create_hard_link(LIPC::keyFilePath(other.c_str()),
+                                    LIPC::keyFilePath(name.c_str()));
+}
+
+TEST(TwoNamesOnOneKey, ThatOfTheJoinerIsMadeAnewAndNobodyElseNoticesIt) {
+  const char* others[] = {"LIPC_SESSION", "LIPC_VERSION", "first",
+                          "first-send",   "first-return", "LIPC_SESSION_PANNER_DAW_VALS"};
+  TestHost host;
+  TestClient first("first");
+  ASSERT_TRUE(first.join());
+  int number = 0;
+  for (const std::string other : others) {
+    for (const char* suffix : {"", "-send", "-return"}) {
+      const std::string id = "clash " + std::to_string(++number);
+      collide(id + suffix, other);
+      const auto before = LIPC::ShmManaged::find(other.c_str());
+      TestClient clash(id.c_str());
+      ASSERT_TRUE(clash.join()) << other << suffix;
+      const auto after = LIPC::ShmManaged::find(other.c_str());
+      ASSERT_TRUE(before && after && before->id == after->id) << other;
+      EXPECT_NE(LIPC::ShmManaged::find((id + suffix).c_str())->id, after->id) << other;
+    }
+  }
+  EXPECT_TRUE(first.isConnected());
+  EXPECT_EQ(first.established, 1);
+}
+
+TEST(TwoNamesOnOneKey, OfOneClientAreToldApart) {
+  TestHost host;
+  collide("twin-return", "twin");
+  TestClient twin("twin");
+  ASSERT_TRUE(twin.join());
+  EXPECT_NE(LIPC::existingShmKey("twin-return"), LIPC::existingShmKey("twin"));
+}
+
+TEST(AStoppedClient, KeepsItsSegmentsUntilItsIDIsTakenAndComesBackUnderIt) {
+  TestHost host;
+  Process stopped({LIPC_PARTICIPANT, "stopped", "in=2"});
+  ASSERT_TRUE(stopped.waitForLine("established stopped", 10s));
+  const auto before = LIPC::ShmManaged::find("stopped-send");
+  stopped.signal(SIGSTOP);
+  ASSERT_TRUE(host.waitFor(host::Event::eKind::eLost, "stopped", 15s));
+  ASSERT_TRUE(LIPC::ShmManaged::find("stopped-send"));
+  EXPECT_EQ(LIPC::ShmManaged::find("stopped-send")->id, before->id) << "attached: it may live";
+  stopped.signal(SIGCONT);
+  EXPECT_TRUE(stopped.waitForLine("established stopped", 10s)) << stopped.output();
+  stopped.closeInput();
+  EXPECT_EQ(stopped.wait(10s), 0);
+}
+
+TEST(AClient, WhoseSegmentsAreRemovedAndNotTakenLeavesInOrderAndComesBack) {
+  TestHost host;
+  TestClient client("bereft");
+  for (const char* name : {"bereft", "bereft-send", "bereft-return"}) {
+    const int before = client.established;
+    ASSERT_TRUE(before > 0 || client.join());
+    const int left = host.count(host::Event::eKind::eLeft, "bereft");
+    const int joins = client.established;
+    LIPC::ShmManaged::remove(name);
+    ASSERT_TRUE(eventually(5s, [&] { return client.established > joins; })) << name;
+    EXPECT_EQ(host.count(host::Event::eKind::eLeft, "bereft"), left + 1) << name;
+  }
+}
+
+}  // namespace
