@@ -146,8 +146,11 @@ void ConnectionPool::requireWhole() const {
     if (attempt == cCheckAttempts) throwDamaged();
     std::this_thread::sleep_for(cCheckInterval);
   }
-  // Throws here, where nothing has changed yet, when a process died in the memory's lock alone.
-  manager().deallocate(manager().allocate(1));
+}
+
+/// Throws here, where nothing has changed yet, when a process died in the memory's lock alone.
+void ConnectionPool::tryMemory() const {
+  manager().deallocate(manager().allocate(1, std::nothrow));
 }
 
 void ConnectionPool::requireWhole(const SharedConnectionList& list) const {

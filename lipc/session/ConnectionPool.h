@@ -106,6 +106,7 @@ class ConnectionPool {
   void change(Change change) {
     locked([&] {
       requireWhole();
+      tryMemory();
       change(manager());
     });
   }
@@ -126,6 +127,7 @@ class ConnectionPool {
   void locked(Operation operation) const;
   void lockAndCall(void (*call)(void*), void* operation) const;
   void requireWhole() const;
+  void tryMemory() const;
 
   boost::interprocess::mapped_region mRegion;
   char* mBase;
