@@ -41,8 +41,9 @@ std::vector<SyslogCapture::Message> SyslogCapture::messages() const {
 
 int SyslogCapture::count(const std::string& text) const {
   const auto all = messages();
-  return static_cast<int>(std::count_if(
-      all.begin(), all.end(), [&](const Message& message) { return message.text == text; }));
+  return static_cast<int>(std::count_if(all.begin(), all.end(), [&](const Message& message) {
+    return message.text.ends_with(text);
+  }));
 }
 
 }  // namespace support

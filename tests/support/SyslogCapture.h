@@ -20,7 +20,7 @@ class SyslogCapture {
   SyslogCapture& operator=(const SyslogCapture&) = delete;
 
   std::vector<Message> messages() const;
-  /// How often a message with this text came.
+  /// How often a message came that ends with this text.
   int count(const std::string& text) const;
 };
 
