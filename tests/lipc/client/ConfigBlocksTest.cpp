@@ -9,126 +9,115 @@ namespace {
 
 using LIPC::ConfigBlocks;
 using LIPC::HeartbeatWatch;
+using Routing = std::vector<std::int32_t>;
 
 constexpr std::uint32_t cBoth = LIPC::eClientModeInputs | LIPC::eClientModeOutputs;
 
-TEST(ConfigBlocks, OnlyTheOutermostEndPublishesAndTellsOfAChange) {
-  ConfigBlocks config("a", "b");
-  EXPECT_EQ(config.active().clientID, "b");
+struct Config : testing::Test {
+  bool set(std::uint16_t inputs, std::uint16_t outputs, std::uint32_t mode = cBoth) {
+    return config.setChannelCounts(inputs, outputs, mode);
+  }
+  bool publish() {
+    config.beginEdit();
+    return config.endEdit();
+  }
+  ConfigBlocks config{"a", "b"};
+};
+
+TEST_F(Config, OnlyTheOutermostEndPublishesAndTellsOfAChange) {
   config.beginEdit();
   config.beginEdit();
-  EXPECT_TRUE(config.setChannelCounts(2, 3, cBoth));
+  EXPECT_TRUE(set(2, 3));
   EXPECT_FALSE(config.endEdit());
   EXPECT_EQ(config.active().outputChannelCount, 0);
   EXPECT_TRUE(config.endEdit());
   EXPECT_EQ(config.active().clientID, "b");
-  EXPECT_EQ(config.active().inputChannelCount, 2);
-  EXPECT_EQ(config.active().outputRouting, (std::vector<std::int32_t>{0, 1, 2}));
-
+  EXPECT_EQ(config.active().outputRouting, (Routing{0, 1, 2}));
   config.beginEdit();
-  EXPECT_FALSE(config.setChannelCounts(2, 3, cBoth));
-  EXPECT_FALSE(config.endEdit()) << "nothing changed";
-  EXPECT_FALSE(config.endEdit()) << "no edit was open";
+  EXPECT_FALSE(set(2, 3));
+  EXPECT_FALSE(config.endEdit() || config.endEdit()) << "nothing changed, and no edit was open";
   EXPECT_EQ(config.active().inputChannelCount, 2);
 }
 
-TEST(ConfigBlocks, ChangesOutsideOfAnEditArePublishedByTheNextEnd) {
-  ConfigBlocks config("a", "b");
-  EXPECT_TRUE(config.setChannelCounts(2, 3, cBoth));
+TEST_F(Config, ChangesOutsideOfAnEditArePublishedByTheNextEnd) {
+  EXPECT_TRUE(set(2, 3));
   config.setID("c");
-  EXPECT_EQ(config.active().clientID, "b");
   config.replaceID("free");
   EXPECT_EQ(config.active().clientID, "free");
   EXPECT_EQ(config.active().inputChannelCount, 0);
-  config.beginEdit();
-  EXPECT_TRUE(config.endEdit());
+  EXPECT_TRUE(publish());
   EXPECT_EQ(config.active().clientID, "c");
-  EXPECT_EQ(config.active().inputChannelCount, 2);
-  EXPECT_EQ(config.active().outputRouting, (std::vector<std::int32_t>{0, 1, 2}));
-}
-
-TEST(ConfigBlocks, AChangeBesideTheBlocksLeavesTheActiveRoutingsEntries) {
-  ConfigBlocks config("a", "b");
-  config.beginEdit();
-  config.setChannelCounts(0, 2, cBoth);
-  config.endEdit();
+  EXPECT_EQ(config.active().outputRouting, (Routing{0, 1, 2}));
   config.markChanged();
   config.active().outputRouting[0] = -1;
-  config.beginEdit();
-  EXPECT_TRUE(config.endEdit());
-  EXPECT_EQ(config.active().outputRouting, (std::vector<std::int32_t>{-1, 1}));
+  EXPECT_TRUE(publish());
+  EXPECT_EQ(config.active().outputRouting, (Routing{-1, 1, 2})) << "beside the blocks";
   config.resetOutputRouting();
-  config.beginEdit();
-  EXPECT_FALSE(config.endEdit()) << "a reset alone is no change";
-  EXPECT_EQ(config.active().outputRouting, (std::vector<std::int32_t>{0, 1}));
+  EXPECT_FALSE(publish()) << "a reset alone is no change";
+  EXPECT_EQ(config.active().outputRouting, (Routing{0, 1, 2}));
 }
 
-TEST(ConfigBlocks, TheModeDecidesWhichCountsThereAre) {
-  ConfigBlocks config("a", "b");
-  for (const std::uint32_t mode : {0U, 4U, 8U}) {
-    EXPECT_FALSE(config.setChannelCounts(2, 2, mode)) << mode;
+TEST_F(Config, TheModeDecidesWhichCountsThereAre) {
+  for (const std::uint32_t mode : {0U, 4U, 8U})
+    EXPECT_FALSE(set(2, 2, mode)) << mode;
+  for (const auto& [mode, inputs, outputs] :
+       {std::tuple{LIPC::eClientModeInputs, 2, 0}, {LIPC::eClientModeOutputs, 0, 2}}) {
+    EXPECT_TRUE(set(2, 2));
+    config.restrictToMode(mode);
+    EXPECT_EQ(config.edit().inputChannelCount, inputs);
+    EXPECT_EQ(config.edit().outputChannelCount, outputs);
+    EXPECT_EQ(config.edit().outputRouting.size(), static_cast<unsigned>(outputs));
   }
-  EXPECT_TRUE(config.setChannelCounts(2, 2, cBoth));
-  config.restrictToMode(LIPC::eClientModeInputs);
-  EXPECT_EQ(config.edit().inputChannelCount, 2);
-  EXPECT_EQ(config.edit().outputChannelCount, 0);
-  EXPECT_TRUE(config.edit().outputRouting.empty());
 }
 
-TEST(ConfigBlocks, ANewIDCountsAtOnceOrWithTheEndOfAnOpenEdit) {
-  ConfigBlocks config("a", "b");
+TEST_F(Config, ANewIDCountsAtOnceOrWithTheEndOfAnOpenEdit) {
   config.replaceID("c");
   EXPECT_EQ(config.active().clientID, "c");
   config.beginEdit();
   config.replaceID("d");
   EXPECT_EQ(config.active().clientID, "c");
-  config.endEdit();
+  EXPECT_TRUE(config.endEdit());
   EXPECT_EQ(config.active().clientID, "d");
 }
 
-TEST(ConfigBlocks, APinnedBlockStaysAsItIsThroughTheEditsThatFollow) {
-  ConfigBlocks config("a", "pinned");
-  config.beginEdit();
-  config.setChannelCounts(2, 2, cBoth);
-  config.endEdit();
+TEST_F(Config, APinnedBlockStaysAsItIsThroughTheEditsThatFollow) {
+  set(2, 2);
+  publish();
   {
     const ConfigBlocks::Pin pin(config);
     for (const std::uint16_t count : {3, 4, 5}) {
-      config.beginEdit();
-      EXPECT_TRUE(config.setChannelCounts(count, count, cBoth));
-      EXPECT_TRUE(config.endEdit());
+      EXPECT_TRUE(set(count, count) && publish());
       config.replaceID("later");
       EXPECT_EQ(config.activeOutputChannelCount(), count);
-      EXPECT_EQ(config.active().inputChannelCount, count);
-      EXPECT_EQ(pin->clientID, "pinned");
-      EXPECT_EQ(pin->inputChannelCount, 2);
-      EXPECT_EQ(pin->outputRouting, (std::vector<std::int32_t>{0, 1}));
+      EXPECT_EQ(pin->clientID + config.active().clientID, "blater");
+      EXPECT_EQ(pin->outputRouting, (Routing{0, 1}));
     }
   }
   const ConfigBlocks::Pin next(config);
-  EXPECT_EQ(next->clientID, "later");
+  EXPECT_EQ(next->paddedID[4], 'r');
   EXPECT_EQ(next->outputRouting.size(), 5U);
 }
 
-TEST(HeartbeatWatch, TheEleventhUnchangedPassInARowIsTheEnd) {
+TEST(HeartbeatWatch, TheEleventhUnchangedPassInARowIsTheEndAndAHostThatBeginsAgainAnother) {
   using Verdict = HeartbeatWatch::Verdict;
   HeartbeatWatch watch;
   watch.restart(7);
-  for (int round = 0; round < 2; ++round) {
-    const std::uint64_t tick = 8 + static_cast<std::uint64_t>(round);
+  for (const std::uint64_t tick : {8U, 9U}) {
     EXPECT_EQ(watch.observe(tick), Verdict::eAdvanced);
-    for (int pass = 1; pass <= 10; ++pass) {
+    for (int pass = 1; pass <= 10; ++pass)
       EXPECT_EQ(watch.observe(tick), Verdict::eStalled) << pass;
-    }
   }
   EXPECT_EQ(watch.observe(9), Verdict::eGone);
-  EXPECT_EQ(watch.observe(8), Verdict::eRestarted);
+  for (const std::uint64_t tick : {8U, 1U, 0U})
+    EXPECT_EQ(watch.observe(tick), Verdict::eRestarted);
+  watch.restart(1);
+  EXPECT_EQ(watch.observe(1), Verdict::eStalled);
 }
 
 TEST(AutoConnectThread, TheLoopPeriodIsClamped) {
   LIPC::AutoConnectThread thread;
-  EXPECT_EQ(thread.loopDurationMS(), 500);
-  for (const auto& [asked, stored] : {std::pair{50, 100}, {250, 250}, {1000, 500}}) {
+  for (const auto& [asked, stored] :
+       {std::pair{99, 100}, {-1, 100}, {101, 101}, {499, 499}, {501, 500}}) {
     thread.setLoopDurationMS(asked);
     EXPECT_EQ(thread.loopDurationMS(), stored);
   }
