@@ -253,8 +253,8 @@ TEST(LipcCommand, TheHostTellsEachThingThatHappensAndEndsWithASignal) {
                  R"({"event":"changed",)" + who + R"(,"string":9,"before":"","after":"\u001b"})",
                  R"({"event":"audio","clients":[{"id":"client","blocksIn":0,"answered":0,)"
                  R"("late":0,"dropped":0,"overruns":0}]})",
-                 R"({"event":"joined","index":1,"id":"killed","name":"killed","type":"TEST"})",
-                 R"({"event":"lost","index":1,"id":"killed","name":"killed","type":"TEST"})",
+                 R"({"event":"joined","index":1,"id":"killed","name":"Tone","type":"TONE"})",
+                 R"({"event":"lost","index":1,"id":"killed","name":"Tone","type":"TONE"})",
                  R"({"event":"left",)" + who + "}"}},
         Telling{{},
                 {"Host      protocol 5, 64 bits, heartbeat N (beating)\nReference mixer\n"
@@ -265,7 +265,7 @@ TEST(LipcCommand, TheHostTellsEachThingThatHappensAndEndsWithASignal) {
                  "T  changed  #0 client  string 9  \"\" -> \"\\x1b\"",
                  "T  audio     blocks in   answered     late  dropped overruns\n"
                  "                            0          0        0        0        0  client",
-                 "T  joined   #1 killed  \"killed\"  TEST",
+                 "T  joined   #1 killed  \"Tone\"  TONE",
                  "T  lost     #1 killed  stopped refreshing its stamp; its row was freed",
                  "T  left     #0 client"}}}) {
     TestClient client("client", static_cast<int>(LIPC::cSettingsType));
@@ -281,7 +281,7 @@ TEST(LipcCommand, TheHostTellsEachThingThatHappensAndEndsWithASignal) {
         [&] { client.setString(9, "\x1b"); },
         [&] { host.signal(SIGUSR1); },
         [&] {
-          other.emplace(std::vector<std::string>{LIPC_PARTICIPANT, "killed"});
+          other.emplace(std::vector<std::string>{LIPC_EXAMPLES "/tone", "--id", "killed"});
         },
         [&] { other->signal(SIGKILL); },
         [&] { host.signal(SIGTERM); }};

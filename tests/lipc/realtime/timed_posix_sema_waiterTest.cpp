@@ -64,18 +64,6 @@ TEST_F(Waiter, ShortWaitsThatRaceWithPostsLoseNone) {
   EXPECT_TRUE(log.messages().empty());
 }
 
-TEST_F(Waiter, ATimeOutWhosePostAnotherTakesStillEndsTheWait) {
-  std::atomic<bool> stop{false};
-  std::thread thief([&] {
-    for (SemaphoreHandle own(record); !stop; std::this_thread::sleep_for(50us))
-      own.try_wait();
-  });
-  for (int i = 0; i < 100; ++i)
-    EXPECT_FALSE(waiter.timed_wait(sema, 1, "robbed"));
-  stop = true;
-  thief.join();
-}
-
 TEST_F(Waiter, ACallerThatIsHeldUpAtTheTimeOutLeavesNoCountBehind) {
   // A handler that sleeps stands for a machine without a free core.
   std::signal(SIGUSR1, [](int) { std::this_thread::sleep_for(200ms); });
