@@ -1,10 +1,6 @@
 // What participants and hosts do to each other when they die, stop or misbehave, with real
 // processes.
-#include <csignal>
-#include <filesystem>
-#include <set>
 
-#include <gtest/gtest.h>
 #include <sys/ipc.h>
 #include <sys/shm.h>
 
@@ -17,13 +13,9 @@
 
 namespace {
 
-using namespace std::chrono_literals;
 using host::Event;
 using host::HostOptions;
-using support::eventually;
-using support::Process;
-using support::TestClient;
-using support::TestHost;
+using namespace support;
 using Steady = std::chrono::steady_clock;
 
 /// A participant: one of the examples.

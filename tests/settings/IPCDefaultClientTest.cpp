@@ -1,10 +1,3 @@
-#include <filesystem>
-#include <fstream>
-#include <map>
-#include <sstream>
-
-#include <gtest/gtest.h>
-
 #include "host/SessionReader.h"
 #include "settings/IPCDefaultClient.h"
 #include "settings/SettingsLocation.h"

@@ -1,12 +1,6 @@
 #pragma once
 
-#include <atomic>
 #include <cstdint>
-#include <cstring>
-#include <fstream>
-#include <string>
-#include <thread>
-#include <vector>
 
 #include <boost/container/list.hpp>
 #include <boost/interprocess/allocators/allocator.hpp>
@@ -16,7 +10,7 @@
 #include <sys/ipc.h>
 #include <sys/shm.h>
 
-#include "tests/support/Wait.h"
+#include "tests/support/Testing.h"
 
 /// A session made with nothing but the system's own calls, numbers written by hand and Boost's
 /// pool: what a client does in it is seen as a program of another make sees it, and nothing mends

@@ -1,18 +1,11 @@
 #pragma once
 
-#include <condition_variable>
-#include <memory>
 #include <mutex>
-#include <optional>
-#include <string>
-#include <vector>
 
 #include "host/SessionHost.h"
-#include "tests/support/Wait.h"
+#include "tests/support/Testing.h"
 
 namespace support {
-
-using namespace std::chrono_literals;
 
 /// A reference host inside the test's process that remembers what happened.
 class TestHost {

@@ -1,17 +1,11 @@
 // The tables' relations, and a checksum of every value, made from the printed tables they come
 // from.
 #include <bit>
-#include <map>
-#include <set>
-#include <sstream>
-#include <string>
-#include <vector>
-
-#include <gtest/gtest.h>
 
 #include "tables/MixEngineTables.h"
 #include "tables/SettingsTables.h"
 #include "tables/SpeakerLayouts.h"
+#include "tests/support/Testing.h"
 
 namespace {
 

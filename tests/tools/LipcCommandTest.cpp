@@ -1,13 +1,6 @@
 // The lipc command as its users call it, compared line by line.
-#include <csignal>
-#include <ctime>
-#include <filesystem>
-#include <fstream>
-#include <functional>
 #include <regex>
-#include <set>
 
-#include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
 #include "tests/support/Process.h"
@@ -16,12 +9,9 @@
 
 namespace {
 
-using namespace std::chrono_literals;
 using LIPC::ClientID;
 using nlohmann::json;
-using support::Process;
-using support::TestClient;
-using support::TestHost;
+using namespace support;
 namespace fs = std::filesystem;
 
 /// What differs from run to run: the heartbeat, the age of a stamp and, at the beginning of a line,

@@ -1,21 +1,14 @@
 // The audio thread's side of a client, in a session of its own. The host's answers are made by
 // hand, through mappings of the test's own.
-#include <functional>
 #include <stdexcept>
-#include <thread>
-
-#include <gtest/gtest.h>
 
 #include "tests/support/TestClient.h"
 #include "tests/support/TestHost.h"
 
 namespace {
 
-using namespace std::chrono_literals;
 using LIPC::ShmManagedOpen;
-using support::eventually;
-using support::TestClient;
-using support::TestHost;
+using namespace support;
 
 constexpr unsigned cMostChannels = 8;
 constexpr int cSamples = 256;
@@ -34,10 +27,6 @@ class AudioClient final : public TestClient {
     configSetIOChannelCount(channels, channels);
     configEndEdit();
   }
-  void onLIPCConnectionToBeRemoved() override {
-    ++removed;
-    onRemoval();
-  }
   bool need2updatePreviousRTparamsCallback() override {
     const LIPC::DeliberateSystemCall outside;
     return onNeed();
@@ -51,7 +40,7 @@ class AudioClient final : public TestClient {
     onValues();
   }
 
-  std::function<void()> onRemoval = [] {}, onValues = [] {};
+  std::function<void()> onValues = [] {};
   std::function<bool()> onNeed = [] { return false; };
   std::function<int(float*, int)> onAmend;
   std::vector<std::pair<int, bool>> statuses;  // and whether there were values
@@ -98,9 +87,8 @@ struct Segments {
   unsigned short channels() const { return send->slices[0].channelCount; }
   /// Announced blocks, taken out of the queue.
   int announced() const {
-    std::int64_t stamp = 0;
     int count = 0;
-    while (buffer->newDataQueue.take(stamp))
+    for (std::int64_t stamp = 0; buffer->newDataQueue.take(stamp);)
       ++count;
     return count;
   }
@@ -164,17 +152,15 @@ TEST_F(ClientAudio, RefusedBlocksThoseDuringAnotherCallAndThoseOfSomeModesAreNot
 TEST_F(ClientAudio, AnswersComeBackThroughTheRoutingAsItIsAtTheBlock) {
   ASSERT_TRUE(client.join());
   const Segments seen("client");
-  std::vector<std::pair<float, float>> heard;
+  std::vector<float> heard;  // in the second output
   for (int block = 0; block < 8; ++block) {
     const long long stamp = 10'000 + block * cSamples;
     if (block == 5 || block == 6) client.configGetOutputRouting()[1] = block == 5 ? -1 : 0;
     if (block == 7) client.clearReturnBuffers();
-    const auto firsts = trade(stamp);
-    heard.emplace_back(firsts[0], firsts[1]);
+    heard.push_back(trade(stamp)[1]);
     seen.answer(stamp);
   }
-  EXPECT_EQ(heard, (std::vector<std::pair<float, float>>{
-                       {0, 0}, {0, 0}, {0, 0}, {0, 0}, {10, 11}, {10, 0}, {10, 10}, {0, 0}}));
+  EXPECT_EQ(heard, (std::vector<float>{0, 0, 0, 0, 11, 0, 10, 0}));
   LIPC::SHMSliceBuffer* sent = client.prepareSendBuffer(50'000, 2, 64);
   EXPECT_EQ(client.getPreviousRTparams(50'002), sent->parameters);
   EXPECT_EQ(seen.send->getSliceWithTime(50'000)->ready, 1);
@@ -207,13 +193,9 @@ TEST_F(ClientAudio, TheOneOrTwoBlocksBeforeCanBeAmendedWhileTheyAreThere) {
 #ifndef LIPC_CHECKED_AT_RUN_TIME  // an exception allocates
 TEST_F(ClientAudio, AnExceptionFromACallbackEndsTheBlockAndTheClientRejoinsUnderItsID) {
   ASSERT_TRUE(client.join());
-  client.onRemoval = [&] { eventually(10s, [&] { return gate.load(); }); };
   client.onNeed = []() -> bool { throw std::runtime_error("on purpose"); };
   EXPECT_EQ(trade(1000), silent(0)) << "ended before its answer";
   client.onNeed = [] { return false; };
-  EXPECT_FALSE(client.isConnected());
-  EXPECT_EQ(trade(1256), silent(0));
-  gate = true;
   ASSERT_TRUE(eventually(10s, [&] { return client.established == 2 && client.isConnected(); }));
   EXPECT_EQ(client.configGetClientID(), "client");
   EXPECT_EQ(trade(1512), silent(2));
@@ -239,29 +221,6 @@ TEST_F(ClientAudio, OutsideTheSessionBlocksTouchNothingAndThereAreNoPannerValues
   client.updateDAWvaluesFromShMem();
   EXPECT_EQ(client.statuses,
             (std::vector<std::pair<int, bool>>{{0, false}, {1, true}, {1, true}, {-1, false}}));
-}
-
-TEST_F(ClientAudio, BlocksBetweenAnEditAndTheRejoinStayWithinTheOldRings) {
-  ASSERT_TRUE(client.join());
-  client.onRemoval = [&] {
-    held = true;
-    eventually(10s, [&] { return gate.load(); });
-  };
-  client.setChannels(8);
-  ASSERT_TRUE(eventually(5s, [&] { return held.load(); }));
-  const auto back = [&] {
-    const Segments rings("client");
-    trade(10'000);
-    rings.answer(10'000);
-    const auto heard = trade(10'000 + 4 * cSamples);
-    EXPECT_EQ(rings.send->slices[2].getChannelSamples(rings.channels() - 1)[0], cBefore);
-    EXPECT_EQ(rings.send->slices[3].getChannelSamples(0)[0], 0.0F) << "the next slice";
-    return heard;
-  };
-  EXPECT_EQ(back(), (std::vector<float>{10, 11, 0, 0, 0, 0, 0, 0}));
-  gate = true;
-  ASSERT_TRUE(eventually(10s, [&] { return client.established == 2; }));
-  EXPECT_EQ(back(), (std::vector<float>{10, 11, 12, 13, 14, 15, 16, 17}));
 }
 
 TEST_F(ClientAudio, WhatAHeldUpAudioThreadReadsStaysUntilItIsOut) {

@@ -7,12 +7,9 @@
 
 namespace {
 
-using namespace std::chrono_literals;
 using LIPC::ClientID;
 using LIPC::Connection;
-using support::eventually;
-using support::TestClient;
-using support::TestHost;
+using namespace support;
 
 const ClientID cMe("me"), cMixer("mixer"), cOther("other"), cUnset("Default");
 

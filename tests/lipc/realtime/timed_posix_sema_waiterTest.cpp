@@ -1,11 +1,7 @@
-#include <csignal>
-
-#include <gtest/gtest.h>
-
 #include "lipc/realtime/SemaphoreHandle.h"
 #include "lipc/realtime/timed_posix_sema_waiter.h"
 #include "tests/support/SyslogCapture.h"
-#include "tests/support/Wait.h"
+#include "tests/support/Testing.h"
 
 namespace {
 

@@ -1,8 +1,5 @@
-#include <cstring>
-
-#include <gtest/gtest.h>
-
 #include "lipc/session/SessionBuffer.h"
+#include "tests/support/Testing.h"
 
 namespace {
 

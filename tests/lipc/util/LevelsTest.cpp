@@ -1,9 +1,5 @@
-#include <cmath>
-#include <limits>
-
-#include <gtest/gtest.h>
-
 #include "lipc/util/Levels.h"
+#include "tests/support/Testing.h"
 
 namespace {
 

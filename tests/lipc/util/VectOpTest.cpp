@@ -1,11 +1,8 @@
-#include <limits>
 #include <utility>
-#include <vector>
-
-#include <gtest/gtest.h>
 
 #include "lipc/util/Meters.h"
 #include "lipc/util/VectOp.h"
+#include "tests/support/Testing.h"
 
 namespace {
 
