@@ -1,9 +1,6 @@
 // docs/contract.md says what the structs say: each row of its record tables is compared with the
 // field that it names; each field, each byte and each shared name and number must be in it.
-#include <cstddef>
-#include <iterator>
 #include <regex>
-#include <utility>
 
 #include <boost/preprocessor/seq/for_each.hpp>
 #include <boost/preprocessor/stringize.hpp>
@@ -19,18 +16,20 @@ namespace {
 
 using namespace LIPC;
 
-using Extent = std::pair<std::size_t, std::size_t>;  // offset, size
-using Fields = std::map<std::string, Extent>;        // "" is the record: its alignment and size
-using Records = std::map<std::string, Fields>;
-
 // clang-format off
 #define EACH(macro, T, ...) BOOST_PP_SEQ_FOR_EACH(macro, T, BOOST_PP_VARIADIC_TO_SEQ(__VA_ARGS__))
-#define FIELD(r, T, name) {BOOST_PP_STRINGIZE(name), {offsetof(T, name), sizeof(T::name)}},
+#define FIELD(r, T, name) \
+  row(offsetof(T, name), sizeof(T::name), BOOST_PP_STRINGIZE(name)) +
 #define NUMBER(r, T, name) {BOOST_PP_STRINGIZE(name), static_cast<long>(T::name)},
-#define RECORD(T, ...) {#T, {{"", {alignof(T), sizeof(T)}}, EACH(FIELD, T, __VA_ARGS__)}}
+#define RECORD(T, ...) {#T, "### " #T ": " + std::to_string(sizeof(T)) + " bytes\n" + EACH(FIELD, T, __VA_ARGS__) ""}
 #define NUMBERS(T, ...) EACH(NUMBER, T, __VA_ARGS__)
 
-const Records cRecords = {
+std::string row(std::size_t offset, std::size_t size, const char* name) {
+  return "| " + std::to_string(offset) + " | " + std::to_string(size) + " | `" + name + "` |\n";
+}
+
+/// The record tables as far as the structs tell.
+const std::map<std::string, std::string> cRecords = {
   RECORD(VersionRecord, protocolVersion, pointerWidthBits),
   RECORD(ClientID, id, terminator),
   RECORD(Semaphore, posixName, name, initialCount),
@@ -66,38 +65,29 @@ std::string document() {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-TEST(Contract, EveryRowIsAFieldEveryFieldHasARowAndTogetherTheyCoverTheRecord) {
-  const std::regex heading("### (\\S+): (\\d+) bytes");
-  const std::regex row("\\| (\\d+) \\| (\\d+) \\| `(\\w+)` \\|.*\\|");
-  const std::regex tableHead("\\| Offset \\| Size \\| Field \\|.*|[-|]+");
-  Records undocumented = cRecords;
+TEST(Contract, TheRecordTablesAreTheStructs) {
+  const std::regex heading("### (\\S+): \\d+ bytes"),
+      row("(\\| \\d+ \\| \\d+ \\| `\\w+` \\|).*\\|");
+  std::map<std::string, std::string> tables;
   std::string record;
   std::istringstream lines(document());
   std::smatch match;
   for (std::string line; std::getline(lines, line);) {
-    const bool isHeading = std::regex_match(line, match, heading);
-    if (isHeading || line.starts_with("#")) {
-      record = isHeading ? match[1].str() : "";
-      if (isHeading) EXPECT_EQ(std::stoul(match[2]), undocumented[record][""].second) << line;
-    } else if (record.empty() || !line.starts_with("|")) {
-      continue;
-    } else if (std::regex_match(line, match, row)) {
-      Fields& fields = undocumented.at(record);
-      EXPECT_EQ(fields[match[3]], Extent(std::stoul(match[1]), std::stoul(match[2]))) << line;
-      fields.erase(match[3]);
-    } else {
-      EXPECT_TRUE(std::regex_match(line, tableHead)) << "names no field: " << line;
+    if (line.starts_with("#")) {
+      record = std::regex_match(line, match, heading) ? match[1].str() : "";
+      if (!record.empty()) tables[record] = line + "\n";
+    } else if (!record.empty() && line.starts_with("|") && line.find_first_of("0123456789`") < 5) {
+      tables[record] += std::regex_match(line, match, row) ? match[1].str() + "\n" : line + "?\n";
     }
   }
-  for (const auto& [name, fields] : undocumented)
-    EXPECT_EQ(fields.size(), 1U) << name << " has a field without a row, or no table";
+  EXPECT_EQ(tables, cRecords);
   // A field that is new in a struct, and unknown to this test, is missing in the sum.
-  for (const auto& [name, fields] : cRecords) {
-    const auto [alignment, size] = fields.at("");
-    std::size_t covered = 0;
-    for (const auto& [field, extent] : fields)
-      covered += field.empty() ? 0 : extent.second;
-    EXPECT_LT(size - covered, alignment) << name;
+  for (const auto& [name, table] : cRecords) {
+    long size = 0, covered = 0, offset = 0, bytes = 0;
+    std::sscanf(table.c_str() + 5 + name.size(), " %ld bytes", &size);
+    for (std::size_t at = 0; (at = table.find("\n| ", at)) != std::string::npos; ++at)
+      if (std::sscanf(table.c_str() + at, "\n| %ld | %ld", &offset, &bytes) == 2) covered += bytes;
+    EXPECT_LT(size - covered, 8) << name;
   }
 }
 

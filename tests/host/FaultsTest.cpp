@@ -13,7 +13,6 @@
 
 namespace {
 
-using host::Event;
 using host::HostOptions;
 using namespace support;
 using Steady = std::chrono::steady_clock;
@@ -43,13 +42,13 @@ TEST(AKilledClient, IsReportedAndReapedAndItsIDIsFreeAgain) {
   ASSERT_TRUE(client.waitForLine("joined", 10s) && other.join());
   client.signal(SIGKILL);
   const auto killed = Steady::now();
-  ASSERT_TRUE(host.waitFor(Event::Kind::eLost, "killed", 15s));
+  ASSERT_TRUE(host.waitFor(TestHost::Kind::eLost, "killed", 15s));
   EXPECT_GE(Steady::now() - killed, 3s) << "its stamp was fresh until then";
   EXPECT_FALSE(host.hasRow("killed"));
   for (const auto& name : leftovers())
     EXPECT_EQ(name.find("killed"), std::string::npos) << name;
   EXPECT_TRUE(host->connections().empty());
-  EXPECT_EQ(host.count(Event::Kind::eLost, "other"), 0);
+  EXPECT_FALSE(host.had(TestHost::Kind::eLost, "other"));
 
   Process again = tone("killed");
   EXPECT_TRUE(again.waitForLine("joined", 10s));
@@ -131,7 +130,7 @@ TEST(AStoppedClient, WhoseIDAnotherTookComesBackUnderANewOne) {
   Process stopped = tone("shared");
   ASSERT_TRUE(stopped.waitForLine("joined", 10s));
   stopped.signal(SIGSTOP);
-  ASSERT_TRUE(host.waitFor(Event::Kind::eLost, "shared", 15s));
+  ASSERT_TRUE(host.waitFor(TestHost::Kind::eLost, "shared", 15s));
   TestClient successor("shared");
   ASSERT_TRUE(successor.join());
   stopped.signal(SIGCONT);
@@ -156,7 +155,7 @@ TEST(AKilledHost, IsReplacedAndItsClientsAreBackWithinSeconds) {
   TestHost second;
   EXPECT_FALSE(second->removedAtStart().empty());
   for (const char* id : {"a", "b", "c"})
-    EXPECT_TRUE(second.waitFor(Event::Kind::eJoined, id, 10s)) << id;
+    EXPECT_TRUE(second.waitFor(TestHost::Kind::eJoined, id, 10s)) << id;
   EXPECT_EQ(second->connections().size(), 3U);
   EXPECT_TRUE(second->stop().empty());
   for (Process& client : clients) {
@@ -199,42 +198,8 @@ TEST(AClient, WhoseKeyFileIsTakenAwayComesBack) {
   TestClient client("robbed");
   ASSERT_TRUE(client.join());
   std::filesystem::remove("/tmp/LIPC_robbed");
-  ASSERT_TRUE(host.waitFor(Event::Kind::eLost, "robbed", 10s));
+  ASSERT_TRUE(host.waitFor(TestHost::Kind::eLost, "robbed", 10s));
   EXPECT_TRUE(eventually(5s, [&] { return client.established == 2 && host.hasRow("robbed"); }));
-}
-
-TEST(LeftoverRings, WithFewerChannelsGiveWayToTheNewOnes) {
-  TestHost host;
-  auto left = std::make_unique<LIPC::ShmManagedCreateOpen<LIPC::SHMSlices>>(
-      "grown-send", static_cast<std::size_t>(LIPC::SHMSlices::sizeOfStruct(1)));
-  left->abandon();
-  left.reset();
-  TestClient client("grown");
-  client.configSetIOChannelCount(8, 0);
-  client.configBeginEdit();
-  client.configEndEdit();
-  EXPECT_TRUE(client.join());
-}
-
-TEST(ASessionFullOfOnes, NeitherCrashesAReaderNorLetsAClientIn) {
-  struct Version : LIPC::VersionRecord {
-    explicit Version(const char*) : VersionRecord{5, 64} {}
-  };
-  const LIPC::ShmManagedCreateOpen<Version> version(LIPC::cVersionSegment, sizeof(Version));
-  struct Ones {
-    explicit Ones(const char*) { std::memset(bytes, 0xFF, sizeof bytes); }
-    char bytes[sizeof(LIPC::SessionBuffer)];
-  };
-  const LIPC::ShmManagedCreateOpen<Ones> session(LIPC::cSessionSegment, sizeof(Ones));
-  TestClient client("among ones");
-  client.startLIPCSession(0);
-  EXPECT_TRUE(eventually(5s, [&] { return client.ticks > 3; }));
-  EXPECT_FALSE(client.isConnected());
-  Process ls({LIPC_COMMAND, "ls", "--json"});
-  EXPECT_TRUE(ls.waitForLine("\"index\": 1023", 20s)) << ls.output().substr(0, 500);
-  EXPECT_EQ(ls.wait(10s), 0);
-  client.stopLIPCSession();
-  EXPECT_EQ(leftovers(), (std::set<std::string>{"LIPC_LIPC_SESSION", "LIPC_LIPC_VERSION"}));
 }
 
 }  // namespace

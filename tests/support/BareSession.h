@@ -144,8 +144,8 @@ struct BareSession {
     return eventually(limit, [&] { return registration.take(); });
   }
   void answer() {
+    lock.post();  // the client looks no further than for the end
     ended.post();
-    lock.post();
   }
   /// The request in the table's head: the ID and the two bytes behind it.
   Image request(const std::string& id, char word) const {

@@ -205,27 +205,22 @@ TEST(LipcCommand, ASettingComesFromTheFileOnlyWhenTheFileCanBeRead) {
   ASSERT_TRUE(settings.join());
   settings.setString(0, "Stage B");
   setenv("HOME", (testing::TempDir() + "command-home").c_str(), 1);
-  fs::remove_all(getenv("HOME"));  // of a run before
   const fs::path file = getenv("HOME") + std::string("/Library/Application Support") +
                         "/Vexo Technologies/Vexo-Settings.xml";
   const auto source = [&] {
     const json row = json::parse(Lipc({"show", "settings", "--json"}).output);
     return row["settings"]["Facility"]["source"];
   };
+  fs::remove_all(file);  // of a run before
   fs::create_directories(file);
   EXPECT_EQ(source(), "unknown") << "a folder has its name";
   fs::remove(file);
   const std::string value = "<PROPERTIES><VALUE name='Facility' val='Stage B'/>";
-  std::string nested = value;
-  for (int i = 0; i < 40'000; ++i)
-    nested += "<a>";
-  for (const std::string& text :
-       {value, value + "<VALUE name='Solo", value + std::string(1 << 20, '<'), nested}) {
-    std::ofstream(file) << text;
-    EXPECT_EQ(source(), "unknown") << text.substr(0, 70);
+  for (const std::string& rest : {std::string(), std::string("<VALUE name='Solo"),
+                                  std::string(1 << 20, '<'), std::string("</PROPERTIES>")}) {
+    std::ofstream(file) << value << rest;
+    EXPECT_EQ(source(), rest == "</PROPERTIES>" ? "file" : "unknown") << rest.substr(0, 20);
   }
-  std::ofstream(file) << value << "</PROPERTIES>";
-  EXPECT_EQ(source(), "file");
 }
 
 TEST(LipcCommand, TheHostTellsEachThingThatHappensAndEndsWithASignal) {
