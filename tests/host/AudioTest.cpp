@@ -32,6 +32,7 @@ class Ramp final : public TestClient {
     for (int output = 0; output < cMostChannels; ++output)
       wires.addWire(output ^ 1, output);
     setChannels(channels);
+    setAutoConnectLoopDurationMS(500);  // a stopped host may take its time
     EXPECT_TRUE(join(30s));
   }
   ~Ramp() override { stopLIPCSession(); }
@@ -210,6 +211,8 @@ TEST(Audio, GoesOverTheWiresOfTheLastRejoinWhileTheOtherEndHoldsTheConnection) {
     EXPECT_EQ(pair.host->connections().size(), 1U);
     EXPECT_EQ(other->removed, expected[0] == 2 ? 0 : 1);
   }
+  pair.target.configGetOutputRouting() = {-1, 0};
+  EXPECT_TRUE(hears({0, 1}));
   pair.source.stopLIPCSession();
   EXPECT_EQ(pair.host->connections().size(), 1U) << "the target still holds it";
   pair.target.stopLIPCSession();
@@ -237,6 +240,20 @@ TEST(Audio, ThatComesTooLateForItsListenerIsCountedAsDropped) {
   EXPECT_TRUE(counts(1, 5, 3, 0)) << "512 waited";
 }
 
+/// Waits until the meter's whole line shows these peaks, for a sine; where blocks come late, the
+/// power is less.
+bool shows(Process& meter, float first, float second) {
+  return eventually(30s, [&] {
+    float rms[2], peak[2];
+    int length = 0;
+    meter.waitForLine("peak", 2s);
+    std::sscanf(meter.line().c_str(), "1: rms %f dB, peak %f dB   2: rms %f dB, peak %f dB%n", rms,
+                peak, rms + 1, peak + 1, &length);
+    return length == static_cast<int>(meter.line().size()) && std::abs(peak[0] - first) < 0.011F &&
+           std::abs(peak[1] - second) < 0.011F && rms[0] < first - 3 && rms[0] > first - 9;
+  });
+}
+
 TEST(Audio, OfTwoTonesAddsUpInOneMeterOfAnotherBlockSize) {
   TestHost host;
   const std::string wav = testing::TempDir() + "heard.wav";
@@ -244,20 +261,13 @@ TEST(Audio, OfTwoTonesAddsUpInOneMeterOfAnotherBlockSize) {
   Process first({LIPC_EXAMPLES "/tone", "--id", "one", "--channels", "2"});
   Process second({LIPC_EXAMPLES "/tone", "--id", "two", "--channels", "1"});
   // The clock that they share keeps them in phase.
-  EXPECT_TRUE(
-      meter.waitForLine("1: rms   -8.99 dB, peak   -5.98 dB   "
-                        "2: rms  -15.01 dB, peak  -12.00 dB",
-                        30s))
-      << meter.output();
+  EXPECT_TRUE(shows(meter, -5.98F, -12)) << meter.output();
   first.signal(SIGINT);
   EXPECT_EQ(first.wait(10s), 0);
   EXPECT_TRUE(first.waitForLine("leaving", 1s));
   EXPECT_EQ(first.output(), "joined\nleaving\n");
-  EXPECT_TRUE(
-      meter.waitForLine("1: rms  -15.01 dB, peak  -12.00 dB   "
-                        "2: rms    -inf dB, peak -144.00 dB",
-                        30s))
-      << meter.output();
+  EXPECT_TRUE(shows(meter, -12, -144)) << meter.output();
+  EXPECT_TRUE(meter.waitForLine("   2: rms    -inf dB, peak -144.00 dB", 10s));
   meter.signal(SIGINT);
   EXPECT_EQ(meter.wait(10s), 0);
 
@@ -266,17 +276,17 @@ TEST(Audio, OfTwoTonesAddsUpInOneMeterOfAnotherBlockSize) {
   file.read(reinterpret_cast<char*>(head), sizeof head);
   const auto bytes = static_cast<std::uint32_t>(std::filesystem::file_size(wav) - sizeof head);
   // RIFF, WAVE, "fmt " of 16 bytes, floats in 2 channels, 48000 frames of 8 bytes a second, data.
-  const std::uint32_t expected[11] = {0x46464952, bytes + 36, 0x45564157, 0x20746D66,
-                                      16,         0x00020003, 48000,      384000,
-                                      0x00200008, 0x61746164, bytes};
+  // clang-format off
+  const std::uint32_t expected[11] = {0x46464952, bytes + 36, 0x45564157, 0x20746D66, 16, 0x00020003,
+                                      48000, 384000, 0x00200008, 0x61746164, bytes};
+  // clang-format on
   EXPECT_TRUE(std::equal(head, head + 11, expected)) << testing::PrintToString(head);
   std::vector<float> samples(bytes / sizeof(float));
   file.read(reinterpret_cast<char*>(samples.data()), bytes);
   float peaks[2] = {};
   for (std::size_t i = 0; i < samples.size(); ++i)
     peaks[i % 2] = std::max(peaks[i % 2], samples[i]);
-  EXPECT_NEAR(peaks[0], 0.5024F, 0.001F);
-  EXPECT_NEAR(peaks[1], 0.2512F, 0.001F);
+  EXPECT_TRUE(std::abs(peaks[0] - 0.5024F) < 0.001F && std::abs(peaks[1] - 0.2512F) < 0.001F);
   std::filesystem::remove(wav);
 }
 
@@ -296,23 +306,22 @@ TEST(Examples, RefuseWhatTheyCannotDoWithAStatus) {
 
 TEST(Audio, OfAPannerReachesItsMixEngineByTheRuleAndStaysCutThroughTheRejoin) {
   std::optional<TestHost> host(std::in_place);
-  Process mixer({LIPC_EXAMPLES "/meter", "--type", "VMIX", "--channels", "1", "--id", "mixer"});
+  Process mixer({LIPC_EXAMPLES "/meter", "--type", "VMIX", "--id", "mixer"});
   ASSERT_TRUE(mixer.waitForLine("joined", 20s));
   Process panner({LIPC_EXAMPLES "/panner"});
   ASSERT_TRUE(panner.waitForLine("joined, with 1 connections", 20s)) << panner.output();
-  EXPECT_TRUE(mixer.waitForLine("1: rms  -15.05 dB, peak  -12.04 dB", 30s)) << mixer.output();
+  EXPECT_TRUE(shows(mixer, -12.04F, -144)) << mixer.output();
 
-  const LIPC::ClientEntry& row = *host->session().getClientEntry("panner");
+  LIPC::ClientEntry& row = *host->session().getClientEntry("panner");
   EXPECT_EQ(row.offlineParameters[111], 30.0F);
   EXPECT_EQ(row.strings[5].current(), "Violin");
-  // A controller writes into its row, and somebody cuts it in the session's own list.
-  LIPC::storeRelaxed(host->session().getClientEntry("panner")->offlineParameters[110], 45.0F);
+  LIPC::storeRelaxed(row.offlineParameters[110], 45.0F);  // as a controller does
   EXPECT_TRUE(panner.waitForLine("parameter 110 is now 45", 5s)) << panner.output();
-  LIPC::storeRelaxed(LIPC::ShmPtr<LIPC::SharedConnectionList>(LIPC::cConnectionListName)
-                         .ptr->front()
-                         .disconnectRequested,
-                     std::int32_t{1});
-  const std::string silence = "1: rms    -inf dB, peak -144.00 dB";
+  // Somebody cuts it in the session's own list.
+  const LIPC::ShmPtr<LIPC::SharedConnectionList> list(LIPC::cConnectionListName);
+  LIPC::storeRelaxed(list.ptr->front().disconnectRequested, std::int32_t{1});
+  const std::string silence =
+      "1: rms    -inf dB, peak -144.00 dB   2: rms    -inf dB, peak -144.00 dB";
   EXPECT_TRUE(mixer.waitForLine(silence, 30s)) << mixer.output();
   host.reset();
   host.emplace();

@@ -139,17 +139,15 @@ struct BareSession {
     boost::interprocess::shared_memory_object::remove(cPool);
   }
 
-  /// Whether a client asks within this time. From then on the answer is the test's business.
-  bool awaitRequest(std::chrono::milliseconds limit = std::chrono::seconds(20)) {
-    return eventually(limit, [&] { return registration.take(); });
+  /// Whether the client asks: 1 to join, 0 to leave. From then on the answer is the test's
+  /// business.
+  bool isAsked(const std::string& id, char word) {
+    return eventually(20s, [&] { return registration.take(); }) &&
+           differences(table.at(0), Image(66).text(0, id).put(65, word)).empty();
   }
   void answer() {
     lock.post();  // the client looks no further than for the end
     ended.post();
-  }
-  /// The request in the table's head: the ID and the two bytes behind it.
-  Image request(const std::string& id, char word) const {
-    return Image(66).text(0, id).put(65, word);
   }
   char* row(int index) const { return table.at(1120 + 3376 * static_cast<std::size_t>(index)); }
   template <class T>
@@ -160,7 +158,7 @@ struct BareSession {
   List* list(const char* name) { return pool.find<List>(name).first; }
   /// Waits for the one count that the registration lock may have, takes it and gives it back.
   bool lockIsFree() {
-    if (!eventually(std::chrono::seconds(10), [&] { return lock.take(); })) return false;
+    if (!eventually(10s, [&] { return lock.take(); })) return false;
     const bool isOne = !lock.take();
     lock.post();
     return isOne;
@@ -179,8 +177,7 @@ struct BareSession {
 
  private:
   void run() {
-    for (std::uint64_t beats = 1000; !mEnd;
-         std::this_thread::sleep_for(std::chrono::milliseconds(10))) {
+    for (std::uint64_t beats = 1000; !mEnd; std::this_thread::sleep_for(10ms)) {
       if (isBeating) put(cHeartbeat, ++beats);
       if (isAnswering && registration.take()) answer();
     }

@@ -101,6 +101,16 @@ TEST(LipcCommand, AHostWhoseLibrarysClientDoesNotJoinSaysSoAfterItsTime) {
       << host.output;
 }
 
+TEST(LipcCommand, TheHostCountsEverySoOften) {
+  Process host({LIPC_COMMAND, "host", "--counters", "0.2"});
+  ASSERT_TRUE(host.waitForLine("Clients   0", 15s));
+  const auto start = std::chrono::steady_clock::now();
+  for (int times = 0; times < 4; ++times)
+    EXPECT_TRUE(host.waitForLine("audio     blocks in", 10s)) << host.output();
+  const auto took = std::chrono::steady_clock::now() - start;
+  EXPECT_TRUE(took > 500ms && took < 5s);
+}
+
 TEST(LipcCommand, LayoutsNeedNoSession) {
   const json all = json::parse(Lipc({"layouts", "--json"}).output)["layouts"];
   ASSERT_EQ(all.size(), 27U);
@@ -125,6 +135,14 @@ TEST(LipcCommand, LayoutsNeedNoSession) {
 TEST(LipcCommand, ReadersSeeTheWholeSessionAndLeaveNoTrace) {
   host::HostOptions options;
   options.referenceClient = "b";
+  options.faults.stallHeartbeat = options.faults.noConnect = true;
+  {
+    TestHost host(options);
+    EXPECT_EQ(Lipc({"ls"}).output,
+              "Host      protocol 5, 64 bits, heartbeat N (stalled), forbids joins\n"
+              "Reference b\nClients   0\n");
+  }
+  options.faults = {};
   TestHost host(options);
   TestClient client("na\x1b[31mmed \xFF", static_cast<int>(LIPC::fourCharacterCode("T st")));
   client.configSetClientID("id");

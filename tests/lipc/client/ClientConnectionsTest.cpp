@@ -150,25 +150,4 @@ TEST(ClientConnections, ACutOneStaysCutAfterTheRejoinWhateverTheRulesAndTheSessi
   EXPECT_TRUE((*list).empty());
 }
 
-TEST(ClientConnections, ALeaveTakesNothingOverFromTheSessionForWhatWasEdited) {
-  TestHost host;
-  TestClient client("me");
-  client.configEditConnection(cMe, cMixer).addWire(1, 2);
-  client.configEditConnection(cMe, cOther).addWire(5, 6);
-  ASSERT_TRUE(client.join());
-  SessionList list;
-  for (const bool isEdited : {true, false}) {
-    list.find(cMe, cMixer).addWire(9, 10);
-    list.find(cMe, cOther).disconnectRequested = 1;
-    ASSERT_TRUE(edited(client, [&] {
-      if (isEdited) client.configEditConnection(cMe, cMixer).addWire(11, 12);
-      client.configEditConnection(cMe, cOther);
-    }));
-    const Connection& now = list.find(cMe, cMixer);
-    EXPECT_EQ(now.getWiredChannel(11, Connection::eSourceSide), 12);
-    EXPECT_EQ(now.getWiredChannel(9, Connection::eSourceSide), isEdited ? -1 : 10);
-    EXPECT_EQ(list.find(cMe, cOther).disconnectRequested, 0) << "edited, although nothing differs";
-  }
-}
-
 }  // namespace
