@@ -1,17 +1,7 @@
 // Audio from client to host to client, with real processes.
-#include <algorithm>
-#include <cmath>
-#include <csignal>
-#include <cstdio>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <optional>
-#include <regex>
-
-#include <gtest/gtest.h>
 
 #include "lipc/session/ConnectionPool.h"
+#include "lipc/session/ShmPtr.h"
 #include "lipc/util/SharedWord.h"
 #include "tests/support/Process.h"
 #include "tests/support/TestClient.h"
@@ -19,299 +9,356 @@
 
 namespace {
 
-using namespace std::chrono_literals;
-using support::eventually;
-using support::Process;
-using support::TestClient;
-using support::TestHost;
+using LIPC::ClientID;
+using namespace support;
 
-constexpr std::streamsize cWavHeadBytes = 44;
+constexpr int cMostChannels = 16;
+constexpr int cLatencyBlocks = 4;
 
-struct Blocks {
-  int exact = -1;
-  int silent = -1;
-  int wrong = -1;
-};
-
-/// A participant that sends a ramp to itself; see support/ramp.cpp.
-class Ramp {
+/// Sends a ramp to itself through wires that swap its channels by pairs, and looks at every sample
+/// that comes back: its value says which channel and which moment it is of.
+class Ramp final : public TestClient {
  public:
+  /// What came back, counted in blocks.
+  struct Blocks {
+    int exact = 0, silent = 0, wrong = 0;
+  };
+
   Ramp(int channels, int blockSize)
-      : process({LIPC_RAMP, "ramp", std::to_string(channels), std::to_string(blockSize)}) {
-    EXPECT_TRUE(process.waitForLine("joined", 30s)) << process.output();
+      : TestClient("ramp"),
+        mBlockSize(blockSize),
+        mAudio(cMostChannels, std::vector<float>(static_cast<std::size_t>(blockSize))) {
+    LIPC::Connection& wires = configEditConnection(ClientID("ramp"), ClientID("ramp"));
+    for (int output = 0; output < cMostChannels; ++output)
+      wires.addWire(output ^ 1, output);
+    setChannels(channels);
+    setAutoConnectLoopDurationMS(500);  // a stopped host may take its time
+    EXPECT_TRUE(join(30s));
+  }
+  ~Ramp() override { stopLIPCSession(); }
+
+  void setChannels(int channels) {
+    configBeginEdit();
+    configSetIOChannelCount(mChannels = channels, channels);
+    configEndEdit();
+  }
+  /// `isPaced`: each is sent when the one before was answered.
+  Blocks send(int blocks, bool isPaced = true) {
+    const LIPC::ShmManagedOpen<LIPC::SHMSlices> returns("ramp-return");
+    Blocks counts;
+    for (int block = 0; block < blocks; ++block) {
+      trade(counts);
+      const LIPC::SHMSliceBuffer* slot = returns->getSliceWithTime(mStamp);
+      const auto isAnswered = [&] { return LIPC::loadAcquire(slot->ready) != 0; };
+      EXPECT_TRUE(!isPaced || eventually(20s, isAnswered));
+    }
+    return counts;
+  }
+  /// Plays on while it changes, until it is back.
+  Blocks changeChannels(int channels) {
+    const int before = established;
+    Blocks counts;
+    setChannels(channels);
+    EXPECT_TRUE(eventually(30s, [&] {
+      trade(counts, std::min(channels, 2));
+      return established > before && isConnected();
+    }));
+    mStamp += cLatencyBlocks * mBlockSize;  // a rejoin begins with silence
+    return counts;
   }
 
-  ~Ramp() {
-    process.closeInput();  // it leaves
-    process.wait(10s);
+ private:
+  /// Whole numbers below 2^24 are exact. 0 is none of them.
+  static float sampleOf(int channel, long long t) {
+    return static_cast<float>((t % 1'000'000) * cMostChannels + channel + 1);
+  }
+  void trade(Blocks& counts, int channels = cMostChannels) {
+    mStamp += mBlockSize;
+    float* pointers[cMostChannels];
+    for (int c = 0; c < cMostChannels; ++c) {
+      pointers[c] = mAudio[static_cast<std::size_t>(c)].data();
+      for (int i = 0; i < mBlockSize; ++i)
+        pointers[c][i] = sampleOf(c, mStamp + i);
+    }
+    processLIPC(pointers, mBlockSize, mChannels, 0, mStamp, nullptr, 0, nullptr, 0, false);
+    if (pointers[0][0] == sampleOf(0, mStamp)) return;  // it is out of the session
+    bool isExact = true, isSilent = true;
+    for (int c = 0; c < std::min(channels, mChannels); ++c) {
+      for (int i = 0; i < mBlockSize; ++i) {
+        const float due = sampleOf(c ^ 1, mStamp - cLatencyBlocks * mBlockSize + i);
+        isExact = isExact && pointers[c][i] == due;
+        isSilent = isSilent && pointers[c][i] == 0.0F;
+      }
+    }
+    ++(isExact ? counts.exact : isSilent ? counts.silent : counts.wrong);
   }
 
-  void start(const std::string& command) { process.send(command); }
-  Blocks result(const std::string& command) {
-    Blocks blocks;
-    EXPECT_TRUE(process.waitForLine(command + " exact", 120s)) << process.output();
-    std::sscanf(process.line().c_str() + command.size(), " exact %d silent %d wrong %d",
-                &blocks.exact, &blocks.silent, &blocks.wrong);
-    return blocks;
-  }
-  Blocks run(const std::string& command, int count) {
-    start(command + " " + std::to_string(count));
-    return result(command);
-  }
-  bool tell(const std::string& command) {
-    start(command);
-    return process.waitForLine(command.substr(0, command.find(' ')), 30s);
-  }
-
-  Process process;
+  const int mBlockSize;
+  int mChannels = 0;
+  long long mStamp = 0;
+  std::vector<std::vector<float>> mAudio;
 };
 
-/// A host in a process of its own, so that it can be stopped.
-class HostProcess : public Process {
+/// The host's counters of each client, compared as it prints them.
+class CountingHost : public Process {
  public:
-  HostProcess() : Process({LIPC_COMMAND, "host"}) {
-    EXPECT_TRUE(waitForLine("Clients", 15s)) << output();
+  CountingHost() : Process({LIPC_COMMAND, "host", "--json"}) {
+    EXPECT_TRUE(waitForLine("clients", 15s)) << output();
+  }
+  /// Asks until they are so.
+  bool counts(const std::string& expected) {
+    return eventually(20s, [&] {
+      signal(SIGUSR1);
+      return waitForLine(R"({"event":"audio","clients":[{"id":"ramp",)" + expected + "}]}", 300ms);
+    });
   }
 };
 
 class AudioOfBlockSize : public testing::TestWithParam<int> {};
 
-TEST_P(AudioOfBlockSize, ComesBackSampleExactFourBlocksLaterThroughPermutedWires) {
+TEST_P(AudioOfBlockSize, ComesBackSampleExactFourBlocksLaterThroughSwappedWiresAndGrows) {
   TestHost host;
-  Ramp ramp(16, GetParam());
-  const Blocks blocks = ramp.run("paced", 10'000);
-  EXPECT_EQ(blocks.exact, 9'996);
-  EXPECT_EQ(blocks.silent, 4) << "the first four blocks have no answer yet";
+  Ramp ramp(2, GetParam());
+  EXPECT_EQ(ramp.send(200).exact, 196) << "the first four blocks have no answer yet";
+  EXPECT_EQ(ramp.changeChannels(16).wrong, 0);
+  const Ramp::Blocks blocks = ramp.send(1500);
+  EXPECT_GE(blocks.exact, 1496);
   EXPECT_EQ(blocks.wrong, 0);
-  const auto counters = host->audioCounters();
-  ASSERT_EQ(counters.size(), 1U);
-  EXPECT_EQ(counters[0].counters.blocksIn, 10'000U);
-  EXPECT_EQ(counters[0].counters.answered, 10'000U);
+  EXPECT_EQ(host->connections().size(), 1U);
 }
 
 INSTANTIATE_TEST_SUITE_P(Samples, AudioOfBlockSize, testing::Values(64, 256, 1024),
                          testing::PrintToStringParamName());
 
-TEST(Audio, OfAnOutputThatIsRoutedNowhereIsSilent) {
+TEST(Audio, OfAHostThatStopsIsSilentNeverWrongAndEachOfItsBlocksIsCountedOnce) {
+  CountingHost host;
+  Ramp ramp(2, 256);
+  const auto whileStopped = [&](int blocks) {
+    host.signal(SIGSTOP);
+    const Ramp::Blocks back = ramp.send(blocks, false);
+    host.signal(SIGCONT);
+    EXPECT_EQ(back.wrong, 0);
+    return back.silent;
+  };
+  EXPECT_EQ(ramp.send(3).silent, 3);
+  EXPECT_TRUE(host.counts(R"("blocksIn":3,"answered":3,"late":0,"dropped":0,"overruns":0)"));
+  // The client looks for the first of five blocks when it has sent the fifth.
+  EXPECT_EQ(whileStopped(5), 2);
+  EXPECT_TRUE(host.counts(R"("blocksIn":8,"answered":7,"late":1,"dropped":0,"overruns":0)"));
+  EXPECT_EQ(whileStopped(8), 4);  // a ring holds six
+  EXPECT_TRUE(host.counts(R"("blocksIn":14,"answered":11,"late":3,"dropped":2,"overruns":0)"));
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(whileStopped(66), 62);  // a queue holds 63
+  EXPECT_EQ(testing::internal::GetCapturedStdout().size(),
+            3 * std::strlen("\n!!! SHMQueue overrun !!!\n"));
+  EXPECT_TRUE(host.counts(R"("blocksIn":17,"answered":12,"late":5,"dropped":62,"overruns":0)"));
+  ramp.send(1);
+  EXPECT_TRUE(host.counts(R"("blocksIn":18,"answered":13,"late":5,"dropped":62,"overruns":3)"));
+  const Ramp::Blocks after = ramp.send(40);
+  EXPECT_TRUE(after.wrong == 0 && after.exact >= 36) << after.exact;
+  EXPECT_TRUE(host.counts(R"("blocksIn":58,"answered":53,"late":5,"dropped":62,"overruns":3)"));
+}
+
+/// A block of two channels that hold these values; the first samples of what comes back.
+std::vector<float> traded(TestClient& client, long long stamp, float first = 0, float second = 0) {
+  float samples[2][256];
+  float* channels[] = {samples[0], samples[1]};
+  std::fill_n(samples[0], 256, first);
+  std::fill_n(samples[1], 256, second);
+  client.processLIPC(channels, 256, 2, 0, stamp, nullptr, 0, nullptr, 0, false);
+  return {samples[0][0], samples[1][0]};
+}
+
+/// Two clients that both have a connection from one to the other.
+struct Pair {
+  Pair() {
+    for (TestClient* client : {&source, &target}) {
+      client->configBeginEdit();
+      client->configSetIOChannelCount(2, 2);
+      client->configEditConnection(ClientID("source"), ClientID("target")).addWire(0, 0);
+      client->configEndEdit();
+      EXPECT_TRUE(client->join());
+    }
+  }
   TestHost host;
-  Ramp ramp(2, 256);
-  ASSERT_TRUE(ramp.tell("mute 1"));
-  const Blocks blocks = ramp.run("paced", 100);
-  EXPECT_EQ(blocks.exact, 96);
-  EXPECT_EQ(blocks.wrong, 0);
+  TestClient source{"source"};
+  TestClient target{"target", static_cast<int>(LIPC::cMixEngineType)};
+};
+
+TEST(Audio, GoesOverTheWiresOfTheLastRejoinWhileTheOtherEndHoldsTheConnection) {
+  Pair pair;
+  long long stamp = 0;
+  const auto hears = [&](const std::vector<float>& expected) {
+    return eventually(20s, [&] {
+      stamp += 256;
+      traded(pair.source, stamp, 1, 2);
+      return traded(pair.target, stamp) == expected;
+    });
+  };
+  EXPECT_TRUE(hears({1, 0}));
+  EXPECT_TRUE(eventually(10s, [&] { return pair.target.peers == 1; }));
+  for (const auto& [client, other, first, second, expected] :
+       {std::tuple{&pair.source, &pair.target, 1, 0, std::vector<float>{2, 1}},
+        {&pair.target, &pair.source, 0, 1, {1, 2}}}) {
+    client->configBeginEdit();
+    LIPC::Connection& wires = client->configEditConnection(ClientID("source"), ClientID("target"));
+    wires.clearWires();
+    wires.addWire(first, 0);
+    wires.addWire(second, 1);
+    client->configEndEdit();
+    EXPECT_TRUE(eventually(10s, [&, joining = client] { return joining->established == 2; }));
+    EXPECT_TRUE(hears(expected));
+    EXPECT_EQ(pair.host->connections().size(), 1U);
+    EXPECT_EQ(other->removed, expected[0] == 2 ? 0 : 1);
+  }
+  pair.target.configGetOutputRouting() = {-1, 0};
+  EXPECT_TRUE(hears({0, 1}));
+  pair.source.stopLIPCSession();
+  EXPECT_EQ(pair.host->connections().size(), 1U) << "the target still holds it";
+  pair.target.stopLIPCSession();
+  EXPECT_TRUE(pair.host->connections().empty());
 }
 
-TEST(Audio, OfAHostThatStopsForASecondIsSilentAndThenRightAgain) {
-  HostProcess host;
-  Ramp ramp(2, 256);
-  ramp.start("clock 600");  // 3.2 s
-  std::this_thread::sleep_for(1s);
-  host.signal(SIGSTOP);
-  std::this_thread::sleep_for(1s);
-  host.signal(SIGCONT);
-  const Blocks blocks = ramp.result("clock");
-  EXPECT_EQ(blocks.wrong, 0) << "never an answer to another block";
-  EXPECT_GE(blocks.silent, 100);
-  EXPECT_GE(blocks.exact, 50);
-  const Blocks after = ramp.run("paced", 100);
-  EXPECT_GE(after.exact, 96);
-  EXPECT_EQ(after.wrong, 0) << ramp.process.output();
+TEST(Audio, ThatComesTooLateForItsListenerIsCountedAsDropped) {
+  Pair pair;
+  const auto counts = [&](std::size_t client, std::uint64_t in, std::uint64_t answered,
+                          std::uint64_t dropped) {
+    return eventually(10s, [&] {
+      const host::AudioCounters now = pair.host->audioCounters().at(client).counters;
+      return now.blocksIn == in && now.answered + now.late == answered && now.dropped == dropped;
+    });
+  };
+  traded(pair.source, 0);
+  EXPECT_TRUE(counts(0, 1, 1, 0));
+  for (long long stamp = 0; stamp <= 1024; stamp += 256)
+    traded(pair.target, stamp);
+  EXPECT_TRUE(counts(1, 5, 2, 0)) << "0 is there, 256 is due, three wait for the source";
+  traded(pair.source, 256);
+  EXPECT_TRUE(counts(0, 2, 2, 1)) << "heard by nobody";
+  traded(pair.source, 512);
+  EXPECT_TRUE(counts(0, 3, 3, 1));
+  EXPECT_TRUE(counts(1, 5, 3, 0)) << "512 waited";
 }
 
-TEST(Audio, OfAClientThatGrowsWhileItPlaysComesBackWithItsConnections) {
-  TestHost host;
-  Ramp ramp(2, 256);
-  EXPECT_EQ(ramp.run("paced", 100).exact, 96);
-  ASSERT_TRUE(ramp.tell("channels 8"));
-  EXPECT_EQ(ramp.process.line(), "channels 8 wrong 0") << "nor was it before it was back";
-  const Blocks blocks = ramp.run("paced", 100);
-  EXPECT_GE(blocks.exact, 96);
-  EXPECT_EQ(blocks.wrong, 0);
-}
-
-TEST(Audio, UnreadByTheHostFor64BlocksPrintsOneLineAndLosesOneNotice) {
-  HostProcess host;
-  Ramp ramp(2, 256);
-  EXPECT_EQ(ramp.run("paced", 50).wrong, 0);
-  host.signal(SIGSTOP);
-  ramp.run("burst", 64);
-  const std::string said = ramp.process.output();
-  const std::size_t line = said.find("\n!!! SHMQueue overrun !!!\n");
-  ASSERT_NE(line, std::string::npos) << said;
-  EXPECT_EQ(said.find("overrun", line + 20), std::string::npos) << "63 blocks fit";
-  host.signal(SIGCONT);
-  ASSERT_TRUE(eventually(10s, [&] {  // it has read the queue before the next block comes
-    host.signal(SIGUSR1);
-    return host.waitForLine("   58        0  ramp", 500ms);
-  })) << host.output();
-  const Blocks after = ramp.run("paced", 50);
-  EXPECT_EQ(after.wrong, 0);
-  EXPECT_GE(after.exact, 45);
-  host.signal(SIGUSR1);
-  EXPECT_TRUE(host.waitForLine("   1  ramp", 10s)) << host.output();
-}
-
-/// The last level that a meter printed for its first channel; -200 when it printed none.
-float peakOf(const std::string& output) {
-  const std::regex level("1: rms +\\S+ dB, peak +(\\S+) dB");
-  float peak = -200.0F;
-  for (std::sregex_iterator it(output.begin(), output.end(), level), end; it != end; ++it)
-    peak = std::stof((*it)[1]);
-  return peak;
+/// Waits until the meter's whole line shows these peaks, for a sine; where blocks come late, the
+/// power is less.
+bool shows(Process& meter, float first, float second) {
+  return eventually(30s, [&] {
+    float rms[2], peak[2];
+    int length = 0;
+    meter.waitForLine("peak", 2s);
+    std::sscanf(meter.line().c_str(), "1: rms %f dB, peak %f dB   2: rms %f dB, peak %f dB%n", rms,
+                peak, rms + 1, peak + 1, &length);
+    return length == static_cast<int>(meter.line().size()) && std::abs(peak[0] - first) < 0.011F &&
+           std::abs(peak[1] - second) < 0.011F && rms[0] < first - 3 && rms[0] > first - 9;
+  });
 }
 
 TEST(Audio, OfTwoTonesAddsUpInOneMeterOfAnotherBlockSize) {
   TestHost host;
   const std::string wav = testing::TempDir() + "heard.wav";
-  Process meter({LIPC_EXAMPLES "/meter", "--channels", "1", "--block", "96", "--wav", wav});
-  Process first({LIPC_EXAMPLES "/tone", "--id", "one", "--channels", "1"});
+  Process meter({LIPC_EXAMPLES "/meter", "--channels", "2", "--block", "96", "--wav", wav});
+  Process first({LIPC_EXAMPLES "/tone", "--id", "one", "--channels", "2"});
   Process second({LIPC_EXAMPLES "/tone", "--id", "two", "--channels", "1"});
-  // Twice 0.2512: the clock that they share keeps them in phase.
-  EXPECT_TRUE(eventually(30s, [&] {
-    meter.waitForLine("peak", 2s);
-    return std::abs(peakOf(meter.output()) - -5.98F) < 0.01F;
-  })) << meter.output();
+  // The clock that they share keeps them in phase.
+  EXPECT_TRUE(shows(meter, -5.98F, -12)) << meter.output();
   first.signal(SIGINT);
-  EXPECT_TRUE(eventually(30s, [&] {
-    meter.waitForLine("peak", 2s);
-    return std::abs(peakOf(meter.output()) - -12.0F) < 0.01F;
-  })) << meter.output();
+  EXPECT_EQ(first.wait(10s), 0);
+  EXPECT_TRUE(first.waitForLine("leaving", 1s));
+  EXPECT_EQ(first.output(), "joined\nleaving\n");
+  EXPECT_TRUE(shows(meter, -12, -144)) << meter.output();
+  EXPECT_TRUE(meter.waitForLine("   2: rms    -inf dB, peak -144.00 dB", 10s));
   meter.signal(SIGINT);
   EXPECT_EQ(meter.wait(10s), 0);
+
   std::ifstream file(wav, std::ios::binary);
-  std::string head(cWavHeadBytes, ' ');
-  file.read(head.data(), cWavHeadBytes);
-  std::vector<float> samples(std::filesystem::file_size(wav) / sizeof(float));
-  file.read(reinterpret_cast<char*>(samples.data()),
-            std::streamsize(sizeof(float) * samples.size()));
-  std::uint32_t bytes = 0;
-  std::memcpy(&bytes, head.data() + cWavHeadBytes - sizeof bytes, sizeof bytes);
-  EXPECT_EQ(bytes, file.gcount()) << "the length in the head";
-  EXPECT_NEAR(*std::max_element(samples.begin(), samples.end()), 0.5024F, 0.001F);
+  std::uint32_t head[11];
+  file.read(reinterpret_cast<char*>(head), sizeof head);
+  const auto bytes = static_cast<std::uint32_t>(std::filesystem::file_size(wav) - sizeof head);
+  // RIFF, WAVE, "fmt " of 16 bytes, floats in 2 channels, 48000 frames of 8 bytes a second, data.
+  // clang-format off
+  const std::uint32_t expected[11] = {0x46464952, bytes + 36, 0x45564157, 0x20746D66, 16, 0x00020003,
+                                      48000, 384000, 0x00200008, 0x61746164, bytes};
+  // clang-format on
+  EXPECT_TRUE(std::equal(head, head + 11, expected)) << testing::PrintToString(head);
+  std::vector<float> samples(bytes / sizeof(float));
+  file.read(reinterpret_cast<char*>(samples.data()), bytes);
+  float peaks[2] = {};
+  for (std::size_t i = 0; i < samples.size(); ++i)
+    peaks[i % 2] = std::max(peaks[i % 2], samples[i]);
+  EXPECT_TRUE(std::abs(peaks[0] - 0.5024F) < 0.001F && std::abs(peaks[1] - 0.2512F) < 0.001F);
   std::filesystem::remove(wav);
 }
 
-TEST(Audio, ThatComesTooLateForItsListenerIsCountedAsDropped) {
-  TestHost host;
-  TestClient source("source");
-  TestClient target("target");
-  for (TestClient* client : {&source, &target}) {
-    client->configBeginEdit();
-    client->configSetIOChannelCount(1, 1);
-    if (client == &target) {
-      client->configEditConnection(LIPC::ClientID("source"), LIPC::ClientID("target"))
-          .addWire(0, 0);
-    }
-    client->configEndEdit();
-    ASSERT_TRUE(client->join());
-  }
-  float samples[256] = {};
-  float* channels[] = {samples};
-  const auto send = [&](TestClient& client, long long stamp) {
-    client.processLIPC(channels, 256, 1, 0, stamp, nullptr, 0, nullptr, 0, false);
+TEST(Examples, RefuseWhatTheyCannotDoWithAStatus) {
+  const auto expect = [](const std::vector<std::string>& command, int status, const char* said) {
+    Process process(command);
+    EXPECT_TRUE(process.waitForLine(said, 10s)) << process.output();
+    EXPECT_EQ(process.wait(10s), status) << command[1];
   };
-  const auto counts = [&](std::size_t client, std::uint64_t in, std::uint64_t answered,
-                          std::uint64_t dropped) {
-    return eventually(10s, [&] {
-      const host::AudioCounters now = host->audioCounters().at(client).counters;
-      return now.blocksIn == in && now.answered + now.late == answered && now.dropped == dropped;
-    });
-  };
-  send(source, 0);
-  EXPECT_TRUE(counts(0, 1, 1, 0));
-  for (long long stamp = 0; stamp <= 1024; stamp += 256)
-    send(target, stamp);
-  EXPECT_TRUE(counts(1, 5, 2, 0)) << "0 is there, 256 is due, three wait for the source";
-  send(source, 256);
-  EXPECT_TRUE(counts(0, 2, 2, 1)) << "heard by nobody";
-  send(source, 512);
-  EXPECT_TRUE(counts(0, 3, 3, 1));
-  EXPECT_TRUE(counts(1, 5, 3, 0)) << "512 waited";
-}
-
-TEST(Audio, OfEachClientIsCountedForPrograms) {
-  Process host({LIPC_COMMAND, "host", "--json", "--counters", "0.2"});
-  Process tone({LIPC_EXAMPLES "/tone", "--id", "A"});
-  ASSERT_TRUE(tone.waitForLine("joined", 20s)) << tone.output();
-  ASSERT_TRUE(host.waitForLine("\"blocksIn\":", 10s)) << host.output();
-  EXPECT_NE(host.line().find("\"id\":\"A\""), std::string::npos) << host.line();
-  EXPECT_NE(host.line().find("\"event\":\"audio\""), std::string::npos) << host.line();
+  expect({LIPC_EXAMPLES "/tone", "--channels", "33"}, 2, "--channels: Value 33 not in range");
+  expect({LIPC_EXAMPLES "/tone", "--block", "2"}, 2, "--block: Value 2 not in range");
+  expect({LIPC_EXAMPLES "/tone", "--help"}, 0, "Sends sine waves to another client");
+  expect({LIPC_EXAMPLES "/meter", "--type", "ABC"}, 2, "--type: a type has four characters");
+  expect({LIPC_EXAMPLES "/meter", "--wav", "/no/folder"}, 1,
+         "meter: \"/no/folder\" cannot be written: No such file or directory");
 }
 
 TEST(Audio, OfAPannerReachesItsMixEngineByTheRuleAndStaysCutThroughTheRejoin) {
   std::optional<TestHost> host(std::in_place);
-  Process mixer({LIPC_EXAMPLES "/meter", "--type", "VMIX", "--channels", "1", "--id", "mixer"});
+  Process mixer({LIPC_EXAMPLES "/meter", "--type", "VMIX", "--id", "mixer"});
   ASSERT_TRUE(mixer.waitForLine("joined", 20s));
   Process panner({LIPC_EXAMPLES "/panner"});
   ASSERT_TRUE(panner.waitForLine("joined, with 1 connections", 20s)) << panner.output();
-  EXPECT_TRUE(eventually(30s, [&] {
-    mixer.waitForLine("peak", 2s);
-    return std::abs(peakOf(mixer.output()) - -12.04F) < 0.01F;
-  })) << mixer.output();
+  EXPECT_TRUE(shows(mixer, -12.04F, -144)) << mixer.output();
 
-  // A controller writes into its row.
-  LIPC::storeRelaxed(host->session().getClientEntry("panner")->offlineParameters[110], 45.0F);
+  LIPC::ClientEntry& row = *host->session().getClientEntry("panner");
+  EXPECT_EQ(row.offlineParameters[111], 30.0F);
+  EXPECT_EQ(row.strings[5].current(), "Violin");
+  LIPC::storeRelaxed(row.offlineParameters[110], 45.0F);  // as a controller does
   EXPECT_TRUE(panner.waitForLine("parameter 110 is now 45", 5s)) << panner.output();
-
-  {  // somebody cuts it in the session's own list
-    boost::interprocess::managed_shared_memory pool(boost::interprocess::open_only,
-                                                    LIPC::cConnectionPoolSegment);
-    auto* list = pool.find<LIPC::SharedConnectionList>(LIPC::cConnectionListName).first;
-    ASSERT_EQ(list->size(), 1U);
-    LIPC::storeRelaxed(list->front().disconnectRequested, std::int32_t{1});
-  }
-  const auto isSilent = [&] {
-    mixer.waitForLine("peak", 2s);
-    return peakOf(mixer.output()) < -100.0F;
-  };
-  EXPECT_TRUE(eventually(30s, isSilent)) << mixer.output();
+  // Somebody cuts it in the session's own list.
+  const LIPC::ShmPtr<LIPC::SharedConnectionList> list(LIPC::cConnectionListName);
+  LIPC::storeRelaxed(list.ptr->front().disconnectRequested, std::int32_t{1});
+  const std::string silence =
+      "1: rms    -inf dB, peak -144.00 dB   2: rms    -inf dB, peak -144.00 dB";
+  EXPECT_TRUE(mixer.waitForLine(silence, 30s)) << mixer.output();
   host.reset();
   host.emplace();
   ASSERT_TRUE(panner.waitForLine("joined, with 1 connections", 20s)) << panner.output();
   ASSERT_TRUE(mixer.waitForLine("joined", 20s)) << mixer.output();
-  const auto isAnswered = [&](const auto& client) { return client.counters.answered > 10; };
   EXPECT_TRUE(eventually(10s, [&] {
     const auto counters = (*host)->audioCounters();
-    return std::count_if(counters.begin(), counters.end(), isAnswered) == 2;
+    return counters.size() == 2 && counters[0].counters.answered > 10 &&
+           counters[1].counters.answered > 10;
   }));
-  EXPECT_TRUE(isSilent() && isSilent() && isSilent()) << mixer.output();
+  for (int line = 0; line < 3; ++line)
+    EXPECT_TRUE(mixer.waitForLine("peak", 30s) && mixer.line() == silence) << mixer.line();
 }
 
 TEST(Audio, OfOthersGoesOnWhileAClientWritesNonsenseIntoItsRings) {
-  TestHost host;
-  TestClient client("nonsense");
-  client.configBeginEdit();
-  client.configSetIOChannelCount(2, 2);
-  client.configEditConnection(LIPC::ClientID("nonsense"), LIPC::ClientID("nonsense")).addWire(0, 0);
-  client.configEndEdit();
-  ASSERT_TRUE(client.join());
+  Pair pair;
   Ramp ramp(2, 256);
-  LIPC::ShmManagedOpen<LIPC::SHMSlices> send("nonsense-send");
-  LIPC::ShmManagedOpen<LIPC::SHMSlices> returns("nonsense-return");
-  LIPC::ShmManagedOpen<LIPC::ClientBuffer> buffer("nonsense");
-  float silence[2][256] = {};
-  float* channels[] = {silence[0], silence[1]};
-  const auto spoil = [&](LIPC::SHMSlices& ring, int round) {
-    LIPC::storeRelaxed(ring.currentSlice, round % 2 == 0 ? 77 : -3);
-    for (LIPC::SHMSliceBuffer& slice : ring.slices) {
-      LIPC::storeRelaxed(slice.channelCount, std::uint16_t{65535});
-      LIPC::storeRelaxed(slice.sampleCount, std::uint32_t{1'000'000'000});
-      LIPC::storeRelaxed(slice.samplesOffset, round % 3 == 0 ? -5000 : 1'000'000'000 + round);
-      LIPC::storeRelaxed(slice.timeStamp,
-                         round % 5 == 0 ? std::int64_t{-1} << 63 : std::int64_t{256} * round);
-    }
-  };
+  LIPC::ShmManagedOpen<LIPC::SHMSlices> send("source-send"), returns("source-return");
+  LIPC::ShmManagedOpen<LIPC::ClientBuffer> buffer("source");
+  testing::internal::CaptureStdout();  // overruns
   for (int round = 1; round <= 200; ++round) {
-    client.processLIPC(channels, 256, 2, 0, 256LL * round, nullptr, 0, nullptr, 0, false);
-    spoil(*send.get(), round);
-    spoil(*returns.get(), round);
+    traded(pair.source, 256LL * round);
+    for (LIPC::SHMSlices* ring : {send.get(), returns.get()}) {
+      LIPC::storeRelaxed(ring->currentSlice, round % 2 == 0 ? 77 : -3);
+      for (LIPC::SHMSliceBuffer& slice : ring->slices) {
+        LIPC::storeRelaxed(slice.channelCount, std::uint16_t{65535});
+        LIPC::storeRelaxed(slice.sampleCount, std::uint32_t{1'000'000'000});
+        LIPC::storeRelaxed(slice.samplesOffset, round % 3 == 0 ? -5000 : 1'000'000'000 + round);
+        LIPC::storeRelaxed(slice.timeStamp, std::int64_t{256} * round - (round % 5 << 28));
+      }
+    }
     buffer->newDataQueue.queue[round % 64] = std::int64_t{-1} << (round % 64);
     LIPC::storeRelaxed(buffer->newDataQueue.queueWrite, round * 31 - 3000);
-    client.signalBufferAvailable(256LL * round);
+    pair.source.signalBufferAvailable(256LL * round);
   }
-  const Blocks blocks = ramp.run("paced", 200);
-  EXPECT_EQ(blocks.exact, 196);
-  EXPECT_EQ(blocks.wrong, 0);
+  testing::internal::GetCapturedStdout();
+  EXPECT_EQ(ramp.send(200).exact, 196);
 }
 
 }  // namespace

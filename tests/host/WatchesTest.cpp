@@ -11,49 +11,31 @@ using namespace std::chrono_literals;
 using LIPC::ClientID;
 using Steady = std::chrono::steady_clock;
 
-class ClientWatch : public testing::Test {
- protected:
-  /// Looks every half second, as the host does, from the last time until `after` the start; the
-  /// last look's verdict.
-  bool watchUntil(std::chrono::milliseconds after, const std::optional<std::string>& stamp) {
-    while (mLast + 500ms < after)
-      isLost(mLast + 500ms, stamp);
-    return isLost(after, stamp);
-  }
+/// Looks every half second, as the host does, from `from` until `to`; the last verdict.
+bool isLost(host::ClientWatch& watch, int from, int to, const std::optional<std::string>& stamp) {
+  static const auto start = Steady::now();
+  bool isLost = false;
+  for (int ms = from; ms <= to; ms += 500)
+    isLost = watch.isLost(
+        ClientID("client"), stamp,
+        boost::posix_time::from_iso_string("20260101T120000") + boost::posix_time::milliseconds(ms),
+        start + ms * 1ms);
+  return isLost;
+}
 
-  /// One look.
-  bool isLost(std::chrono::milliseconds after, const std::optional<std::string>& stamp) {
-    const auto utc = boost::posix_time::from_iso_string("20260101T120000") +
-                     boost::posix_time::milliseconds(after.count());
-    mLast = after;
-    return watch.isLost(ClientID("client"), stamp, utc, start + after);
-  }
-
+TEST(ClientWatch, OnlyWhoWasWatchedWithoutANewStampForFourSecondsIsLost) {
   host::ClientWatch watch;
-  const Steady::time_point start = Steady::now();
-  std::chrono::milliseconds mLast{0};
-};
-
-TEST_F(ClientWatch, AStampThatStaysTheSameForFourSecondsIsALostClient) {
-  EXPECT_FALSE(isLost(0ms, "20260101T115959"));
-  EXPECT_FALSE(watchUntil(3900ms, "20260101T115959"));
-  EXPECT_TRUE(watchUntil(4000ms, "20260101T115959"));
-  EXPECT_FALSE(watchUntil(4500ms, "20260101T120004")) << "it came back";
-}
-
-TEST_F(ClientWatch, AnOldStampAloneTakesNobodyForDead) {
-  EXPECT_FALSE(isLost(0ms, "20260101T080000")) << "the machine slept for hours";
-  EXPECT_FALSE(watchUntil(500ms, "20260101T120000"));
-  EXPECT_FALSE(isLost(60'500ms, "20260101T120000")) << "nobody watched for a minute";
-  EXPECT_FALSE(watchUntil(70'000ms, "20270101T120000"));
-  EXPECT_FALSE(watchUntil(80'000ms, "20270101T120000")) << "in the future counts as alive";
-}
-
-TEST_F(ClientWatch, ARowWithoutABufferOrWithAnUnreadableStampIsLostToo) {
-  EXPECT_FALSE(isLost(0ms, std::nullopt));
-  EXPECT_TRUE(watchUntil(2000ms, std::nullopt));
-  EXPECT_FALSE(isLost(2500ms, "no time at all"));
-  EXPECT_TRUE(watchUntil(6500ms, "no time at all"));
+  EXPECT_FALSE(isLost(watch, 0, 0, "20260101T080000")) << "the machine slept for hours";
+  EXPECT_FALSE(isLost(watch, 500, 4000, "20260101T120000"));
+  EXPECT_TRUE(isLost(watch, 4500, 4500, "20260101T120000"));
+  EXPECT_FALSE(isLost(watch, 5000, 5000, "20260101T120004")) << "it came back";
+  EXPECT_FALSE(isLost(watch, 65'000, 65'000, "20260101T120004")) << "nobody watched for a minute";
+  for (const auto& [stamp, after] :
+       {std::pair{std::optional<std::string>{}, 2000}, {"no time at all", 4000}}) {
+    watch.forget(ClientID("client"));
+    EXPECT_FALSE(isLost(watch, 70'000, 69'500 + after, stamp));
+    EXPECT_TRUE(isLost(watch, 70'000 + after, 70'000 + after, stamp));
+  }
 }
 
 TEST(LockWatch, OnlyALockHeldWithoutARequestForLongerThanAnyJoinIsStuck) {

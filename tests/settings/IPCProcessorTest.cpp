@@ -1,13 +1,9 @@
-#include <algorithm>
 #include <array>
 #include <bit>
-#include <cmath>
-#include <vector>
-
-#include <gtest/gtest.h>
 
 #include "lipc/session/SessionNames.h"
 #include "settings/IPCProcessor.h"
+#include "tests/support/Testing.h"
 
 namespace {
 

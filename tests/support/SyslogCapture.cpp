@@ -14,14 +14,14 @@ std::mutex sMutex;
 bool sCapturing = false;
 std::vector<SyslogCapture::Message> sMessages;
 
-}  // namespace
-
 void capture(int priority, const char* format, va_list arguments) {
   char text[2048];
   std::vsnprintf(text, sizeof text, format, arguments);
   const std::lock_guard lock(sMutex);
   if (sCapturing) sMessages.push_back({priority, text});
 }
+
+}  // namespace
 
 SyslogCapture::SyslogCapture() {
   const std::lock_guard lock(sMutex);
@@ -34,30 +34,25 @@ SyslogCapture::~SyslogCapture() {
   sCapturing = false;
 }
 
-std::vector<SyslogCapture::Message> SyslogCapture::messages() const {
+std::vector<SyslogCapture::Message> SyslogCapture::messages() {
   const std::lock_guard lock(sMutex);
   return sMessages;
 }
 
-int SyslogCapture::count(const std::string& text) const {
+long SyslogCapture::count(const std::string& text) {
   const auto all = messages();
-  return static_cast<int>(std::count_if(
-      all.begin(), all.end(), [&](const Message& message) { return message.text == text; }));
+  return std::count_if(all.begin(), all.end(),
+                       [&](const Message& message) { return message.text.ends_with(text); });
 }
 
 }  // namespace support
 
-extern "C" void syslog(int priority, const char* format, ...) {
-  va_list arguments;
-  va_start(arguments, format);
-  support::capture(priority, format, arguments);
-  va_end(arguments);
-}
-
-// What a fortified build calls instead.
-extern "C" void __syslog_chk(int priority, int, const char* format, ...) {
-  va_list arguments;
-  va_start(arguments, format);
-  support::capture(priority, format, arguments);
-  va_end(arguments);
-}
+#define DEFINE_SYSLOG(name, ...)                                                           \
+  extern "C" void name(int priority __VA_OPT__(, ) __VA_ARGS__, const char* format, ...) { \
+    va_list arguments;                                                                     \
+    va_start(arguments, format);                                                           \
+    support::capture(priority, format, arguments);                                         \
+    va_end(arguments);                                                                     \
+  }
+DEFINE_SYSLOG(syslog)
+DEFINE_SYSLOG(__syslog_chk, int)  // what a fortified build calls instead

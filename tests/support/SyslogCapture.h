@@ -7,8 +7,7 @@ namespace support {
 
 /// Collects what this program sends to the system log while it lives: the test program's own
 /// `syslog` stands before the system's.
-class SyslogCapture {
- public:
+struct SyslogCapture {
   struct Message {
     int priority;
     std::string text;
@@ -16,12 +15,9 @@ class SyslogCapture {
 
   SyslogCapture();
   ~SyslogCapture();
-  SyslogCapture(const SyslogCapture&) = delete;
-  SyslogCapture& operator=(const SyslogCapture&) = delete;
-
-  std::vector<Message> messages() const;
-  /// How often a message with this text came.
-  int count(const std::string& text) const;
+  static std::vector<Message> messages();
+  /// How often a message came that ends with this text.
+  static long count(const std::string& text);
 };
 
 }  // namespace support

@@ -1,9 +1,7 @@
 #pragma once
 
-#include <atomic>
-
 #include "lipc/client/Client.h"
-#include "tests/support/Wait.h"
+#include "tests/support/Testing.h"
 
 namespace support {
 

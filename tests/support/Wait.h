@@ -5,13 +5,17 @@
 
 namespace support {
 
-/// Looks every 5 ms until `condition` holds or the time is over; whether it held.
+/// Looks without a pause for a millisecond, then every 5 ms, until `condition` holds or the time is
+/// over; whether it held.
 template <class Condition>
 bool eventually(std::chrono::milliseconds limit, Condition condition) {
-  const auto deadline = std::chrono::steady_clock::now() + limit;
+  using Clock = std::chrono::steady_clock;
+  const auto start = Clock::now();
   while (!condition()) {
-    if (std::chrono::steady_clock::now() >= deadline) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    const auto waited = Clock::now() - start;
+    if (waited >= limit) return false;
+    std::this_thread::sleep_for(
+        std::chrono::milliseconds(waited < std::chrono::milliseconds(1) ? 0 : 5));
   }
   return true;
 }

@@ -1,14 +1,9 @@
-#include <memory>
-
-#include <gtest/gtest.h>
-
 #include "lipc/client/AutoConnections.h"
+#include "tests/support/Testing.h"
 
 namespace {
 
-using LIPC::AutoConnection;
-using LIPC::ClientID;
-using LIPC::Connection;
+using namespace LIPC;
 
 constexpr int cMix = static_cast<int>(LIPC::cMixEngineType);
 constexpr int cPanner = static_cast<int>(LIPC::fourCharacterCode("VPan"));

@@ -1,21 +1,14 @@
 // The audio thread's side of a client, in a session of its own. The host's answers are made by
 // hand, through mappings of the test's own.
-#include <functional>
 #include <stdexcept>
-#include <thread>
-
-#include <gtest/gtest.h>
 
 #include "tests/support/TestClient.h"
 #include "tests/support/TestHost.h"
 
 namespace {
 
-using namespace std::chrono_literals;
 using LIPC::ShmManagedOpen;
-using support::eventually;
-using support::TestClient;
-using support::TestHost;
+using namespace support;
 
 constexpr unsigned cMostChannels = 8;
 constexpr int cSamples = 256;
@@ -34,10 +27,6 @@ class AudioClient final : public TestClient {
     configSetIOChannelCount(channels, channels);
     configEndEdit();
   }
-  void onLIPCConnectionToBeRemoved() override {
-    ++removed;
-    onRemoval();
-  }
   bool need2updatePreviousRTparamsCallback() override {
     const LIPC::DeliberateSystemCall outside;
     return onNeed();
@@ -51,7 +40,7 @@ class AudioClient final : public TestClient {
     onValues();
   }
 
-  std::function<void()> onRemoval = [] {}, onValues = [] {};
+  std::function<void()> onValues = [] {};
   std::function<bool()> onNeed = [] { return false; };
   std::function<int(float*, int)> onAmend;
   std::vector<std::pair<int, bool>> statuses;  // and whether there were values
@@ -95,51 +84,48 @@ std::vector<float> silent(unsigned outputs) {
 struct Segments {
   explicit Segments(const std::string& id)
       : buffer(id.c_str()), send((id + "-send").c_str()), returns((id + "-return").c_str()) {}
+  unsigned short channels() const { return send->slices[0].channelCount; }
   /// Announced blocks, taken out of the queue.
   int announced() const {
-    std::int64_t stamp = 0;
     int count = 0;
-    while (buffer->newDataQueue.take(stamp))
+    for (std::int64_t stamp = 0; buffer->newDataQueue.take(stamp);)
       ++count;
     return count;
   }
-  /// Fills the return slot of `stamp`: channel c holds 10 + c.
-  void answer(long long stamp) const {
-    LIPC::SHMSliceBuffer& slice = *returns->getSliceWithTime(stamp);
-    for (unsigned short c = 0; c < slice.channelCount; ++c)
-      std::fill_n(slice.getChannelSamples(c), cSamples, 10.0F + c);
-    slice.ready = 1;
-  }
-
   ShmManagedOpen<LIPC::ClientBuffer> buffer;
   ShmManagedOpen<LIPC::SHMSlices> send, returns;
 };
 
-/// Leaves queues and rings to the test.
-struct QuietHost : TestHost {
-  QuietHost() : TestHost(options()) {}
-  static host::HostOptions options() {
-    host::HostOptions quiet;
-    quiet.faults.noAudio = true;
-    return quiet;
+/// A client in a session whose host leaves queues and rings to the test.
+struct ClientAudio : testing::Test {
+  static host::HostOptions quiet() {
+    host::HostOptions options;
+    options.faults.noAudio = true;
+    return options;
   }
+  std::vector<float> trade(long long stamp, int count = cSamples, int inputs = cMostChannels,
+                           int back = 172) {
+    return audio.trade(client, stamp, count, inputs, back);
+  }
+
+  TestHost host{quiet()};
+  std::atomic<bool> held{false}, gate{false};
+  AudioClient client{"client"};
+  Audio audio;
 };
 
-TEST(ClientAudio, RefusedBlocksThoseDuringAnotherCallAndThoseOfSomeModesAreNotAnnounced) {
-  QuietHost host;
-  AudioClient client("refusing");
-  Audio audio;
+TEST_F(ClientAudio, RefusedBlocksThoseDuringAnotherCallAndThoseOfSomeModesAreNotAnnounced) {
   ASSERT_TRUE(client.join());
-  const Segments seen("refusing");
+  const Segments seen("client");
   for (const auto& [count, inputs, back] : {std::array{1025, 2, 0}, {16, -1, 0}, {16, 2, 173}}) {
-    EXPECT_EQ(audio.trade(client, 1000, count, inputs, back), silent(2));
+    EXPECT_EQ(trade(1000, count, inputs, back), silent(2));
     EXPECT_EQ(audio.samples[1][count - 1], 0.0F);
     EXPECT_EQ(audio.samples[1][count], cBefore);
     EXPECT_EQ(audio.returned[back], cBefore);
   }
-  EXPECT_EQ(audio.trade(client, 1000, -1), silent(0));
+  EXPECT_EQ(trade(1000, -1), silent(0));
   client.onValues = [&] {
-    EXPECT_EQ(audio.trade(client, 1000), silent(2)) << "the access semaphore is taken";
+    EXPECT_EQ(trade(1000), silent(2)) << "the access semaphore is taken";
     EXPECT_EQ(audio.returned[171], 0.0F);
   };
   client.updateDAWvaluesFromShMem();
@@ -148,42 +134,22 @@ TEST(ClientAudio, RefusedBlocksThoseDuringAnotherCallAndThoseOfSomeModesAreNotAn
   for (const auto& [mode, announced] :
        {std::pair{1, 0}, {2, 1}, {3, 1}, {4, 1}, {1 | 4, 1}, {8, 0}, {0, 0}}) {
     client.configSetMode(static_cast<LIPC::eClientMode>(mode));
-    audio.trade(client, 1000 + mode * cSamples);
+    trade(1000 + mode * cSamples);
     EXPECT_EQ(seen.announced(), announced) << mode;
   }
   client.signalBufferAvailable(1000);
   EXPECT_EQ(seen.announced(), 1) << "in every mode";
+
+  const LIPC::SHMSliceBuffer* sent = client.prepareSendBuffer(50'000, 2, 64);
+  EXPECT_TRUE(sent->ready == 1 && client.getPreviousRTparams(50'002) == sent->parameters);
+  LIPC::SHMSliceBuffer* slot = client.prepareReturnBuffer(50'000, 2, 64);
+  EXPECT_TRUE(slot->ready == 0 && slot->sampleCount == 64U && slot->timeStamp == 50'000);
+  slot->parameters[171] = slot->getChannelSamples(1)[1023] = 1.0F;
+  client.clearReturnBuffers();
+  EXPECT_EQ(slot->parameters[171] + slot->getChannelSamples(1)[1023], 0.0F);
 }
 
-TEST(ClientAudio, AnswersComeBackThroughTheRoutingAsItIsAtTheBlock) {
-  QuietHost host;
-  AudioClient client("answered");
-  Audio audio;
-  ASSERT_TRUE(client.join());
-  const Segments seen("answered");
-  std::vector<std::pair<float, float>> heard;
-  for (int block = 0; block < 8; ++block) {
-    const long long stamp = 10'000 + block * cSamples;
-    if (block == 5 || block == 6) client.configGetOutputRouting()[1] = block == 5 ? -1 : 0;
-    if (block == 7) client.clearReturnBuffers();
-    const auto firsts = audio.trade(client, stamp);
-    heard.emplace_back(firsts[0], firsts[1]);
-    seen.answer(stamp);
-  }
-  EXPECT_EQ(heard, (std::vector<std::pair<float, float>>{
-                       {0, 0}, {0, 0}, {0, 0}, {0, 0}, {10, 11}, {10, 0}, {10, 10}, {0, 0}}));
-
-  LIPC::SHMSliceBuffer* sent = client.prepareSendBuffer(50'000, 2, 64);
-  EXPECT_EQ(client.getPreviousRTparams(50'000), sent->parameters);
-  EXPECT_EQ(seen.send->getSliceWithTime(50'000)->ready, 1);
-  EXPECT_EQ(client.prepareReturnBuffer(50'000, 2, 64)->ready, 0);
-  EXPECT_EQ(seen.returns->getSliceWithTime(50'000)->sampleCount, 64U);
-}
-
-TEST(ClientAudio, TheOneOrTwoBlocksBeforeCanBeAmendedWhileTheyAreThere) {
-  QuietHost host;
-  AudioClient client("amending");
-  Audio audio;
+TEST_F(ClientAudio, TheOneOrTwoBlocksBeforeCanBeAmendedWhileTheyAreThere) {
   ASSERT_TRUE(client.join());
   int answer = 1;
   std::vector<int> asked;
@@ -193,54 +159,41 @@ TEST(ClientAudio, TheOneOrTwoBlocksBeforeCanBeAmendedWhileTheyAreThere) {
     parameters[0] += static_cast<float>(blocksBack * 10);
     return answer;
   };
-  int block = 0;
-  for (const auto& expected : {std::vector<int>{}, {1}, {1, 2}, {1, 2}, {1}}) {
+  const Segments seen("client");
+  for (int block = 0; block < 5; ++block) {
     answer = block == 4 ? 0 : 1;
-    asked.clear();
-    audio.trade(client, 10'000 + cSamples * block++);
-    EXPECT_EQ(asked, expected) << block;
+    trade(10'000 + cSamples * block);
   }
-  const Segments seen("amending");
+  EXPECT_EQ(asked, (std::vector<int>{1, 1, 2, 1, 2, 1}));
   std::vector<float> sent;
-  for (block = 0; block < 5; ++block)
+  for (int block = 0; block < 5; ++block)
     sent.push_back(seen.send->getSliceWithTime(10'000 + cSamples * block)->parameters[0]);
   EXPECT_EQ(sent, (std::vector<float>{31, 31, 11, 11, 1}));
 }
 
 #ifndef LIPC_CHECKED_AT_RUN_TIME  // an exception allocates
-TEST(ClientAudio, AnExceptionFromACallbackEndsTheBlockAndTheClientRejoinsUnderItsID) {
-  QuietHost host;
-  std::atomic<bool> gate{false};
-  AudioClient client("throwing");
-  Audio audio;
+TEST_F(ClientAudio, AnExceptionFromACallbackEndsTheBlockAndTheClientRejoinsUnderItsID) {
   ASSERT_TRUE(client.join());
-  client.onRemoval = [&] { eventually(10s, [&] { return gate.load(); }); };
   client.onNeed = []() -> bool { throw std::runtime_error("on purpose"); };
-  EXPECT_EQ(audio.trade(client, 1000), silent(0)) << "ended before its answer";
+  EXPECT_EQ(trade(1000), silent(0)) << "ended before its answer";
   client.onNeed = [] { return false; };
-  EXPECT_FALSE(client.isConnected());
-  EXPECT_EQ(audio.trade(client, 1256), silent(0));
-  gate = true;
   ASSERT_TRUE(eventually(10s, [&] { return client.established == 2 && client.isConnected(); }));
-  EXPECT_EQ(client.configGetClientID(), "throwing");
-  EXPECT_EQ(audio.trade(client, 1512), silent(2));
+  EXPECT_EQ(client.configGetClientID(), "client");
+  EXPECT_EQ(trade(1512), silent(2));
 }
 #endif
 
-TEST(ClientAudio, OutsideTheSessionBlocksTouchNothingAndThereAreNoPannerValues) {
-  QuietHost host;
-  AudioClient client("outside");
-  Audio audio;
-  EXPECT_EQ(audio.trade(client, 1000), silent(0));
+TEST_F(ClientAudio, OutsideTheSessionBlocksTouchNothingAndThereAreNoPannerValues) {
+  EXPECT_EQ(trade(1000), silent(0));
   client.updateDAWvaluesFromShMem();
   ASSERT_TRUE(client.join());
-  EXPECT_EQ(audio.trade(client, 1000), silent(2));
+  EXPECT_EQ(trade(1000), silent(2));
   client.onValues = [] { throw std::runtime_error("on purpose"); };
   EXPECT_THROW(client.updateDAWvaluesFromShMem(), std::runtime_error);
   client.onValues = [] {};
   client.updateDAWvaluesFromShMem();
   client.stopLIPCSession();
-  EXPECT_EQ(audio.trade(client, 1000), silent(0));
+  EXPECT_EQ(trade(1000), silent(0));
   EXPECT_EQ(audio.returned[0], cBefore);
   EXPECT_EQ(client.prepareSendBuffer(0, 2, 1), nullptr);
   EXPECT_EQ(client.getProcessCallCount(), 3U);
@@ -251,41 +204,7 @@ TEST(ClientAudio, OutsideTheSessionBlocksTouchNothingAndThereAreNoPannerValues) 
             (std::vector<std::pair<int, bool>>{{0, false}, {1, true}, {1, true}, {-1, false}}));
 }
 
-TEST(ClientAudio, BlocksBetweenAnEditAndTheRejoinStayWithinTheOldRings) {
-  QuietHost host;
-  std::atomic<bool> held{false}, gate{false};
-  AudioClient client("growing");
-  Audio audio;
-  ASSERT_TRUE(client.join());
-  client.onRemoval = [&] {
-    held = true;
-    eventually(10s, [&] { return gate.load(); });
-  };
-  client.setChannels(8);
-  ASSERT_TRUE(eventually(5s, [&] { return held.load(); }));
-  {
-    const Segments old("growing");
-    audio.trade(client, 10'000);
-    old.answer(10'000);
-    EXPECT_EQ(audio.trade(client, 10'000 + 4 * cSamples),
-              (std::vector<float>{10, 11, 0, 0, 0, 0, 0, 0}));
-    EXPECT_EQ(old.send->slices[2].getChannelSamples(1)[0], cBefore);
-    EXPECT_EQ(old.send->slices[3].getChannelSamples(0)[0], 0.0F) << "the next slice";
-  }
-  gate = true;
-  ASSERT_TRUE(eventually(10s, [&] { return client.established == 2; }));
-  const Segments grown("growing");
-  audio.trade(client, 10'000);
-  grown.answer(10'000);
-  EXPECT_EQ(audio.trade(client, 10'000 + 4 * cSamples),
-            (std::vector<float>{10, 11, 12, 13, 14, 15, 16, 17}));
-  EXPECT_EQ(grown.send->slices[2].getChannelSamples(7)[0], cBefore);
-}
-
-TEST(ClientAudio, WhatAHeldUpAudioThreadReadsStaysUntilItIsOut) {
-  QuietHost host;
-  std::atomic<bool> held{false}, gate{false};
-  AudioClient client("held");
+TEST_F(ClientAudio, WhatAHeldUpAudioThreadReadsStaysUntilItIsOut) {
   client.onNeed = [&] { return !gate; };
   client.onAmend = [&](float* parameters, int) {
     held = true;
@@ -297,24 +216,24 @@ TEST(ClientAudio, WhatAHeldUpAudioThreadReadsStaysUntilItIsOut) {
   };
   ASSERT_TRUE(client.join());
   // The block before is one of the fresh ring's slices, which are stamped 0.
-  std::thread thread([&] { Audio().trade(client, cSamples); });
+  std::thread thread([&] { trade(cSamples); });
   EXPECT_TRUE(eventually(5s, [&] { return held.load(); }));
   client.setChannels(4);
-  EXPECT_TRUE(eventually(5s, [&] { return !host.hasRow("held"); }));
+  EXPECT_TRUE(eventually(5s, [&] { return !host.hasRow("client"); }));
   const int before = client.ticks;
   EXPECT_TRUE(eventually(5s, [&] { return client.ticks >= before + 4; })) << "some 300 ms";
   EXPECT_EQ(client.established, 1);
   client.stopLIPCSession();
-  EXPECT_NE(Segments("held").send.get(), nullptr);
+  EXPECT_NE(Segments("client").send.get(), nullptr);
   gate = true;
   thread.join();
   client.updateDAWvaluesFromShMem();
   EXPECT_EQ(client.statuses.back().first, 0) << "out of the session, although the block ended";
   ASSERT_TRUE(client.join());
-  EXPECT_EQ(Segments("held").send->slices[0].channelCount, 4);
+  EXPECT_EQ(Segments("client").channels(), 4);
 }
 
-TEST(ClientAudio, BlocksWithoutPauseGoWithEditsNamesAndRejoins) {
+TEST(BusyClient, BlocksWithoutPauseGoWithEditsNamesValuesAndRejoins) {
   TestHost host;
   AudioClient client("busy");
   ASSERT_TRUE(client.join());
@@ -325,9 +244,16 @@ TEST(ClientAudio, BlocksWithoutPauseGoWithEditsNamesAndRejoins) {
       audio.trade(client, stamp);
   });
   std::thread otherThread([&] {  // also asks it to leave, as a host does
-    while (!stop) {
-      for (int times = 0; times < 100; ++times)
+    for (int i = 0; !stop; ++i) {
+      for (int times = 0; times < 50; ++times) {
         client.updateDAWvaluesFromShMem();
+        client.setOfflineParameter(50, static_cast<float>(i));
+        client.setString(1, std::to_string(i).c_str());
+        client.getString("busy", 1);
+        client.getClientEntries(0);
+        client.configGetName();
+        client.configGetClientID();
+      }
       const ShmManagedOpen<LIPC::ClientBuffer> buffer("busy");
       if (buffer.get() == nullptr) continue;
       LIPC::SemaphoreHandle(buffer->mustDisconnectSemaphore).post();
@@ -335,32 +261,28 @@ TEST(ClientAudio, BlocksWithoutPauseGoWithEditsNamesAndRejoins) {
     }
   });
   const LIPC::ClientID self("busy");
-  client.configAutoConnect(LIPC::AutoConnection(static_cast<int>(LIPC::cMixEngineType),
-                                                LIPC::Connection::eTargetSide, 0));
-  testing::internal::CaptureStdout();  // the overrun line: blocks come faster than any host reads
-                                       // them
+  client.configAutoConnect(
+      {static_cast<int>(LIPC::cMixEngineType), LIPC::Connection::eTargetSide, 0});
+  testing::internal::CaptureStdout();  // overruns: blocks come faster than any host reads them
   for (int round = 1; round <= 6; ++round) {
     const int before = client.established;
     for (const int channels : {round, round + 2, round + 1})
       client.setChannels(channels);
     client.configSetName(("name " + std::to_string(round)).c_str());
-    for (int edit = 0; edit < 50; ++edit) {
+    for (int edit = 0; edit < 50; ++edit, std::this_thread::sleep_for(1ms)) {
       client.configDisconnect(self, LIPC::ClientID("other " + std::to_string(edit % 5)));
       client.syncClientConnections();
       client.configEditConnection(self, self);
-      std::this_thread::sleep_for(1ms);
     }
-    if (round % 3 == 0) {
-      client.stopLIPCSession();
-      client.startLIPCSession(0);
-    }
+    if (round == 3) client.stopLIPCSession();
+    client.startLIPCSession(0);
     EXPECT_TRUE(eventually(10s, [&] { return client.established > before; })) << round;
   }
   stop = true;
   otherThread.join();
   EXPECT_TRUE(eventually(10s, [&] {  // the last round's channels
-    const ShmManagedOpen<LIPC::SHMSlices> ring("busy-send");
-    return client.isConnected() && ring.get() != nullptr && ring->slices[0].channelCount == 7;
+    const Segments rings("busy");
+    return client.isConnected() && rings.send.get() != nullptr && rings.channels() == 7;
   }));
   stopAudio = true;
   audioThread.join();

@@ -1,9 +1,5 @@
-#include <algorithm>
-#include <climits>
-
-#include <gtest/gtest.h>
-
 #include "lipc/realtime/SHMSlices.h"
+#include "tests/support/Testing.h"
 
 namespace {
 

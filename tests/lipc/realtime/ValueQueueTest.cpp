@@ -1,8 +1,5 @@
-#include <climits>
-
-#include <gtest/gtest.h>
-
 #include "lipc/realtime/ValueQueue.h"
+#include "tests/support/Testing.h"
 
 namespace {
 

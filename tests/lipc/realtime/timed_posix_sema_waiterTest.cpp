@@ -1,11 +1,7 @@
-#include <csignal>
-
-#include <gtest/gtest.h>
-
 #include "lipc/realtime/SemaphoreHandle.h"
 #include "lipc/realtime/timed_posix_sema_waiter.h"
 #include "tests/support/SyslogCapture.h"
-#include "tests/support/Wait.h"
+#include "tests/support/Testing.h"
 
 namespace {
 
@@ -62,18 +58,6 @@ TEST_F(Waiter, ShortWaitsThatRaceWithPostsLoseNone) {
     ++taken;
   EXPECT_GE(taken, posted);
   EXPECT_TRUE(log.messages().empty());
-}
-
-TEST_F(Waiter, ATimeOutWhosePostAnotherTakesStillEndsTheWait) {
-  std::atomic<bool> stop{false};
-  std::thread thief([&] {
-    for (SemaphoreHandle own(record); !stop; std::this_thread::sleep_for(50us))
-      own.try_wait();
-  });
-  for (int i = 0; i < 100; ++i)
-    EXPECT_FALSE(waiter.timed_wait(sema, 1, "robbed"));
-  stop = true;
-  thief.join();
 }
 
 TEST_F(Waiter, ACallerThatIsHeldUpAtTheTimeOutLeavesNoCountBehind) {

@@ -1,8 +1,5 @@
-#include <cstring>
-
-#include <gtest/gtest.h>
-
 #include "lipc/session/SessionBuffer.h"
+#include "tests/support/Testing.h"
 
 namespace {
 
@@ -18,6 +15,9 @@ TEST_F(SessionTable, FindsRowsBySixtyFourCharactersAndCountsFreeOnesOnlyAsCopies
   const ClientID id(std::string(64, 'x') + "a");
   rows[1023].id.setTo((std::string(64, 'x') + "b").c_str());
   rows[1023].type = rows[5].type = 7;
+  EXPECT_TRUE(ClientID(std::string(63, 'x') + "a") != ClientID(std::string(63, 'x') + "b"));
+  EXPECT_TRUE(ClientID(std::string(63, 'x') + "a") < ClientID(std::string(63, 'x') + "b"));
+  EXPECT_TRUE(id == std::string(64, 'x').c_str() && id != std::string(63, 'x').c_str());
   PredicateFindClientEntryForID find(id);
   for (const int outside : {-1, table->getClientIndex(ClientID("absent"))}) {
     EXPECT_EQ(table->getClientEntry(outside), nullptr);
@@ -44,6 +44,20 @@ TEST_F(SessionTable, FullOfOnesAnswersNeutrallyAndTakesARowNamedDefaultForFree) 
   EXPECT_EQ(std::memcmp(&table->sessionID.id[63], "x\0\1", 3), 0);
   rows[1023].id.setTo("Default");
   EXPECT_EQ(table->getEmptyEntry(), &rows[1023]);
+}
+
+TEST(ClientEntry, ACopyHasEveryFieldAndAClearedOneNoneButItsTexts) {
+  ClientEntry row, copy;
+  char* const bytes = reinterpret_cast<char*>(&row);
+  for (int i = 0; i < 656; ++i)
+    bytes[i] = static_cast<char>(i % 251 + 1);
+  copy = row;
+  EXPECT_TRUE(copy.id == row.id && copy.id.terminator == '\0');
+  EXPECT_EQ(std::memcmp(reinterpret_cast<char*>(&copy) + 68, bytes + 68, 656 - 68), 0);
+  row.strings[0].put("kept", 4);
+  row.clear();
+  EXPECT_EQ(std::count(bytes + 68, bytes + 656, '\0'), 656 - 68);
+  EXPECT_TRUE(row.id.view().empty() && bytes[1] == 2 && row.strings[0].current() == "kept");
 }
 
 TEST(ClientEntry, TextsOf128CharactersStayWholeInASlotAndInTheOtherBufferOfItsCopy) {

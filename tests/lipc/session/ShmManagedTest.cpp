@@ -1,11 +1,9 @@
-#include <filesystem>
-
-#include <gtest/gtest.h>
 #include <sys/shm.h>
 #include <unistd.h>
 
 #include "lipc/session/ShmManaged.h"
 #include "lipc/session/shmKey.h"
+#include "tests/support/Testing.h"
 
 namespace {
 
