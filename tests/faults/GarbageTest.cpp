@@ -100,19 +100,23 @@ const Kind cKinds[] = {
      }},
 };
 
-void damage(const Record& record, const Kind& kind, Random& random) {
+/// False when the record is not there.
+bool damage(const Record& record, const Kind& kind, Random& random) {
   if (record.segment == std::string(LIPC::cConnectionPoolSegment)) {
     try {
       const bip::shared_memory_object pool(bip::open_only, record.segment, bip::read_write);
       const bip::mapped_region region(pool, bip::read_write);
       kind.write(static_cast<char*>(region.get_address()), region.get_size(), random);
+      return true;
     } catch (const bip::interprocess_exception&) {
-    }  // it is just being made
-    return;
+      return false;  // it is being made anew
+    }
   }
   const LIPC::ShmManagedOpen<char> segment(record.segment);
   const std::size_t end = std::min(record.end, segment.mappedBytes());
-  if (end > record.begin) kind.write(segment.get() + record.begin, end - record.begin, random);
+  if (end <= record.begin) return false;
+  kind.write(segment.get() + record.begin, end - record.begin, random);
+  return true;
 }
 
 /// One session with damage in one of its records, and what went wrong for whom.
@@ -126,7 +130,7 @@ std::map<std::string, std::string> suffer(const Record& record, const Kind& kind
   for (int time = 0; time < 3; ++time) {
     const std::string visitor = "visitor" + std::to_string(time);
     if (isBusy) session.start(visitor, {LIPC_PARTICIPANT, visitor, "to=a"});
-    damage(record, kind, random);
+    if (!damage(record, kind, random) && time == 0) session.faults["not damaged"];
     session.read();
     if (isBusy) session[visitor].closeInput();
   }
@@ -144,7 +148,7 @@ std::map<std::string, std::string> suffer(const Record& record, const Kind& kind
 /// Makes the tries, each kind as often, prints a table of their faults and returns the sums.
 std::map<std::string, int> sufferAll(const std::vector<Record>& records, int tries) {
   constexpr const char* faults[] = {"host ended",   "host hangs",   "client ended", "client hangs",
-                                    "reader ended", "reader hangs", "not back"};
+                                    "reader ended", "reader hangs", "not back",     "not started"};
   Random random = seededRandom();
   std::map<std::string, std::map<std::string, int>> table;
   for (int i = 0; i < tries; ++i) {

@@ -25,7 +25,7 @@ constexpr int cSampledKills = 2;
 struct Phase {
   const char* name;
   bool isOfHost;
-  enum { eStart, eLife, eStop } when;
+  enum { eStart, eLife, eRenewal, eStop } when;
   Steps steps;
 };
 
@@ -38,6 +38,7 @@ const Phase cPhases[] = {
     {"HostStartInThePool", true, Phase::eStart, {"", cPool, true}},
     {"HostLife", true, Phase::eLife, {"", ""}},
     {"HostLifeInThePool", true, Phase::eLife, {"LIPC host regis", "", true}},
+    {"HostRenewsThePool", true, Phase::eRenewal, {"", cPool, true}},
     {"HostStop", true, Phase::eStop, {"", ""}},
 };
 
@@ -52,22 +53,22 @@ class Death {
  public:
   /// Returns the number of steps that the victim came to.
   long dieAt(const Phase& phase, long last) {
+    const bool isAtStart = phase.when == Phase::eStart;
     const char* ready = phase.isOfHost ? "Clients" : "established";
-    if (!phase.isOfHost) mOthers.start("host", cHost, "Clients");
     HeldProcess victim(phase.isOfHost ? cHost : participant("victim", "a"));
-    const bool isFirst = phase.isOfHost && phase.when != Phase::eStart;
-    if (isFirst) victim.go();
-    if (isFirst) victim->waitForLine(ready, 15s);
-    // Nobody is there to join while the victim starts a session.
-    const char* joined = phase.isOfHost && phase.when == Phase::eStart ? "" : "established";
+    if (!phase.isOfHost) mOthers.start("host", cHost, "Clients");
+    if (phase.isOfHost && !isAtStart) start(victim, ready);
+    // They wait for a session that is just being started.
+    const char* joined = phase.isOfHost && isAtStart ? "" : "established";
     mOthers.start("b", {LIPC_PARTICIPANT, "b", "in=1", "type=VMIX"}, joined);
     mOthers.start("a", participant("a", "b"), joined);
-    if (!phase.isOfHost && phase.when != Phase::eStart) {
-      victim.go();
-      victim->waitForLine(ready, 15s);
-    }
+    mOthers.start("leaver", participant("leaver", "a"), joined);
+    if (!phase.isOfHost && !isAtStart) start(victim, ready);
+    if (phase.when == Phase::eRenewal) Process({LIPC_PARTICIPANT, "dying", "die=pool"}).wait(10s);
+
     Stepper stepper(victim.pid(), phase.steps);
     const long steps = stepper.killAt(last, begin(phase, victim, ready), 30s);
+    mOthers["leaver"].closeInput();
     victim->wait(5s);
     return steps;
   }
@@ -76,35 +77,32 @@ class Death {
   const std::map<std::string, std::string>& look(const Phase& phase) {
     mOthers.read();
     if (phase.isOfHost) mOthers.start("host", cHost, "Clients");
-    mOthers.start("successor", participant("victim", "a"));
-    mOthers.start("other", participant("other", "a"));
     // While the dead one's stamp is fresh, its ID is not free: the successor may take another.
-    if (!mOthers["successor"].waitForLine("established", 30s)) {
-      mOthers.faults["not joined"] = " successor";
-    }
+    mOthers.start("successor", participant("victim", "a"), "established");
+    mOthers.start("other", participant("other", "a"));
     mOthers.waitFor({"a", "b", "other", "a>b", "other>a"});
     mOthers.end();
     return mOthers.faults;
   }
 
  private:
+  static void start(HeldProcess& victim, const char* ready) {
+    victim.go();
+    victim->waitForLine(ready, 15s);
+  }
+
   /// Has the phase begin; what it returns says whether it is over.
   std::function<bool()> begin(const Phase& phase, HeldProcess& victim, const char* ready) {
-    switch (phase.when) {
-      case Phase::eStart:
-        victim.go();
-        return [&victim, ready] { return victim->waitForLine(ready, 2ms); };
-      case Phase::eStop:
-        phase.isOfHost ? victim->signal(SIGTERM) : victim->closeInput();
-        return [] { return false; };
-      case Phase::eLife:
-        break;
+    if (phase.when == Phase::eLife) {
+      Process& visitor = mOthers.start("visitor", participant("visitor", "a"));
+      return [&visitor] {
+        if (visitor.waitForLine("established", 2ms)) visitor.closeInput();
+        return !visitor.isRunning();
+      };
     }
-    mOthers.start("visitor", participant("visitor", "a"));
-    return [&visitor = mOthers["visitor"]] {
-      if (visitor.waitForLine("established", 2ms)) visitor.closeInput();
-      return !visitor.isRunning();
-    };
+    if (phase.when == Phase::eStart) victim.go();
+    if (phase.when == Phase::eStop) phase.isOfHost ? victim->signal(SIGTERM) : victim->closeInput();
+    return [&, ready] { return phase.when == Phase::eStart && victim->waitForLine(ready, 2ms); };
   }
 
   Session mOthers;
