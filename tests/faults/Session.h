@@ -1,6 +1,9 @@
 #pragma once
 
-#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
 #include <map>
 #include <memory>
 #include <random>
@@ -8,43 +11,135 @@
 #include <string>
 #include <vector>
 
+#include <nlohmann/json.hpp>
+#include <sys/shm.h>
+
+#include "lipc/session/shmKey.h"
 #include "tests/support/Process.h"
 
 namespace faults {
 
 using namespace std::chrono_literals;
+using support::Process;
 using Program = std::vector<std::string>;
 
-/// A session of processes: a host and participants by name. Collects what goes wrong for them.
+/// The whole number in an environment variable, or `fallback`.
+inline int numberFrom(const char* variable, int fallback) {
+  const char* text = std::getenv(variable);
+  return text != nullptr ? std::atoi(text) : fallback;
+}
+
+/// A session of processes: "host" and participants by their ID. Collects what goes wrong for them.
 class Session {
  public:
-  /// Starts a program and waits for a line of it, if one is named.
-  support::Process& start(const std::string& name, const Program& program,
-                          const std::string& line = {});
-  support::Process& operator[](const std::string& name) { return *mProcesses.at(name); }
+  /// Waits for a line of the program, unless that is empty.
+  Process& start(const std::string& name, const Program& program, const std::string& line) {
+    auto& process = mProcesses[name] = std::make_unique<Process>(program);
+    if (!line.empty() && !process->waitForLine(line, 20s)) faults["not started"] += " " + name;
+    return *process;
+  }
+  Process& startHost() { return start("host", {LIPC_COMMAND, "host"}, "Clients"); }
+  Process& operator[](const std::string& name) { return *mProcesses.at(name); }
 
-  /// Reads the session as `lipc ls` and `lipc show a` see it. Returns the IDs of the clients, and
-  /// "a>b" for a connection of a to b. A reader that fails or takes 5 s is a fault.
-  std::set<std::string> read();
-  /// Reads until all of these are there; a fault when that takes 30 s or a process has ended.
-  void waitFor(const std::set<std::string>& wanted);
-  /// Ends one process. An end that is none in order, or takes 15 s, is a fault.
-  void end(const std::string& name);
+  /// What `lipc ls` and `lipc show a` see: the IDs of the clients, and "a>b" for a connection of a
+  /// to b. A reader that fails or takes 5 s is a fault.
+  std::set<std::string> read() {
+    std::set<std::string> seen;
+    for (const Program& command :
+         {Program{LIPC_COMMAND, "ls", "--json"}, Program{LIPC_COMMAND, "show", "a", "--json"}}) {
+      Process reader(command);
+      reader.waitForLine(cNoLine, 5s);
+      const int status = reader.wait(100ms);
+      const bool hasNothingToShow = status == 5 || status == 6;
+      if (!hasNothingToShow) noteEnd("reader", command[1], status);
+      using nlohmann::json;
+      const json shown = json::parse(reader.output(), nullptr, false);
+      if (!shown.is_object()) continue;
+      for (const json& client : shown.value("clients", json()))
+        seen.insert(client.value("id", ""));
+      for (const json& connection : shown.value("connections", json()))
+        seen.insert(connection.value("source", "") + ">" + connection.value("target", ""));
+    }
+    return seen;
+  }
+
+  /// Reads until all of these are there; a fault when that takes 30 s or a process has failed.
+  void waitFor(const std::set<std::string>& wanted) {
+    bool isHopeless = false;
+    for (const auto deadline = std::chrono::steady_clock::now() + 30s;;) {
+      std::string missing;
+      const std::set<std::string> seen = read();
+      for (const std::string& name : wanted)
+        if (seen.count(name) == 0) missing += " " + name;
+      if (missing.empty()) return;
+      if (isHopeless) faults["not back"] = missing;
+      if (isHopeless) return;
+      isHopeless = std::chrono::steady_clock::now() > deadline;
+      for (auto& [name, process] : mProcesses) {
+        process->waitForLine(cNoLine, 2ms);  // lest it waits for a reader
+        isHopeless |= !process->isRunning() && process->wait(0ms) != 0;
+      }
+    }
+  }
+
+  /// Ends a process. An end that is none in order, or takes 15 s, is a fault.
+  void end(const std::string& name) {
+    const bool isHost = name == "host";
+    Process& process = *mProcesses.at(name);
+    isHost ? process.signal(SIGTERM) : process.closeInput();
+    process.waitForLine(cNoLine, 15s);
+    noteEnd(isHost ? "host" : "client", name, process.wait(500ms));
+  }
+
   /// Ends all, the host last, and takes away what is left, which is a fault too.
-  void end();
+  void end() {
+    for (auto& [name, process] : mProcesses)
+      if (name != "host") process->closeInput();
+    for (auto& [name, process] : mProcesses)
+      if (name != "host") end(name);
+    end("host");
+    mProcesses.clear();
+    if (const std::string left = takeLeftovers(); !left.empty()) faults["left"] = left;
+  }
 
   /// What went wrong, as "client ended", "reader hangs", "not back", and for whom.
   std::map<std::string, std::string> faults;
 
  private:
-  void noteEnd(const std::string& who, const std::string& name, int status);
+  static constexpr char cNoLine[] = "\x01";
 
-  std::map<std::string, std::unique_ptr<support::Process>> mProcesses;
+  void noteEnd(const std::string& who, const std::string& name, int status) {
+    if (status == 0) return;
+    const bool hangs = status == Process::cStillRunning;
+    faults[who + (hangs ? " hangs" : " ended")] += " " + name + ":" + std::to_string(status);
+  }
+
+  static std::string takeLeftovers() {
+    std::string left;
+    for (const auto& file : std::filesystem::directory_iterator("/tmp")) {
+      const std::string name = file.path().filename().string();
+      if (name.rfind("LIPC_", 0) != 0) continue;
+      const int id = shmget(LIPC::existingShmKey(name.substr(5).c_str()), 0, 0);
+      if (id >= 0) left += " " + name;
+      shmctl(id, IPC_RMID, nullptr);
+    }
+    for (const auto& file : std::filesystem::directory_iterator("/dev/shm")) {
+      const std::string name = file.path().filename().string();
+      // deliberate: who is killed while he makes or removes a named semaphore leaves its file.
+      if (name.rfind("sem.", 0) != 0) left += " " + name;
+      std::filesystem::remove(file.path());
+    }
+    return left;
+  }
+
+  std::map<std::string, std::unique_ptr<Process>> mProcesses;
 };
 
 /// A source of chance for LIPC_SEED, or for 1; prints which.
-std::mt19937 seededRandom();
-/// The whole number in an environment variable, or `fallback`.
-int numberFrom(const char* variable, int fallback);
+inline std::mt19937 seededRandom() {
+  const int seed = numberFrom("LIPC_SEED", 1);
+  std::printf("LIPC_SEED=%d\n", seed);
+  return std::mt19937(static_cast<std::mt19937::result_type>(seed));
+}
 
 }  // namespace faults
