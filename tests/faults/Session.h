@@ -87,7 +87,7 @@ class Session {
     const bool isHost = name == "host";
     Process& process = *mProcesses.at(name);
     isHost ? process.signal(SIGTERM) : process.closeInput();
-    process.waitForLine(cNoLine, 15s);
+    process.waitForLine(cNoLine, faults.count("client hangs") == 0 ? 15s : 2s);
     noteEnd(isHost ? "host" : "client", name, process.wait(500ms));
   }
 
@@ -114,20 +114,20 @@ class Session {
     faults[who + (hangs ? " hangs" : " ended")] += " " + name + ":" + std::to_string(status);
   }
 
+  /// deliberate: named semaphores are not looked for. Who is killed while he makes or removes one
+  /// leaves its file.
   static std::string takeLeftovers() {
     std::string left;
-    for (const auto& file : std::filesystem::directory_iterator("/tmp")) {
-      const std::string name = file.path().filename().string();
-      if (name.rfind("LIPC_", 0) != 0) continue;
-      const int id = shmget(LIPC::existingShmKey(name.substr(5).c_str()), 0, 0);
-      if (id >= 0) left += " " + name;
-      shmctl(id, IPC_RMID, nullptr);
-    }
-    for (const auto& file : std::filesystem::directory_iterator("/dev/shm")) {
-      const std::string name = file.path().filename().string();
-      // deliberate: who is killed while he makes or removes a named semaphore leaves its file.
-      if (name.rfind("sem.", 0) != 0) left += " " + name;
-      std::filesystem::remove(file.path());
+    for (const char* folder : {"/tmp", "/dev/shm"}) {
+      for (const auto& file : std::filesystem::directory_iterator(folder)) {
+        const std::string name = file.path().filename().string();
+        if (name.rfind("LIPC_", 0) != 0) continue;
+        const bool isKeyFile = folder[1] == 't';
+        const int id = isKeyFile ? shmget(LIPC::existingShmKey(name.substr(5).c_str()), 0, 0) : -1;
+        if (id >= 0 || !isKeyFile) left += " " + name;
+        if (id >= 0) shmctl(id, IPC_RMID, nullptr);
+        if (!isKeyFile) std::filesystem::remove(file.path());
+      }
     }
     return left;
   }
