@@ -117,22 +117,22 @@ std::map<std::string, std::string> suffer(const Record& record, Kind kind, bool 
 std::map<std::string, int> sufferAll(const std::vector<Record>& records, int tries) {
   Random random = seededRandom();
   std::map<std::string, int> sums;
-  std::map<std::string, int> table;
+  std::map<std::pair<std::string, std::string>, int> table;
   for (int i = 0; i < tries; ++i) {
     const auto kind = static_cast<Kind>(i % static_cast<int>(std::size(cKindNames)));
     const Record& record = records[random() % records.size()];
     const bool isBusy = random() % 2 == 0;
     const std::string row = cKindNames[kind];
-    ++table[row + " tries"];
+    ++table[{row, "tries"}];
     for (const auto& [fault, whose] : suffer(record, kind, isBusy, random)) {
       std::printf("%s in %s + %zu%s: %s%s\n", row.c_str(), record.segment.c_str(), record.begin,
                   isBusy ? ", beside joins" : "", fault.c_str(), whose.c_str());
-      ++table[row + ": " + fault];
+      ++table[{row, fault}];
       ++sums[fault];
     }
   }
   for (const auto& [what, count] : table)
-    std::printf("%-28s %4d\n", what.c_str(), count);
+    std::printf("%-12s %-12s %4d\n", what.first.c_str(), what.second.c_str(), count);
   return sums;
 }
 
