@@ -19,7 +19,7 @@ namespace bip = boost::interprocess;
 using namespace faults;
 using Random = std::mt19937;
 
-constexpr std::size_t cFrontBytes = 16'384;  // of a record: where small damage goes
+constexpr std::size_t cFrontBytes = 4096;  // of a record: where small damage goes
 constexpr int cTries = 8;
 
 struct Record {
@@ -102,7 +102,8 @@ std::map<std::string, std::string> suffer(const Record& record, Kind kind, bool 
     if (isBusy) session[visitor].closeInput();
   }
   if (!session["ramp"].waitForLine("clock", 15s)) session.faults["client hangs"] += " ramp";
-  const bool isHosts = &record != &cPool[0] && record.segment.rfind("LIPC_", 0) == 0;
+  const bool isHosts =
+      record.segment != LIPC::cConnectionPoolSegment && record.segment.rfind("LIPC_", 0) == 0;
   if (isHosts || !session["host"].isRunning()) {
     session.end("host");
     session.startHost();
