@@ -94,8 +94,8 @@ long dieIn(Session& others, const Phase& phase, long last, int& deaths) {
 /// Looks whether the others go on, for themselves and with a host and participants that come.
 void goOn(Session& others, const Phase& phase) {
   // Long enough for clients to notice that the host is gone, and to look at the pool it left.
-  for (int looks = phase.isOfHost && phase.steps.areInstructions ? cLooksAtADeadHost : 1; looks > 0;
-       --looks)
+  for (int looks = phase.isOfHost && phase.steps.areInstructions ? cLooksAtADeadHost : 1;
+       looks > 0 && others.faults.empty(); --looks)
     others.read();
   if (phase.isOfHost) others.startHost();
   // While the dead one's stamp is fresh, its ID is not free: the successor may take another.
@@ -112,8 +112,11 @@ std::vector<long> chooseSteps(const Phase& phase, long count) {
   const long most = phase.steps.areInstructions ? cInstructionKills : count;
   const long kills = every == 0 ? cSampledKills : most / every;
   std::vector<long> chosen;
-  for (long kill = 0; kill < kills; ++kill)
-    chosen.push_back(1 + (kill * count + static_cast<long>(random()) % count) / kills);
+  for (long kill = 0; kill < kills; ++kill) {
+    const long step = (kill * count + static_cast<long>(random()) % count) / kills;
+    // What is done for the second time takes a tenth of the instructions.
+    chosen.push_back(1 + (phase.steps.areInstructions ? step * step / count : step));
+  }
   return chosen;
 }
 
