@@ -1,7 +1,10 @@
 // Garbage in the shared records while a host, clients with and without audio and readers work on
 // them: nobody ends or hangs, and afterwards everybody is back.
 //
-// LIPC_GARBAGE_TRIES=N makes N tries of each test instead of a few.
+// LIPC_GARBAGE_TRIES=N makes N tries of each test instead of a few; 90 take longer than ctest
+// waits:
+//
+//   LIPC_GARBAGE_TRIES=90 tests/sandbox build/dev/tests/garbage_tests
 #include <algorithm>
 #include <cstring>
 
