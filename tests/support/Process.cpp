@@ -15,39 +15,55 @@
 namespace support {
 
 Process::Process(std::vector<std::string> arguments) {
+  int input[2];
   int output[2];
-  if (pipe(output) != 0) std::abort();
-  for (const int end : output)
+  if (pipe(input) != 0 || pipe(output) != 0) std::abort();
+  for (const int end : {input[0], input[1], output[0], output[1]}) {
     fcntl(end, F_SETFD, FD_CLOEXEC);
+  }
   std::vector<char*> argv;
   for (std::string& argument : arguments)
     argv.push_back(argument.data());
   argv.push_back(nullptr);
   mPid = fork();
   if (mPid == 0) {
+    dup2(input[0], STDIN_FILENO);
     dup2(output[1], STDOUT_FILENO);
     dup2(output[1], STDERR_FILENO);
     execv(argv[0], argv.data());
     std::perror(argv[0]);
     _exit(127);
   }
+  close(input[0]);
   close(output[1]);
+  mInput = input[1];
   mOutputFile = output[0];
 }
 
 Process::~Process() {
-  if (wait(Milliseconds(0)) == cStillRunning) {
+  if (isRunning()) {
     signal(SIGKILL);
     wait(Milliseconds(10'000));
   }
+  closeInput();
   close(mOutputFile);
 }
 
 void Process::signal(int number) const {
   kill(mPid, number);
+  if (number != SIGSTOP) return;
   siginfo_t info;
-  if (number == SIGSTOP)
-    waitid(P_PID, static_cast<id_t>(mPid), &info, WSTOPPED | WEXITED | WNOWAIT);
+  waitid(P_PID, static_cast<id_t>(mPid), &info, WSTOPPED | WEXITED | WNOWAIT);
+}
+
+void Process::send(const std::string& line) const {
+  const std::string text = line + "\n";
+  if (write(mInput, text.data(), text.size()) != static_cast<ssize_t>(text.size())) std::abort();
+}
+
+void Process::closeInput() {
+  if (mInput >= 0) close(mInput);
+  mInput = -1;
 }
 
 bool Process::readMore(Milliseconds limit) {
