@@ -38,9 +38,27 @@ void SessionConnections::create() {
   mPool = std::make_unique<ConnectionPool>(ConnectionPool::create(cPoolBytes));
   mPool->change([&](LIPC::PoolManager& manager) {
     mList = manager.construct<SharedConnectionList>(LIPC::cConnectionListName)(&manager);
+    mListed.clear();
     for (const Connection& connection : mMirror)
-      mList->push_back(connection);
+      list(connection);
   });
+}
+
+void SessionConnections::list(const Connection& connection) {
+  mList->push_back(connection);
+  mListed.emplace_back(connection.source, connection.target);
+}
+
+/// Nobody but the host adds to its list or takes out of it; somebody wrote over it when it holds
+/// others than the host put there.
+void SessionConnections::requireOwnList() const {
+  mPool->requireWhole(*mList);
+  const bool isOwn =
+      std::equal(mList->begin(), mList->end(), mListed.begin(), mListed.end(), hasEnds<Ends>);
+  if (!isOwn) {
+    throw bip::interprocess_exception(bip::error_info(bip::corrupted_error),
+                                      "the session's connections were written over");
+  }
 }
 
 /// Runs an operation with the pool's lock held, when pool and list are whole; makes the pool anew
@@ -50,7 +68,7 @@ std::string SessionConnections::mended(Operation operation) {
   try {
     if (!mPool) create();
     mPool->change([&](LIPC::PoolManager& manager) {
-      mPool->requireWhole(*mList);
+      requireOwnList();
       operation(manager);
     });
     return {};
@@ -103,7 +121,7 @@ void SessionConnections::put(const Connection& connection) {
   if (shared != mList->end()) {
     *shared = connection;
   } else {
-    mList->push_back(connection);
+    list(connection);
   }
   const auto known = std::find_if(mMirror.begin(), mMirror.end(), isSame);
   if (known != mMirror.end()) {
@@ -139,8 +157,10 @@ std::vector<SessionConnections::Ends> SessionConnections::forget(const ClientID&
 }
 
 void SessionConnections::erase(const std::vector<Ends>& gone) {
-  for (const Ends& ends : gone)
+  for (const Ends& ends : gone) {
     mList->remove_if([&](const Connection& held) { return hasEnds(held, ends); });
+    std::erase(mListed, ends);
+  }
 }
 
 std::string SessionConnections::reap(const ClientID& id) {

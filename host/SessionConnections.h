@@ -57,13 +57,16 @@ class SessionConnections {
   std::string mended(Operation operation);
   std::string renew(const char* reason);
   std::vector<Ends> forget(const LIPC::ClientID& id);
+  void requireOwnList() const;
+  void list(const LIPC::Connection& connection);
   void put(const LIPC::Connection& connection);
   void erase(const std::vector<Ends>& gone);
 
   std::unique_ptr<LIPC::ConnectionPool> mPool;
   LIPC::SharedConnectionList* mList = nullptr;
+  std::vector<Ends> mListed;  // what the host put there, in order
   bool mRenewed = false;
-  std::vector<LIPC::Connection> mMirror;                   // what mList holds
+  std::vector<LIPC::Connection> mMirror;                   // what mList is to hold
   std::map<LIPC::ClientID, std::vector<Ends>> mPublished;  // by the client that published it
 };
 
