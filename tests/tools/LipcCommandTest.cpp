@@ -204,12 +204,12 @@ TEST(LipcCommand, TheHostShowsTheSettingsClientOnceAndLeavesNothing) {
   json expected = R"({"index": 0, "id": "VexoSettings", "name": "VexoSettings", "type": "VSet",
                       "mode": 4, "inputChannels": 0, "outputChannels": 0,
                       "stampAgeSeconds": 0})"_json;
-  for (const auto& [key, index, value] : {std::tuple{"SoloMode", 4, 0.0},
-                                          {"HdxAuxTrackDelaySetting", 32, 0.0},
-                                          {"DAWLinkControlSetting", 33, 0.0},
-                                          {"LatencyCompensationControlSetting", 40, 1.0},
-                                          {"defaultPannerObjects", 37, 0.0},
-                                          {"PhysMonConfig", 41, 26.0}})
+  // clang-format off
+  for (const auto& [key, index, value] :
+       {std::tuple{"SoloMode", 4, 0.0}, {"HdxAuxTrackDelaySetting", 32, 0.0},
+        {"DAWLinkControlSetting", 33, 0.0}, {"LatencyCompensationControlSetting", 40, 1.0},
+        {"defaultPannerObjects", 37, 0.0}, {"PhysMonConfig", 41, 26.0}})
+    // clang-format on
     expected["settings"][key] = {{"value", value}, {"parameter", index}, {"source", "default"}};
   expected["settings"]["Facility"] =
       R"({"value": "Standard-Surround", "string": 0, "source": "default"})"_json;
