@@ -225,9 +225,9 @@ TEST(LipcCommand, ASettingComesFromTheFileOnlyWhenTheFileCanBeRead) {
   setenv("HOME", (testing::TempDir() + "command-home").c_str(), 1);
   const fs::path file = getenv("HOME") + std::string("/Library/Application Support") +
                         "/Vexo Technologies/Vexo-Settings.xml";
-  const auto source = [&] {
+  const auto source = [&](const char* key = "Facility") {
     const json row = json::parse(Lipc({"show", "settings", "--json"}).output);
-    return row["settings"]["Facility"]["source"];
+    return row["settings"][key]["source"];
   };
   fs::remove_all(file);  // of a run before
   fs::create_directories(file);
@@ -238,6 +238,12 @@ TEST(LipcCommand, ASettingComesFromTheFileOnlyWhenTheFileCanBeRead) {
                                   std::string(1 << 20, '<'), std::string("</PROPERTIES>")}) {
     std::ofstream(file) << value << rest;
     EXPECT_EQ(source(), rest == "</PROPERTIES>" ? "file" : "unknown") << rest.substr(0, 20);
+  }
+  settings.setOfflineParameter(4, 3.0F);
+  for (const auto& [number, from] : {std::pair{"3", "file"}, {"2", "unknown"}}) {
+    std::ofstream(file) << "<PROPERTIES><VALUE name='SoloMode' val='" << number
+                        << "'/></PROPERTIES>";
+    EXPECT_EQ(source("SoloMode"), from);
   }
 }
 

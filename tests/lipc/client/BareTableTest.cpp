@@ -351,6 +351,7 @@ TEST_F(BareTable, ARejoinBringsBackWhatTheSessionChangedAndWhatTheUserEdited) {
       parameters += std::to_string(static_cast<int>(parameter(index)));
     EXPECT_EQ(parameters, "221122") << "8 to 31 are nobody else's";
     EXPECT_EQ(text(0) + text(9), "theirslast");
+    EXPECT_EQ(std::string(session.row(0) + 72, 64), name);
     BareSession::List& list = *session.list("client");
     ASSERT_EQ(list.size(), 2U);
     EXPECT_EQ(list.front().bytes[196 + 8], 7) << "edited through a reference that was kept";
