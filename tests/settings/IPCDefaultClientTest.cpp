@@ -12,13 +12,12 @@ namespace fs = std::filesystem;
 constexpr char cFile[] = "/Library/Application Support/Vexo Technologies/Vexo-Settings.xml";
 constexpr char cDefaults[] = "0 Standard-Surround 0 0 1 0 26 ";
 // Key, and the parameter that it is published in; the facility goes into string slot 0.
-constexpr std::pair<const char*, int> cKeys[] = {{"SoloMode", 4},
-                                                 {"Facility", -1},
-                                                 {"HdxAuxTrackDelaySetting", 32},
-                                                 {"DAWLinkControlSetting", 33},
-                                                 {"LatencyCompensationControlSetting", 40},
-                                                 {"defaultPannerObjects", 37},
-                                                 {"PhysMonConfig", 41}};
+// clang-format off
+constexpr std::pair<const char*, int> cKeys[] = {
+    {"SoloMode", 4}, {"Facility", -1}, {"HdxAuxTrackDelaySetting", 32},
+    {"DAWLinkControlSetting", 33}, {"LatencyCompensationControlSetting", 40},
+    {"defaultPannerObjects", 37}, {"PhysMonConfig", 41}};
+// clang-format on
 
 /// A settings file with these values of cKeys, from the first on.
 std::string file(const std::vector<std::string>& values) {

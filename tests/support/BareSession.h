@@ -127,10 +127,11 @@ struct BareSession {
   BareSession() {
     version.at(0)[0] = 5;
     version.at(0)[4] = 64;
-    for (const auto& [offset, suffix, count] : {std::tuple{68, "RegistrationSemaphore", 0U},
-                                                {328, "RegistrationEndedSemaphore", 0U},
-                                                {588, "NewAudioDataAvailable", 0U},
-                                                {856, "ClientsCanRegisterMutex", 1U}})
+    // clang-format off
+    for (const auto& [offset, suffix, count] :
+         {std::tuple{68, "RegistrationSemaphore", 0U}, {328, "RegistrationEndedSemaphore", 0U},
+          {588, "NewAudioDataAvailable", 0U}, {856, "ClientsCanRegisterMutex", 1U}})
+      // clang-format on
       semaphoreRecord(std::string("Bare") + suffix, count).copy(table.at(offset), 260);
   }
   ~BareSession() {

@@ -204,12 +204,12 @@ TEST(LipcCommand, TheHostShowsTheSettingsClientOnceAndLeavesNothing) {
   json expected = R"({"index": 0, "id": "VexoSettings", "name": "VexoSettings", "type": "VSet",
                       "mode": 4, "inputChannels": 0, "outputChannels": 0,
                       "stampAgeSeconds": 0})"_json;
-  for (const auto& [key, index, value] : {std::tuple{"SoloMode", 4, 0.0},
-                                          {"HdxAuxTrackDelaySetting", 32, 0.0},
-                                          {"DAWLinkControlSetting", 33, 0.0},
-                                          {"LatencyCompensationControlSetting", 40, 1.0},
-                                          {"defaultPannerObjects", 37, 0.0},
-                                          {"PhysMonConfig", 41, 26.0}})
+  // clang-format off
+  for (const auto& [key, index, value] :
+       {std::tuple{"SoloMode", 4, 0.0}, {"HdxAuxTrackDelaySetting", 32, 0.0},
+        {"DAWLinkControlSetting", 33, 0.0}, {"LatencyCompensationControlSetting", 40, 1.0},
+        {"defaultPannerObjects", 37, 0.0}, {"PhysMonConfig", 41, 26.0}})
+    // clang-format on
     expected["settings"][key] = {{"value", value}, {"parameter", index}, {"source", "default"}};
   expected["settings"]["Facility"] =
       R"({"value": "Standard-Surround", "string": 0, "source": "default"})"_json;
@@ -225,9 +225,9 @@ TEST(LipcCommand, ASettingComesFromTheFileOnlyWhenTheFileCanBeRead) {
   setenv("HOME", (testing::TempDir() + "command-home").c_str(), 1);
   const fs::path file = getenv("HOME") + std::string("/Library/Application Support") +
                         "/Vexo Technologies/Vexo-Settings.xml";
-  const auto source = [&] {
+  const auto source = [&](const char* key = "Facility") {
     const json row = json::parse(Lipc({"show", "settings", "--json"}).output);
-    return row["settings"]["Facility"]["source"];
+    return row["settings"][key]["source"];
   };
   fs::remove_all(file);  // of a run before
   fs::create_directories(file);
@@ -238,6 +238,12 @@ TEST(LipcCommand, ASettingComesFromTheFileOnlyWhenTheFileCanBeRead) {
                                   std::string(1 << 20, '<'), std::string("</PROPERTIES>")}) {
     std::ofstream(file) << value << rest;
     EXPECT_EQ(source(), rest == "</PROPERTIES>" ? "file" : "unknown") << rest.substr(0, 20);
+  }
+  settings.setOfflineParameter(4, 3.0F);
+  for (const auto& [number, from] : {std::pair{"3", "file"}, {"2", "unknown"}}) {
+    std::ofstream(file) << "<PROPERTIES><VALUE name='SoloMode' val='" << number
+                        << "'/></PROPERTIES>";
+    EXPECT_EQ(source("SoloMode"), from);
   }
 }
 

@@ -125,7 +125,7 @@ TEST_F(BareTable, AJoinHasPutEverythingInPlaceWhenItAsksAndEndsWithTheAnswer) {
   }
   EXPECT_EQ(differences(sendRing.at(0), send) + differences(returnRing.at(0), returns), "");
 
-  Image wired(460), cut(460);
+  Image wired(457), cut(457);  // up to the padding
   const std::string noWires(256, '\xFF');
   wired.text(0, "client").text(65, "target").text(196, noWires).put(196, 1).put(200, 2);
   cut.text(0, "source").text(65, "client").text(196, noWires).put(452, 1);
@@ -351,6 +351,7 @@ TEST_F(BareTable, ARejoinBringsBackWhatTheSessionChangedAndWhatTheUserEdited) {
       parameters += std::to_string(static_cast<int>(parameter(index)));
     EXPECT_EQ(parameters, "221122") << "8 to 31 are nobody else's";
     EXPECT_EQ(text(0) + text(9), "theirslast");
+    EXPECT_EQ(std::string(session.row(0) + 72, 64), name);
     BareSession::List& list = *session.list("client");
     ASSERT_EQ(list.size(), 2U);
     EXPECT_EQ(list.front().bytes[196 + 8], 7) << "edited through a reference that was kept";

@@ -21,14 +21,11 @@ TEST(PTGain, EveryStepAndEveryMiddleBetweenTwoConvertsThereAndBack) {
 }
 
 TEST(PTGain, TheEndsUnityAndTheLastStretchAreExact) {
-  for (const auto& [p, db] : {std::pair{0.75f, 0.0f},
-                              {1.0f, 12.0f},
-                              {1.5f, 12.0f},
-                              {1022.5f / 1023.0f, 11.95f},
-                              {std::nextafter(1.0f, 0.0f), 11.95f},
-                              {0.0f, -144.0f},
-                              {-1.0f, -144.0f},
-                              {cNaN, -144.0f}})
+  // clang-format off
+  for (const auto& [p, db] : {std::pair{0.75f, 0.0f}, {1.0f, 12.0f}, {1.5f, 12.0f}, {cNaN, -144.0f},
+                              {1022.5f / 1023.0f, 11.95f}, {std::nextafter(1.0f, 0.0f), 11.95f},
+                              {0.0f, -144.0f}, {-1.0f, -144.0f}})
+    // clang-format on
     EXPECT_EQ(PTgainParameterTodB(p), db) << p;
   for (const auto& [db, p] :
        {std::pair{0.0f, 0.75f}, {-13.1f, 512.0f / 1023.0f}, {-200.0f, 0.0f}, {20.0f, 1.0f}})
