@@ -20,6 +20,7 @@ void Connection::clear() {
   isAuto = 0;
   disconnectRequested = 0;
   reserved = 0;
+  std::memset(padding, 0, sizeof padding);
   clearWires();
 }
 
