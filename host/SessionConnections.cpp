@@ -50,12 +50,13 @@ void SessionConnections::list(const Connection& connection) {
 }
 
 /// Nobody but the host adds to its list or takes out of it; somebody wrote over it when it holds
-/// others than the host put there.
-void SessionConnections::requireOwnList() const {
+/// others than the host put there, or does not go by its name any more.
+void SessionConnections::requireOwnList(LIPC::PoolManager& manager) const {
   mPool->requireWhole(*mList);
   const bool isOwn =
       std::equal(mList->begin(), mList->end(), mListed.begin(), mListed.end(), hasEnds<Ends>);
-  if (!isOwn) {
+  const bool isFound = manager.find<SharedConnectionList>(LIPC::cConnectionListName).first == mList;
+  if (!isOwn || !isFound) {
     throw bip::interprocess_exception(bip::error_info(bip::corrupted_error),
                                       "the session's connections were written over");
   }
@@ -68,7 +69,7 @@ std::string SessionConnections::mended(Operation operation) {
   try {
     if (!mPool) create();
     mPool->change([&](LIPC::PoolManager& manager) {
-      requireOwnList();
+      requireOwnList(manager);
       operation(manager);
     });
     return {};

@@ -57,7 +57,7 @@ class SessionConnections {
   std::string mended(Operation operation);
   std::string renew(const char* reason);
   std::vector<Ends> forget(const LIPC::ClientID& id);
-  void requireOwnList() const;
+  void requireOwnList(LIPC::PoolManager& manager) const;
   void list(const LIPC::Connection& connection);
   void put(const LIPC::Connection& connection);
   void erase(const std::vector<Ends>& gone);
