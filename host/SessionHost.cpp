@@ -146,6 +146,7 @@ void SessionHost::answerRequest() {
   const ClientID id = session().readRequest(isJoin);
   if (id.isDefined()) {
     if (isJoin) {
+      mConnections->takeRenewed();  // what was made anew before has cost this client nothing
       note(mConnections->merge(id));
       if (mAudio) mAudio->add(id);
       mTableWatch->noteJoined(id);

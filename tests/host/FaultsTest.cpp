@@ -111,6 +111,7 @@ TEST_P(AJoinerKilled, LocksNobodyOutAndLeavesNothing) {
   ASSERT_TRUE(eventually(15s, [&] { return !host.hasRow("dying"); })) << host.notes();
   EXPECT_TRUE(same.join(20s)) << host.notes();
   EXPECT_EQ(same.configGetClientID(), "dying");
+  EXPECT_EQ(other.removed, 0) << "it was asked to publish again what was whole";
   same.stopLIPCSession();
   other.stopLIPCSession();
   EXPECT_TRUE(host->stop().empty());
