@@ -48,8 +48,7 @@ bool SessionHost::isLost(const ClientID& id) {
   const LIPC::ShmReadOnly<LIPC::ClientBuffer> buffer(id.text().c_str());
   std::optional<std::string> stamp;
   if (buffer.get() != nullptr) stamp = std::string(buffer->stampText());
-  return mClientWatch.isLost(id, stamp, LIPC::ClientBuffer::currentTime(),
-                             std::chrono::steady_clock::now());
+  return mClientWatch.isLost(id, stamp, std::chrono::steady_clock::now());
 }
 
 /// With the registration lock, so that no client is joining under this very ID, and judged again
