@@ -1,4 +1,5 @@
 // The watch thread of the session's host: what changed, who is lost, what the dead left.
+#include "host/ClientSegments.h"
 #include "host/SessionHost.h"
 #include "lipc/session/ClientBuffer.h"
 #include "lipc/session/Remains.h"
@@ -41,7 +42,7 @@ void SessionHost::watchClients() {
   mClientWatch.keepOnly(present);
   if (mAudio) mAudio->keepOnly(present);
   for (const ClientID& id : lost)
-    reap(id);
+    reap(id, [&] { return isLost(id); });
 }
 
 bool SessionHost::isLost(const ClientID& id) {
@@ -52,13 +53,15 @@ bool SessionHost::isLost(const ClientID& id) {
 }
 
 /// With the registration lock, so that no client is joining under this very ID, and judged again
-/// with it: another may have taken the ID over since the first look.
-void SessionHost::reap(const ClientID& id) {
+/// with it: another may have taken the ID over since the first look. Who lives after all, held up
+/// in a long wait since the clock was set back, is woken to come back.
+void SessionHost::reap(const ClientID& id, const std::function<bool()>& isDead) {
   if (!mClientsCanRegister->try_wait()) return;  // the next look comes soon
-  if (isLost(id)) {
+  if (isDead()) {
     freeRows(id);
     if (mAudio) mAudio->remove(id);
     note(mConnections->reap(id));
+    askToLeave(id);
     LIPC::removeRemains(id, session());
     mTableWatch->noteLeft(id, Event::eKind::eLost);
     mClientWatch.forget(id);
