@@ -1,9 +1,12 @@
 #pragma once
 
 #include <atomic>
+#include <cerrno>
 #include <csignal>
+#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <vector>
 
 #include <CLI/CLI.hpp>
@@ -13,10 +16,24 @@
 namespace examples {
 
 inline std::atomic<bool> sStop{false};
+inline std::atomic<int> sPrintError{0};  // the system's, for the first print that failed
+
+/// Prints at once, as printf does. When that fails the program ends in order: see `end`. Threads:
+/// any.
+[[gnu::format(printf, 1, 2)]] inline void say(const char* format, ...) {
+  std::va_list arguments;
+  va_start(arguments, format);
+  int none = 0;
+  if (std::vprintf(format, arguments) < 0 || std::fflush(stdout) != 0) {
+    sPrintError.compare_exchange_strong(none, errno);
+    sStop = true;
+  }
+  va_end(arguments);
+}
 
 /// What every example begins with: reads the command line, and ends the program on a wrong one
-/// (status 2) or after a request for help. From then on lines are printed at once, and Ctrl-C and a
-/// kill set `sStop`, so that the program leaves the session in order.
+/// (status 2) or after a request for help. From then on lines are printed at once, and Ctrl-C, a
+/// kill and a print that fails set `sStop`, so that the program leaves the session in order.
 inline void begin(CLI::App& app, int argc, char** argv) {
   try {
     app.parse(argc, argv);
@@ -26,6 +43,16 @@ inline void begin(CLI::App& app, int argc, char** argv) {
   std::setvbuf(stdout, nullptr, _IOLBF, 0);
   for (const int signal : {SIGINT, SIGTERM})
     std::signal(signal, [](int) { sStop = true; });
+  std::signal(SIGPIPE, SIG_IGN);
+}
+
+/// What every example ends with: the exit status, after a sentence if a print failed. A reader that
+/// closed its end of a pipe has seen enough.
+inline int end(const char* program) {
+  if (sPrintError == 0 || sPrintError == EPIPE) return 0;
+  std::fprintf(stderr, "%s: standard output cannot be written: %s\n", program,
+               std::strerror(sPrintError));
+  return 1;
 }
 
 /// How an example plays: options that all of them share.

@@ -23,13 +23,18 @@ WavFile::WavFile(const std::string& path, int channels, int sampleRate)
       mChannels(channels),
       mSampleRate(sampleRate),
       mFile(std::fopen(path.c_str(), "wb")) {
-  if (!mFile) fail(path, std::strerror(errno));
-  writeHead();
+  if (!mFile || !writeHead()) fail(path, std::strerror(errno));
 }
 
 WavFile::~WavFile() {
-  std::rewind(mFile.get());
-  writeHead();
+  if (mFile && std::fseek(mFile.get(), 0, SEEK_SET) == 0) writeHead();
+}
+
+void WavFile::finish() {
+  const bool isWhole = std::fseek(mFile.get(), 0, SEEK_SET) == 0 && writeHead();
+  const int error = errno;
+  const bool isClosed = std::fclose(mFile.release()) == 0;
+  if (!isWhole || !isClosed) fail(mPath, std::strerror(isWhole ? errno : error));
 }
 
 void WavFile::write(const std::vector<float*>& channels, int count) {
@@ -49,7 +54,7 @@ void WavFile::write(const std::vector<float*>& channels, int count) {
   mBytes += static_cast<unsigned>(bytes);
 }
 
-void WavFile::writeHead() {
+bool WavFile::writeHead() {
   const auto frame = static_cast<std::uint32_t>(mChannels) * sizeof(float);
   std::vector<char> head;
   const auto text = [&](const char* four) { head.insert(head.end(), four, four + 4); };
@@ -64,7 +69,7 @@ void WavFile::writeHead() {
   number(static_cast<std::uint32_t>(mSampleRate * frame), 4);
   number(static_cast<std::uint32_t>(frame), 2), number(8 * sizeof(float), 2);
   text("data"), number(mBytes, 4);
-  std::fwrite(head.data(), 1, head.size(), mFile.get());
+  return std::fwrite(head.data(), 1, head.size(), mFile.get()) == head.size();
 }
 
 }  // namespace examples

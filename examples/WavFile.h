@@ -12,16 +12,19 @@ class WavFile {
  public:
   /// Throws std::runtime_error when the file cannot be written.
   WavFile(const std::string& path, int channels, int sampleRate);
-  /// Writes the file's final length into its head.
+  /// Finishes the file if that was not done, and does not say whether it could.
   ~WavFile();
   WavFile(const WavFile&) = delete;
   WavFile& operator=(const WavFile&) = delete;
 
   /// One buffer of `count` samples per channel. Throws as the constructor does.
   void write(const std::vector<float*>& channels, int count);
+  /// Writes the final length into the head, and closes. Only then everything is known to be in the
+  /// file. Throws as the constructor does.
+  void finish();
 
  private:
-  void writeHead();
+  bool writeHead();
 
   struct Close {
     void operator()(std::FILE* file) const { std::fclose(file); }

@@ -44,8 +44,8 @@ class Meter final : public LIPC::Client {
   }
   ~Meter() override { stopLIPCSession(); }
 
-  void onLIPCConnectionEstablished() override { std::puts("joined"); }
-  void onLIPCConnectionToBeRemoved() override { std::puts("leaving"); }
+  void onLIPCConnectionEstablished() override { examples::say("joined\n"); }
+  void onLIPCConnectionToBeRemoved() override { examples::say("leaving\n"); }
 };
 
 /// Gathers blocks until half a second is full, then prints the level of each channel.
@@ -76,7 +76,7 @@ class Display {
       std::printf("%s%u: rms %7.2f dB, peak %7.2f dB", c == 0 ? "" : "   ", c + 1, rms[c],
                   LIPC::amplitude2db(peak[c]));
     }
-    std::puts("");
+    examples::say("\n");
     for (std::vector<float>& channel : mHeard)
       channel.clear();
   }
@@ -101,6 +101,7 @@ void listen(const Options& options) {
     display.add(buffers.pointers, timing.blockSize);
     if (wav) wav->write(buffers.pointers, timing.blockSize);
   }
+  if (wav) wav->finish();
 }
 
 }  // namespace
@@ -126,4 +127,5 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "meter: %s\n", error.what());
     return 1;
   }
+  return examples::end("meter");
 }

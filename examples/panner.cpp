@@ -7,7 +7,6 @@
 // that is one. Rules look at who is there at the join, so start the engine first. A meter can stand
 // in for it: meter --type VMIX --channels 1
 #include <cmath>
-#include <cstdio>
 #include <numbers>
 #include <string>
 #include <vector>
@@ -53,7 +52,7 @@ class Panner final : public LIPC::Client {
   ~Panner() override { stopLIPCSession(); }
 
   void onLIPCConnectionEstablished() override {
-    std::printf("joined, with %zu connections\n", configGetConnectionCount());
+    examples::say("joined, with %zu connections\n", configGetConnectionCount());
   }
 
   /// Somebody else wrote into this client's row: an automation, a controller.
@@ -61,19 +60,12 @@ class Panner final : public LIPC::Client {
                                const float*) override {
     for (; !changes.empty(); changes.pop()) {
       const auto [parameter, value] = changes.front();
-      std::printf("parameter %u is now %g\n", parameter, static_cast<double>(value));
+      examples::say("parameter %u is now %g\n", parameter, static_cast<double>(value));
     }
   }
 };
 
-}  // namespace
-
-int main(int argc, char** argv) {
-  CLI::App app("Sends one channel to the session's mixing engine.", "panner");
-  std::string id = "panner";
-  app.add_option("--id", id, "ID of this client")->capture_default_str();
-  examples::begin(app, argc, argv);
-
+void play(const std::string& id) {
   Panner panner(id);
   examples::BlockClock clock(cBlockSize, 1.0);
   std::vector<float> samples(cBlockSize);
@@ -87,4 +79,15 @@ int main(int argc, char** argv) {
     const float parameters[] = {panner.getOfflineParameter(cAzimuthDegrees)};  // with each block
     panner.processLIPC(channels, cBlockSize, 1, 0, stamp, parameters, 1, nullptr, 0, false);
   }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  CLI::App app("Sends one channel to the session's mixing engine.", "panner");
+  std::string id = "panner";
+  app.add_option("--id", id, "ID of this client")->capture_default_str();
+  examples::begin(app, argc, argv);
+  play(id);
+  return examples::end("panner");
 }

@@ -5,7 +5,6 @@
 // Its blocks go through the session host, so start `lipc host` first, or later: the client joins as
 // soon as there is one.
 #include <cmath>
-#include <cstdio>
 #include <numbers>
 #include <string>
 #include <vector>
@@ -48,8 +47,8 @@ class Tone final : public LIPC::Client {
   }
   ~Tone() override { stopLIPCSession(); }
 
-  void onLIPCConnectionEstablished() override { std::puts("joined"); }
-  void onLIPCConnectionToBeRemoved() override { std::puts("leaving"); }
+  void onLIPCConnectionEstablished() override { examples::say("joined\n"); }
+  void onLIPCConnectionToBeRemoved() override { examples::say("leaving\n"); }
 };
 
 /// Channel c has the c-th multiple of the frequency.
@@ -92,4 +91,5 @@ int main(int argc, char** argv) {
   options.timing.addTo(app);
   examples::begin(app, argc, argv);
   play(options);
+  return examples::end("tone");
 }

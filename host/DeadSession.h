@@ -34,14 +34,10 @@ class HostLock {
 bool isSessionAlive();
 
 /// Removes what a dead host and dead clients left: the session's segments and the connection pool,
-/// and every client segment to which no process is attached. Clients that still hold the old
-/// session see its heartbeat go back and come over at once. Returns a phrase for each thing
-/// removed. Throws HostError for a session segment that cannot be removed (another user's).
+/// and the clients' leftovers (Leftovers.h). Clients that still hold the old session are woken, see
+/// its heartbeat go back and come over at once, whatever became of the clock. Returns a phrase for
+/// each thing removed. Throws HostError for a session segment that cannot be removed (another
+/// user's).
 std::vector<std::string> clearDeadSession();
-
-/// Removes every client segment of this machine to which no process is attached, with its owner's
-/// semaphores; returns their names. Only while nobody can join: a client that is between making its
-/// segment and attaching it would lose it.
-std::vector<std::string> removeOrphanSegments();
 
 }  // namespace host

@@ -2,9 +2,10 @@
 
 #include <cstdio>
 #include <exception>
+#include <utility>
 
-#include "lipc/session/ClientBuffer.h"
-#include "lipc/session/ShmManaged.h"
+#include "host/ClientSegments.h"
+#include "host/Leftovers.h"
 #include "lipc/util/SharedWord.h"
 #include "lipc/util/Threads.h"
 
@@ -19,6 +20,7 @@ constexpr milliseconds cBeatInterval(100);
 constexpr int cBeatsPerStepBack = 20;
 constexpr std::uint64_t cStepBack = 5;
 constexpr milliseconds cLeaveTimeout(5000);
+constexpr milliseconds cQuietWait(500);
 constexpr milliseconds cLeaveLook(20);
 
 std::vector<std::string> checkAndClear() {
@@ -28,6 +30,13 @@ std::vector<std::string> checkAndClear() {
         "See it with: lipc ls");
   }
   return clearDeadSession();
+}
+
+std::vector<std::string> textsOf(const std::vector<ClientID>& ids) {
+  std::vector<std::string> texts;
+  for (const ClientID& id : ids)
+    texts.push_back(id.text());
+  return texts;
 }
 
 void requireOpen(const LIPC::SemaphoreHandle& handle) {
@@ -146,6 +155,7 @@ void SessionHost::answerRequest() {
   const ClientID id = session().readRequest(isJoin);
   if (id.isDefined()) {
     if (isJoin) {
+      mConnections->takeRenewed();  // what was made anew before has cost this client nothing
       note(mConnections->merge(id));
       if (mAudio) mAudio->add(id);
       mTableWatch->noteJoined(id);
@@ -197,20 +207,21 @@ std::vector<LIPC::Connection> SessionHost::connections() {
   return mConnections->current();
 }
 
-std::vector<std::string> SessionHost::stop() {
+std::vector<std::string> SessionHost::stop(const WaitingReport& waiting) {
   if (mStopped) return {};
   mStopped = true;
+  if (mCycle) mCycle->stop();
+  stopAudio();
   try {
     mSegments->forbidJoins();
   } catch (const HostError& error) {
     reportFromThread(error.what());
   }
-  if (mCycle) mCycle->stop();
-  std::vector<std::string> remaining = askAllToLeave();
+  std::vector<std::string> remaining = askAllToLeave(waiting);
   mLibraries.clear();
-  removeOrphanSegments();
   stopThreads();
-  mAudio.reset();
+  // Nothing of this host is attached to a client any more.
+  mKeptAtStop = removeLeftovers().kept;
   mRegistration.reset();
   mRegistrationEnded.reset();
   mClientsCanRegister.reset();
@@ -219,29 +230,39 @@ std::vector<std::string> SessionHost::stop() {
   return remaining;
 }
 
+/// The audio's thread may be reporting its end, which takes the lock: it is joined without.
+void SessionHost::stopAudio() {
+  std::unique_ptr<AudioCycle> audio;
+  {
+    const std::lock_guard lock(mMutex);
+    audio = std::move(mAudio);
+  }
+}
+
 /// Posts every client's must-disconnect semaphore and waits until the rows are free. Returns who is
 /// still there when the time is over.
-std::vector<std::string> SessionHost::askAllToLeave() {
+std::vector<std::string> SessionHost::askAllToLeave(const WaitingReport& waiting) {
   std::set<ClientID> asked;
-  const auto deadline = std::chrono::steady_clock::now() + cLeaveTimeout;
-  for (;;) {
+  const auto start = std::chrono::steady_clock::now();
+  for (bool isReported = false;;) {
     const std::vector<ClientID> present = clientsPresent();
-    if (present.empty() || std::chrono::steady_clock::now() >= deadline) {
-      std::vector<std::string> remaining;
-      for (const ClientID& id : present)
-        remaining.push_back(id.text());
-      return remaining;
+    const auto waited = std::chrono::steady_clock::now() - start;
+    if (present.empty() || waited >= cLeaveTimeout) return textsOf(present);
+    if (!isReported && waited >= cQuietWait) {
+      if (waiting) waiting(textsOf(present));
+      isReported = true;
     }
     for (const ClientID& id : present) {
       if (asked.insert(id).second) askToLeave(id);
+      if (isDeserted(id)) reapDeserted(id);
     }
     std::this_thread::sleep_for(cLeaveLook);
   }
 }
 
-void SessionHost::askToLeave(const ClientID& id) {
-  const LIPC::ShmManagedOpen<LIPC::ClientBuffer> buffer(id.text().c_str());
-  if (buffer.get() != nullptr) LIPC::SemaphoreHandle(buffer->mustDisconnectSemaphore).post();
+void SessionHost::reapDeserted(const ClientID& id) {
+  const std::lock_guard lock(mMutex);
+  reap(id, [&] { return isDeserted(id); });
 }
 
 /// The IDs of all rows in use but the fillers'.

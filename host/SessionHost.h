@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <functional>
 #include <list>
 #include <memory>
 #include <mutex>
@@ -41,6 +42,8 @@ namespace host {
 /// threads, one call at a time; it must not call back.
 class SessionHost {
  public:
+  using WaitingReport = std::function<void(const std::vector<std::string>&)>;
+
   /// Makes the session. Throws SessionAliveError when one lives, HostError when it cannot be made.
   SessionHost(const HostOptions& options, EventSink sink);
   /// Stops.
@@ -52,9 +55,13 @@ class SessionHost {
   const std::vector<std::string>& removedAtStart() const { return mRemovedAtStart; }
   /// Throws LibraryError.
   const ProcessorLibrary& load(const std::string& path);
-  /// Forbids joins, asks every client to leave, waits for them for at most 5 seconds, unloads the
-  /// libraries and removes everything. Returns the IDs of the clients that did not leave.
-  std::vector<std::string> stop();
+  /// Ends the audio, forbids joins, asks every client to leave, waits for them for at most 5
+  /// seconds, unloads the libraries and removes everything. Who is provably dead is not waited for.
+  /// Returns the IDs of the clients that did not leave. `waiting` is called once, on this thread,
+  /// with the IDs of those that are still there after half a second; it must not throw.
+  std::vector<std::string> stop(const WaitingReport& waiting = {});
+  /// What `stop` could not remove of dead clients: a sentence each.
+  const std::vector<std::string>& keptAtStop() const { return mKeptAtStop; }
 
   LIPC::SessionBuffer& session() { return mSegments->session(); }
   std::vector<LIPC::Connection> connections();
@@ -74,7 +81,7 @@ class SessionHost {
   void answerRequest();
   void watch();
   void watchClients();
-  void reap(const LIPC::ClientID& id);
+  void reap(const LIPC::ClientID& id, const std::function<bool()>& isDead);
   bool isLost(const LIPC::ClientID& id);
   void watchLock();
   void removeOrphans();
@@ -83,8 +90,9 @@ class SessionHost {
   void freeLock();
   void note(const std::string& text);
   void reportFromThread(const std::string& text);
-  std::vector<std::string> askAllToLeave();
-  static void askToLeave(const LIPC::ClientID& id);
+  void stopAudio();
+  std::vector<std::string> askAllToLeave(const WaitingReport& waiting);
+  void reapDeserted(const LIPC::ClientID& id);
   std::vector<LIPC::ClientID> clientsPresent();
 
   // In this order: whatever comes later uses what comes before.
@@ -92,6 +100,7 @@ class SessionHost {
   EventSink mSink;
   HostLock mHostLock;
   std::vector<std::string> mRemovedAtStart;
+  std::vector<std::string> mKeptAtStop;
   std::unique_ptr<SessionConnections> mConnections;
   std::unique_ptr<SessionSegments> mSegments;
   std::unique_ptr<LIPC::SemaphoreHandle> mRegistration;

@@ -1,6 +1,5 @@
 #include "host/SessionSegments.h"
 
-#include <cerrno>
 #include <cstring>
 #include <string>
 
@@ -34,7 +33,7 @@ SessionSegments::Segment<T> SessionSegments::make(const char* name) {
   auto segment = std::make_unique<LIPC::ShmManagedCreateOpen<T>>(name, sizeof(T));
   if (segment->get() == nullptr) {
     throw HostError(std::string("The segment \"") + name + "\" of " + std::to_string(sizeof(T)) +
-                    " bytes cannot be made: " + std::strerror(errno) +
+                    " bytes cannot be made: " + std::strerror(segment->error()) +
                     ". Look at the system's limits (ipcs -l) and at leftovers (ipcs -m).");
   }
   return segment;

@@ -1,4 +1,5 @@
 // The watch thread of the session's host: what changed, who is lost, what the dead left.
+#include "host/ClientSegments.h"
 #include "host/SessionHost.h"
 #include "lipc/session/ClientBuffer.h"
 #include "lipc/session/Remains.h"
@@ -41,25 +42,26 @@ void SessionHost::watchClients() {
   mClientWatch.keepOnly(present);
   if (mAudio) mAudio->keepOnly(present);
   for (const ClientID& id : lost)
-    reap(id);
+    reap(id, [&] { return isLost(id); });
 }
 
 bool SessionHost::isLost(const ClientID& id) {
   const LIPC::ShmReadOnly<LIPC::ClientBuffer> buffer(id.text().c_str());
   std::optional<std::string> stamp;
   if (buffer.get() != nullptr) stamp = std::string(buffer->stampText());
-  return mClientWatch.isLost(id, stamp, LIPC::ClientBuffer::currentTime(),
-                             std::chrono::steady_clock::now());
+  return mClientWatch.isLost(id, stamp, std::chrono::steady_clock::now());
 }
 
 /// With the registration lock, so that no client is joining under this very ID, and judged again
-/// with it: another may have taken the ID over since the first look.
-void SessionHost::reap(const ClientID& id) {
+/// with it: another may have taken the ID over since the first look. Who lives after all, held up
+/// in a long wait since the clock was set back, is woken to come back.
+void SessionHost::reap(const ClientID& id, const std::function<bool()>& isDead) {
   if (!mClientsCanRegister->try_wait()) return;  // the next look comes soon
-  if (isLost(id)) {
+  if (isDead()) {
     freeRows(id);
     if (mAudio) mAudio->remove(id);
     note(mConnections->reap(id));
+    askToLeave(id);
     LIPC::removeRemains(id, session());
     mTableWatch->noteLeft(id, Event::eKind::eLost);
     mClientWatch.forget(id);

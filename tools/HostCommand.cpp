@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <csignal>
@@ -21,6 +22,7 @@
 #include "host/SessionHost.h"
 #include "tools/Commands.h"
 #include "tools/ExitStatus.h"
+#include "tools/Output.h"
 #include "tools/Picture.h"
 #include "tools/Text.h"
 
@@ -41,6 +43,8 @@ struct HostCommandOptions {
   bool asJson = false;
   double countersEverySeconds = 0;  // 0: on request alone
 };
+
+constexpr std::size_t cMostNamed = 8;
 
 std::atomic<bool> sStopRequested{false};
 std::atomic<bool> sCountersRequested{false};
@@ -66,34 +70,6 @@ void catchSignals() {
   sigaction(SIGUSR1, &action, nullptr);
   std::signal(SIGPIPE, SIG_IGN);
 }
-
-/// The command's own output. What loaded libraries print on standard output goes to standard error,
-/// so that a reader of the output gets the picture and nothing else.
-class Output {
- public:
-  Output() : mFile(fdopen(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1), "w")) {
-    if (mFile == nullptr) throw std::runtime_error("standard output is closed");
-    // A caller that closed standard error gets the libraries' words nowhere.
-    if (fcntl(STDERR_FILENO, F_GETFD) < 0) dup2(open("/dev/null", O_WRONLY), STDERR_FILENO);
-    dup2(STDERR_FILENO, STDOUT_FILENO);
-  }
-  ~Output() {
-    std::fflush(stdout);
-    dup2(fileno(mFile), STDOUT_FILENO);
-    std::fclose(mFile);
-  }
-  Output(const Output&) = delete;
-  Output& operator=(const Output&) = delete;
-
-  /// Ends the session when there is nobody left to read it.
-  void print(const std::string& text) {
-    std::fputs((text + "\n").c_str(), mFile);
-    if (std::fflush(mFile) != 0) sStopRequested = true;
-  }
-
- private:
-  std::FILE* mFile;
-};
 
 /// Keeps what happens until the command prints it: the host is never held up by a slow reader.
 class Follower {
@@ -156,16 +132,17 @@ class CountersPrinter {
 };
 
 /// Waits for the clients of the loaded libraries; false when one has not joined in time.
-bool waitForClients(const std::set<std::uint32_t>& types, Follower& follower) {
+bool waitForClients(const std::set<std::uint32_t>& types, const Output& output,
+                    Follower& follower) {
   const auto deadline = steady_clock::now() + cClientTimeout;
   for (const std::uint32_t type : types) {
     while (!follower.hasJoined(type)) {
-      if (sStopRequested) return true;
+      if (sStopRequested || output.isOver()) return true;
       if (steady_clock::now() >= deadline) {
-        fmt::print(stderr,
-                   "lipc: the client of type {} did not join within {} seconds. Its library's "
-                   "messages above may say why.\n",
-                   typeText(type), cClientTimeout.count() / 1000);
+        complain(
+            "the client of type {} did not join within {} seconds. Its library's "
+            "messages above may say why.",
+            typeText(type), cClientTimeout.count() / 1000);
         return false;
       }
       std::this_thread::sleep_for(cLook);
@@ -174,15 +151,34 @@ bool waitForClients(const std::set<std::uint32_t>& types, Follower& follower) {
   return true;
 }
 
+void sayWhoIsWaitedFor(const std::vector<std::string>& ids) {
+  std::string names;
+  for (std::size_t i = 0; i < std::min(ids.size(), cMostNamed); ++i)
+    names += (i == 0 ? "" : ", ") + printable(ids[i]);
+  if (ids.size() > cMostNamed) names += fmt::format(" and {} more", ids.size() - cMostNamed);
+  complain(
+      "waiting up to 5 seconds for {} to leave; a second Ctrl-C ends at once and leaves "
+      "the session for the next host to clear away",
+      names);
+}
+
+void stop(host::SessionHost& session) {
+  for (const std::string& id : session.stop(sayWhoIsWaitedFor)) {
+    complain("the client {} did not leave within 5 seconds", printable(id));
+  }
+  for (const std::string& kept : session.keptAtStop())
+    complain("{}", printable(kept));
+}
+
 int serve(host::SessionHost& session, const HostCommandOptions& options, Output& output,
           Follower& follower) {
   for (const std::string& removed : session.removedAtStart()) {
-    fmt::print(stderr, "lipc: removed what a dead session left: {}\n", printable(removed));
+    complain("removed what a dead session left: {}", printable(removed));
   }
   std::set<std::uint32_t> types;
   for (const std::string& path : options.libraries)
     types.insert(session.load(path).clientType());
-  const bool allJoined = waitForClients(types, follower);
+  const bool allJoined = waitForClients(types, output, follower);
   std::cout.flush();  // what the libraries said comes before the picture
 
   if (!options.once) follower.follow();
@@ -191,15 +187,16 @@ int serve(host::SessionHost& session, const HostCommandOptions& options, Output&
                                 : sessionText(*picture));
   }
   CountersPrinter counters(options.countersEverySeconds);
-  while (!options.once && !sStopRequested) {
+  while (!options.once && !sStopRequested && !output.isOver()) {
     printEvents(follower, options.asJson, output);
     counters.look(session, options.asJson, output);
     std::this_thread::sleep_for(cLook);
   }
-  const std::vector<std::string> remaining = session.stop();
+  stop(session);
   printEvents(follower, options.asJson, output);
-  for (const std::string& id : remaining) {
-    fmt::print(stderr, "lipc: the client {} did not leave within 5 seconds\n", printable(id));
+  if (!output.failure().empty()) {
+    complain("{} The session was ended.", output.failure());
+    return eExitFailure;
   }
   return allJoined || !options.once ? eExitOK : eExitClientMissing;
 }
@@ -212,13 +209,13 @@ int runHost(const HostCommandOptions& options) {
     host::SessionHost session(options.host, std::ref(follower));
     return serve(session, options, output, follower);
   } catch (const host::SessionAliveError& error) {
-    fmt::print(stderr, "lipc: {}\n", error.what());
+    complain("{}", error.what());
     return eExitSessionAlive;
   } catch (const host::LibraryError& error) {
-    fmt::print(stderr, "lipc: {}\n", printable(error.what()));
+    complain("{}", printable(error.what()));
     return eExitLibrary;
   } catch (const std::exception& error) {
-    fmt::print(stderr, "lipc: the session cannot be made: {}\n", error.what());
+    complain("the session cannot be made: {}", error.what());
     return eExitSessionFailed;
   }
 }

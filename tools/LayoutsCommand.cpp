@@ -11,6 +11,7 @@
 #include "tables/SpeakerLayouts.h"
 #include "tools/Commands.h"
 #include "tools/ExitStatus.h"
+#include "tools/Output.h"
 #include "tools/Picture.h"
 #include "tools/Text.h"
 
@@ -132,15 +133,15 @@ void showLayout(const LayoutsOptions& options, int& status) {
   const auto entry = std::ranges::find_if(
       all, [&](const Entry& each) { return std::to_string(each.key) == options.key; });
   if (entry == all.end()) {
-    fmt::print(stderr,
-               "lipc: no speaker layout has the key \"{}\". See which keys there are with: lipc "
-               "layouts\n",
-               printable(options.key));
+    complain(
+        "no speaker layout has the key \"{}\". See which keys there are with: lipc "
+        "layouts",
+        printable(options.key));
     status = eExitNoLayout;
   } else if (options.asJson) {
-    fmt::print("{}\n", dump(layoutJson(*entry), 2));
+    print(dump(layoutJson(*entry), 2) + "\n");
   } else {
-    fmt::print("{}", layoutText(*entry));
+    print(layoutText(*entry));
   }
 }
 
@@ -156,9 +157,9 @@ void addLayoutsCommand(CLI::App& app, int& status) {
     if (key->count() > 0) {
       showLayout(*options, status);
     } else if (options->asJson) {
-      fmt::print("{}\n", dump(listJson(), 2));
+      print(dump(listJson(), 2) + "\n");
     } else {
-      fmt::print("{}", listText());
+      print(listText());
     }
   });
 }

@@ -1,10 +1,10 @@
 #include <memory>
 
-#include <fmt/core.h>
 #include <nlohmann/json.hpp>
 
 #include "tools/Commands.h"
 #include "tools/ExitStatus.h"
+#include "tools/Output.h"
 #include "tools/Picture.h"
 #include "tools/Reading.h"
 
@@ -19,9 +19,9 @@ void addLsCommand(CLI::App& app, int& status) {
     const auto session = readOrExplain(status);
     if (!session) return;
     if (*asJson) {
-      fmt::print("{}\n", dump(sessionJson(*session), 2));
+      print(dump(sessionJson(*session), 2) + "\n");
     } else {
-      fmt::print("{}", sessionText(*session));
+      print(sessionText(*session));
     }
   });
 }

@@ -1,8 +1,7 @@
 #include "tools/Reading.h"
 
-#include <fmt/core.h>
-
 #include "tools/ExitStatus.h"
+#include "tools/Output.h"
 
 namespace tools {
 namespace {
@@ -15,8 +14,7 @@ constexpr int cWatchMS = 300;
 std::optional<host::SessionPicture> readOrExplain(int& status) {
   auto session = host::readSession(cWatchMS);
   if (!session) {
-    fmt::print(stderr,
-               "lipc: there is no session on this machine. Start a host, for example: lipc host\n");
+    complain("there is no session on this machine. Start a host, for example: lipc host");
     status = eExitNoSession;
   }
   return session;

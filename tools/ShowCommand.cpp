@@ -2,11 +2,11 @@
 #include <memory>
 #include <string>
 
-#include <fmt/core.h>
 #include <nlohmann/json.hpp>
 
 #include "tools/Commands.h"
 #include "tools/ExitStatus.h"
+#include "tools/Output.h"
 #include "tools/Picture.h"
 #include "tools/Reading.h"
 #include "tools/Text.h"
@@ -27,14 +27,13 @@ void show(const ShowOptions& options, int& status) {
         return LIPC::ClientID(candidate.id) == LIPC::ClientID(options.id);
       });
   if (client == session->clients.end()) {
-    fmt::print(stderr,
-               "lipc: no client of the session has the ID \"{}\". See who is there with: lipc ls\n",
-               printable(options.id));
+    complain("no client of the session has the ID \"{}\". See who is there with: lipc ls",
+             printable(options.id));
     status = eExitNoClient;
   } else if (options.asJson) {
-    fmt::print("{}\n", dump(clientJson(*session, *client), 2));
+    print(dump(clientJson(*session, *client), 2) + "\n");
   } else {
-    fmt::print("{}", clientText(*session, *client));
+    print(clientText(*session, *client));
   }
 }
 

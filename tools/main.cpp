@@ -1,10 +1,29 @@
 #include <exception>
+#include <iostream>
+#include <sstream>
 
 #include <fmt/core.h>
 
 #include "lipc/session/SessionNames.h"
 #include "tools/Commands.h"
 #include "tools/ExitStatus.h"
+#include "tools/Output.h"
+
+namespace {
+
+/// Runs the chosen subcommand, or prints what was asked for instead.
+void parse(CLI::App& app, int argc, char** argv, int& status) {
+  try {
+    app.parse(argc, argv);
+    if (app.get_subcommands().empty()) throw CLI::RequiredError("A subcommand");
+  } catch (const CLI::ParseError& error) {
+    std::ostringstream help;
+    status = app.exit(error, help, std::cerr) == 0 ? tools::eExitOK : tools::eExitUsage;
+    tools::print(help.str());
+  }
+}
+
+}  // namespace
 
 int main(int argc, char** argv) {
   CLI::App app(
@@ -21,12 +40,12 @@ int main(int argc, char** argv) {
   tools::addShowCommand(app, status);
   tools::addLayoutsCommand(app, status);
   try {
-    app.parse(argc, argv);
-    if (app.get_subcommands().empty()) throw CLI::RequiredError("A subcommand");
-  } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? tools::eExitOK : tools::eExitUsage;
+    parse(app, argc, argv, status);
+  } catch (const tools::OutputError& error) {
+    if (error.isWorthSaying()) tools::complain("{}", error.what());
+    return tools::eExitFailure;
   } catch (const std::exception& error) {
-    fmt::print(stderr, "lipc: {}\n", error.what());
+    tools::complain("{}", error.what());
     return tools::eExitFailure;
   }
   return status;

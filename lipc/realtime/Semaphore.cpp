@@ -5,6 +5,9 @@
 #include <boost/interprocess/sync/named_semaphore.hpp>
 
 namespace LIPC {
+
+namespace bip = boost::interprocess;
+
 namespace {
 
 std::uint32_t checksum(const char (&fullName)[Semaphore::cNameBytes]) {
@@ -37,16 +40,25 @@ void setNames(Name& posixName, Name& name, const char* fullName) {
   posixName[Semaphore::cPosixNameEnd] = '\0';
 }
 
+bool isPlatformName(const Name& posixName) {
+  const std::size_t length = strnlen(posixName, sizeof posixName);
+  if (length < Semaphore::cChecksumCharacters || length > Semaphore::cPosixNameEnd) return false;
+  for (std::size_t i = 0; i < Semaphore::cChecksumCharacters; ++i) {
+    if ((posixName[i] & 0xF0) != 0x30) return false;
+  }
+  return std::memchr(posixName, '/', length) == nullptr;
+}
+
 }  // namespace
 
 Semaphore::Semaphore(const char* fullName, unsigned startCount) noexcept
     : initialCount(startCount) {
   setNames(posixName, name, fullName);
-  boost::interprocess::named_semaphore::remove(posixName);
+  unlinkPlatformName(posixName);
 }
 
 Semaphore::~Semaphore() {
-  if (isWellFormed()) boost::interprocess::named_semaphore::remove(posixName);
+  if (isWellFormed()) unlinkPlatformName(posixName);
 }
 
 std::string Semaphore::platformName(const char* fullName) {
@@ -61,13 +73,25 @@ void Semaphore::unlink(const char* fullName) noexcept {
   const Semaphore record(fullName, 0);
 }
 
-bool Semaphore::isWellFormed() const noexcept {
-  const std::size_t length = strnlen(posixName, cNameBytes);
-  if (length < cChecksumCharacters || length > cPosixNameEnd) return false;
-  for (std::size_t i = 0; i < cChecksumCharacters; ++i) {
-    if ((posixName[i] & 0xF0) != 0x30) return false;
+bool Semaphore::unlinkPlatformName(const char* posixName) noexcept {
+  return bip::named_semaphore::remove(posixName);
+}
+
+bool Semaphore::postIfPresent(const Semaphore& record) noexcept {
+  // A copy: the record is another process's, and may change between the look and the use.
+  Name posixName;
+  std::memcpy(posixName, record.posixName, sizeof posixName);
+  if (!isPlatformName(posixName)) return false;
+  try {
+    bip::named_semaphore(bip::open_only, posixName).post();
+    return true;
+  } catch (const bip::interprocess_exception&) {
+    return false;
   }
-  return std::memchr(posixName, '/', length) == nullptr;
+}
+
+bool Semaphore::isWellFormed() const noexcept {
+  return isPlatformName(posixName);
 }
 
 }  // namespace LIPC

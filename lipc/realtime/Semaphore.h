@@ -36,6 +36,11 @@ struct Semaphore {
   static std::string platformName(const char* fullName);
   /// Unlinks the platform semaphore that `fullName` stands for, if there is one.
   static void unlink(const char* fullName) noexcept;
+  /// As `unlink`, by the platform's name; true when there was one and this process may remove it.
+  static bool unlinkPlatformName(const char* posixName) noexcept;
+  /// Posts the platform semaphore of a foreign record where there is one: creates none, and touches
+  /// nothing for a record that is not well formed. False when nothing was posted.
+  static bool postIfPresent(const Semaphore& record) noexcept;
 
   /// False when a foreign or damaged record cannot have come from the constructor: no end within
   /// the platform name's limit, no checksum in front, or a slash in it. Nothing is opened from such

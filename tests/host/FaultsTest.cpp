@@ -51,7 +51,13 @@ TEST(AKilledClient, IsReportedAndReapedAndItsIDIsFreeAgain) {
 
   Process again = tone("killed");
   EXPECT_TRUE(again.waitForLine("joined", 10s));
-  host->stop();
+  Process dead = tone("dead");
+  ASSERT_TRUE(dead.waitForLine("joined", 10s));
+  dead.signal(SIGKILL);
+  ASSERT_EQ(dead.wait(5s), -SIGKILL);
+  const auto stopped = Steady::now();
+  EXPECT_TRUE(host->stop().empty());
+  EXPECT_LT(Steady::now() - stopped, 3s) << "it waited for the dead";
   EXPECT_TRUE(again.waitForLine("leaving", 5s));
   again.signal(SIGINT);
   EXPECT_EQ(again.wait(10s), 0);
@@ -111,6 +117,7 @@ TEST_P(AJoinerKilled, LocksNobodyOutAndLeavesNothing) {
   ASSERT_TRUE(eventually(15s, [&] { return !host.hasRow("dying"); })) << host.notes();
   EXPECT_TRUE(same.join(20s)) << host.notes();
   EXPECT_EQ(same.configGetClientID(), "dying");
+  EXPECT_EQ(other.removed, 0) << "it was asked to publish again what was whole";
   same.stopLIPCSession();
   other.stopLIPCSession();
   EXPECT_TRUE(host->stop().empty());
@@ -162,6 +169,42 @@ TEST(AKilledHost, IsReplacedAndItsClientsAreBackWithinSeconds) {
     EXPECT_EQ(client.wait(10s), 0) << client.output();
   }
   EXPECT_EQ(leftovers(), std::set<std::string>());
+}
+
+TEST(AStartingHost, WakesTheClientsOfADeadOneAndRemovesTheSemaphoresOfNobody) {
+  LIPC::ShmManagedCreateOpen<LIPC::SessionBuffer> table(LIPC::cSessionSegment,
+                                                        sizeof(LIPC::SessionBuffer));
+  table.abandon();
+  // Its semaphores have the platform's names of those of "x0-123".
+  const LIPC::ShmManagedCreateOpen<LIPC::ClientBuffer> living("x1-122", sizeof(LIPC::ClientBuffer));
+  LIPC::SemaphoreHandle asked(living->mustDisconnectSemaphore);
+  table->entries[3].id.setTo("x1-122");
+  const auto make = [](const std::string& path, std::chrono::seconds age) {
+    std::ofstream(path).close();
+    last_write_time(std::filesystem::path(path),
+                    std::filesystem::file_time_type::clock::now() - age);
+  };
+  const std::string folder = "/dev/shm/sem.";
+  make("/tmp/LIPC_x0-123", 0s);
+  make("/tmp/LIPC_gone", 0s);
+  make(folder + LIPC::Semaphore::platformName("goneClientMustDisconnect"), 0s);
+  make(folder + "0123456?-89ab-cdef-0123-45678", 11s);
+  const std::string young = folder + "01234567-89ab-cdef-0123-45678";
+  const std::string foreign = folder + "01234567-89AB-cdef-0123-45678";
+  make(young, 5s);
+  make(foreign, 60s);
+  {
+    const TestHost host;
+    EXPECT_EQ(table->heartbeat, 0U);
+    EXPECT_TRUE(asked.try_wait()) << "it may wait by a clock that was set back";
+  }
+  EXPECT_TRUE(LIPC::Semaphore::postIfPresent(living->mustDisconnectSemaphore));
+  EXPECT_TRUE(asked.try_wait()) << "its semaphore was taken for another's";
+  std::set<std::string> kept = leftovers();
+  EXPECT_EQ(kept.erase(young) + kept.erase(foreign), 2U);
+  EXPECT_EQ(kept.size(), 3U) << "the living client's segment and semaphores";
+  for (const std::string& file : {young, foreign})
+    std::filesystem::remove(file);
 }
 
 TEST(AFaultyHost, MisbehavesAsItsFaultSays) {

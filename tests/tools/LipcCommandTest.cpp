@@ -70,8 +70,16 @@ TEST(LipcCommand, FailuresAreASentenceAndAStatusOfTheirOwn) {
   expect({"host", "--load", "/missing.so"}, 4);
   expect({"layouts", "20"}, 9, key + "20" + unknown);
   expect({"layouts", ""}, 9, key + unknown);
-  Process closed({"/bin/sh", "-c", LIPC_COMMAND " host >&-"});
-  EXPECT_EQ(closed.wait(15s), 1);
+  for (const std::string command :
+       {" host >&-", " host --once > /dev/full", " layouts > /dev/full", " --help > /dev/full"}) {
+    Process unheard({"/bin/sh", "-c", LIPC_COMMAND + command});
+    EXPECT_EQ(unheard.wait(15s), 1) << command;
+    EXPECT_TRUE(unheard.waitForLine("lipc: Standard output ", 1s)) << command;
+  }
+  EXPECT_EQ(Process({"/bin/sh", "-c", LIPC_COMMAND " ls 2> /dev/full"}).wait(15s), 5);
+  Process piped({"/bin/sh", "-c", LIPC_COMMAND " host | head -n 1"});
+  EXPECT_EQ(piped.wait(15s), 0);
+  EXPECT_TRUE(fs::is_empty("/dev/shm")) << "it ends in order when nobody reads";
   {
     TestHost host;
     expect(
@@ -306,6 +314,18 @@ TEST(LipcCommand, TheHostTellsEachThingThatHappensAndEndsWithASignal) {
     EXPECT_FALSE(host.waitForLine("", 5s)) << host.line();
     EXPECT_EQ(client.removed, 1);
   }
+}
+
+TEST(LipcCommand, AHostThatWaitsForClientsToLeaveSaysForWhom) {
+  Process host({LIPC_COMMAND, "host"});
+  ASSERT_TRUE(host.waitForLine("Clients   0", 15s));
+  Process tone({LIPC_EXAMPLES "/tone", "--id", "stopped"});
+  ASSERT_TRUE(tone.waitForLine("joined", 10s));
+  tone.signal(SIGSTOP);
+  host.signal(SIGTERM);
+  EXPECT_TRUE(host.waitForLine("lipc: waiting up to 5 seconds for stopped to leave", 5s));
+  host.signal(SIGTERM);
+  EXPECT_EQ(host.wait(5s), 1);
 }
 
 }  // namespace

@@ -1,0 +1,34 @@
+#include "host/ClientSegments.h"
+
+#include "lipc/realtime/Semaphore.h"
+#include "lipc/session/ClientBuffer.h"
+#include "lipc/session/ShmManaged.h"
+
+namespace host {
+
+namespace {
+
+using Buffer = LIPC::ShmReadOnly<LIPC::ClientBuffer>;
+
+/// A name may lead to what is another's.
+bool isOf(const LIPC::ClientID& id, const Buffer& buffer) {
+  return buffer.get() != nullptr && buffer->id == id;
+}
+
+}  // namespace
+
+bool isDeserted(const LIPC::ClientID& id) {
+  const std::string name = id.text();
+  const auto segment = LIPC::ShmManaged::find(name.c_str());
+  return segment && !segment->isAttached() && isOf(id, Buffer(name.c_str()));
+}
+
+void askToLeave(const LIPC::ClientID& id) {
+  const std::string name = id.text();
+  const auto segment = LIPC::ShmManaged::find(name.c_str());
+  if (!segment || !segment->isAttached()) return;
+  const Buffer buffer(name.c_str());
+  if (isOf(id, buffer)) LIPC::Semaphore::postIfPresent(buffer->mustDisconnectSemaphore);
+}
+
+}  // namespace host

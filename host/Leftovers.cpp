@@ -1,0 +1,86 @@
+#include "host/Leftovers.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <set>
+#include <string_view>
+
+#include "lipc/realtime/Semaphore.h"
+#include "lipc/session/SegmentNames.h"
+#include "lipc/session/SessionNames.h"
+#include "lipc/session/ShmManaged.h"
+#include "lipc/session/shmKey.h"
+#include "lipc/util/platform/SemaphorePlatform.h"
+
+namespace host {
+namespace {
+
+using LIPC::Semaphore;
+using LIPC::ShmManaged;
+
+constexpr std::chrono::seconds cConstructionTime{10};
+
+/// The segment names of all key files on this machine but the session's own.
+std::vector<std::string> clientNames() {
+  std::vector<std::string> names = LIPC::namesWithKeyFiles();
+  std::erase_if(names, [](const std::string& name) { return LIPC::isSessionWideName(name); });
+  return names;
+}
+
+void removeIfOrphan(const std::string& name, Leftovers& leftovers) {
+  const auto segment = ShmManaged::find(name.c_str());
+  if (!segment || segment->isAttached() || !LIPC::hasSizeOfName(name, segment->bytes)) return;
+  errno = 0;
+  if (ShmManaged::removeIfUnattached(name.c_str())) {
+    leftovers.removed.push_back("segment " + name + " of a dead client");
+  } else if (errno == EPERM) {
+    leftovers.kept.push_back(
+        "The segment \"" + name + "\" of a dead client cannot be removed: " + std::strerror(EPERM) +
+        ". Remove it as its owner or as root: ipcrm -m " + std::to_string(segment->id));
+  }
+}
+
+/// Checksum characters, then characters 8 to 28 of a UUID.
+bool isOfUUID(std::string_view posixName) {
+  constexpr std::string_view cForm = "########-xxxx-xxxx-xxxx-xxxxx";
+  return std::ranges::equal(posixName, cForm, [](char c, char form) {
+    if (form == '#') return (c & 0xF0) == 0x30;
+    if (form == 'x') return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f');
+    return c == form;
+  });
+}
+
+void removeSemaphores(const std::vector<std::string>& names, Leftovers& leftovers) {
+  std::set<std::string> used;
+  std::set<std::string> unused;
+  for (const std::string& name : names) {
+    std::set<std::string>& owned = ShmManaged::find(name.c_str()) ? used : unused;
+    for (const char* suffix : {LIPC::cMustDisconnectSuffix, LIPC::cKeepAliveMutexSuffix})
+      owned.insert(Semaphore::platformName((name + suffix).c_str()));
+  }
+  for (const auto& [posixName, age] : LIPC::platform::listNamedSemaphores()) {
+    if (isOfUUID(posixName) && age >= cConstructionTime) unused.insert(posixName);
+  }
+  int removed = 0;
+  for (const std::string& posixName : unused) {
+    if (used.count(posixName) == 0 && Semaphore::unlinkPlatformName(posixName.c_str())) ++removed;
+  }
+  if (removed != 0) {
+    leftovers.removed.push_back("named semaphores of dead clients: " + std::to_string(removed));
+  }
+}
+
+}  // namespace
+
+Leftovers removeLeftovers() {
+  Leftovers leftovers;
+  const std::vector<std::string> names = clientNames();
+  for (const std::string& name : names)
+    removeIfOrphan(name, leftovers);
+  removeSemaphores(names, leftovers);
+  return leftovers;
+}
+
+}  // namespace host

@@ -1,0 +1,36 @@
+#include <ctime>
+#include <memory>
+#include <string_view>
+
+#include <dirent.h>
+#include <sys/stat.h>
+
+#include "lipc/util/platform/SemaphorePlatform.h"
+
+namespace LIPC::platform {
+namespace {
+
+/// Where glibc keeps each semaphore in a file of its own.
+constexpr char cFolder[] = "/dev/shm/";
+constexpr std::string_view cFilePrefix = "sem.";
+
+}  // namespace
+
+std::vector<NamedSemaphore> listNamedSemaphores() {
+  std::vector<NamedSemaphore> semaphores;
+  const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir(cFolder), closedir);
+  if (!folder) return semaphores;
+  const std::time_t now = std::time(nullptr);
+  while (const dirent* entry = readdir(folder.get())) {
+    const std::string_view file = entry->d_name;
+    struct stat status {};
+    if (!file.starts_with(cFilePrefix) ||
+        lstat((cFolder + std::string(file)).c_str(), &status) != 0)
+      continue;
+    semaphores.push_back({std::string(file.substr(cFilePrefix.size())),
+                          std::chrono::seconds(now - status.st_mtime)});
+  }
+  return semaphores;
+}
+
+}  // namespace LIPC::platform
