@@ -26,9 +26,9 @@ struct SegmentState {
 /// A name is not an identity: a key has few bits, and two names may fall on one. Removal is for
 /// owners: outside an owner's own leave a segment goes only when no process has it attached.
 ///
-/// A constructor that cannot get or attach its segment leaves `address` null and prints nothing but
-/// perror's line for a failed attach; whoever made the owner tests for null, asks `error` and
-/// reports.
+/// An owner that cannot get or attach its segment has a null `get` and the reason in `error`;
+/// whoever made it reports. By itself it prints perror's line for a failed attach, and shmKey logs a
+/// name without a key file.
 ///
 /// Threads: one at a time each; attaching and detaching take a lock of the process, shortly.
 class ShmManaged {
