@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <iterator>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "lipc/realtime/Semaphore.h"
 #include "lipc/session/SegmentNames.h"
@@ -27,15 +29,26 @@ bool isSemaphoreOfAnother(const std::string& platformName, const ClientID& id,
   return std::any_of(std::begin(session.entries), std::end(session.entries), hasIt);
 }
 
+/// The names of `id` that lead to a segment of its own that nobody has attached.
+std::vector<std::string> unattachedOf(const ClientID& id, const SessionBuffer& session) {
+  std::vector<std::string> names;
+  for (const std::string& name : segmentNamesOf(id)) {
+    const auto segment = ShmManaged::find(name.c_str());
+    if (segment && !segment->isAttached() && nameOnSameKey(name, id, session).empty())
+      names.push_back(name);
+  }
+  return names;
+}
+
 }  // namespace
 
 unsigned removeRemains(const ClientID& id, const SessionBuffer& session) {
   if (!id.isDefined()) return 0;
   unsigned removed = 0;
-  for (const std::string& name : segmentNamesOf(id)) {
-    const auto segment = ShmManaged::find(name.c_str());
-    if (!segment || segment->isAttached() || !nameOnSameKey(name, id, session).empty()) continue;
-    if (ShmManaged::removeIfUnattached(name.c_str())) ++removed;
+  if (!unattachedOf(id, session).empty()) {
+    std::this_thread::sleep_for(ShmManaged::cOwnRemovalTime);
+    for (const std::string& name : unattachedOf(id, session))
+      if (ShmManaged::removeIfUnattached(name.c_str())) ++removed;
   }
   if (ShmManaged::find(id.text().c_str())) return removed;
   for (const char* suffix : cSemaphoreSuffixes) {

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
+#include <thread>
 
 #include <sys/ipc.h>
 #include <sys/shm.h>
@@ -123,7 +124,11 @@ void ShmManaged::createOrOpen(std::size_t bytes) {
     const auto smaller = mError == EINVAL ? find(key) : std::nullopt;
     if (!smaller) return;
     mError = EEXIST;
-    if (smaller->isAttached() || shmctl(smaller->id, IPC_RMID, nullptr) != 0) return;
+    if (smaller->isAttached()) return;
+    std::this_thread::sleep_for(cOwnRemovalTime);
+    const auto still = find(key);
+    const bool isSame = still && still->id == smaller->id && !still->isAttached();
+    if (still && (!isSame || shmctl(still->id, IPC_RMID, nullptr) != 0)) return;
     shmid = getSegment(key, bytes, flags);
     mError = shmid < 0 ? errno : 0;
     if (shmid < 0) return;

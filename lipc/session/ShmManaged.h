@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <memory>
 #include <new>
@@ -27,8 +28,8 @@ struct SegmentState {
 /// owners: outside an owner's own leave a segment goes only when no process has it attached.
 ///
 /// An owner that cannot get or attach its segment has a null `get` and the reason in `error`;
-/// whoever made it reports. By itself it prints perror's line for a failed attach, and shmKey logs a
-/// name without a key file.
+/// whoever made it reports. By itself it prints perror's line for a failed attach, and shmKey logs
+/// a name without a key file.
 ///
 /// Threads: one at a time each; attaching and detaching take a lock of the process, shortly.
 class ShmManaged {
@@ -49,8 +50,11 @@ class ShmManaged {
   /// Removes the segment of that name if there is one and this process may; true when it did. For
   /// who takes the name's owner's place.
   static bool removeIfPresent(const char* name);
-  /// The same, but only when no process has it attached.
+  /// The same, but only when no process has it attached. An owner that leaves detaches its segment
+  /// and then removes it, and its process ends when that fails: whoever is not sure that the owner
+  /// is dead looks, waits for cOwnRemovalTime and looks again.
   static bool removeIfUnattached(const char* name);
+  static constexpr std::chrono::milliseconds cOwnRemovalTime{50};
   /// The segment that a name, or a key, leads to, if there is one. Leaves no trace.
   static std::optional<SegmentState> find(const char* name);
   static std::optional<SegmentState> find(key_t key);
