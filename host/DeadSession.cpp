@@ -14,6 +14,7 @@
 #include "host/ClientSegments.h"
 #include "host/Leftovers.h"
 #include "lipc/realtime/Semaphore.h"
+#include "lipc/session/SegmentNames.h"
 #include "lipc/session/SessionBuffer.h"
 #include "lipc/session/ShmManaged.h"
 #include "lipc/session/shmKey.h"
@@ -28,12 +29,36 @@ using LIPC::ShmManaged;
 constexpr int cHeartbeatLooks = 20;
 constexpr std::chrono::milliseconds cHeartbeatLookInterval(50);
 
-constexpr const char* cSessionWideSegments[] = {
-    LIPC::cVersionSegment,
-    LIPC::cNoConnectSegment,
-    LIPC::cSessionSegment,
-    LIPC::cPannerValuesSegment,
+struct SessionWide {
+  const char* name;
+  std::size_t bytes;  // 0: any
 };
+constexpr SessionWide cSessionWideSegments[] = {
+    {LIPC::cVersionSegment, sizeof(LIPC::VersionRecord)},
+    {LIPC::cNoConnectSegment, 0},
+    {LIPC::cSessionSegment, sizeof(LIPC::SessionBuffer)},
+    {LIPC::cPannerValuesSegment, 0},
+};
+
+/// The name of a client whose living segment a session-wide name leads to, since both have one key;
+/// empty when there is none.
+std::string clientOnKeyOf(const SessionWide& wide, const LIPC::SegmentState& segment) {
+  if (segment.bytes == wide.bytes || !segment.isAttached()) return {};
+  for (const std::string& name : LIPC::namesWithKeyFiles()) {
+    if (LIPC::isSessionWideName(name) || !LIPC::hasSizeOfName(name, segment.bytes)) continue;
+    const auto same = ShmManaged::find(name.c_str());
+    if (same && same->id == segment.id) return name;
+  }
+  return {};
+}
+
+/// Gives the name another key. That of the table itself stays: its key file is the hosts' lock.
+void leaveToClient(const SessionWide& wide, const std::string& client) {
+  if (wide.name != LIPC::cSessionSegment && LIPC::renewKeyFile(wide.name)) return;
+  throw HostError(std::string("The segment \"") + wide.name + "\" has the key of \"" + client +
+                  "\", a living client's. End that client, delete " +
+                  LIPC::keyFilePath(client.c_str()) + " and start again.");
+}
 
 /// Sends the clients that are still attached to the old table away from it, and posts whatever one
 /// may be waiting for, once: a clock that was set back meanwhile may have it wait for hours. Who
@@ -83,14 +108,19 @@ std::vector<std::string> clearDeadSession() {
   std::vector<std::string> removed;
   const LIPC::ShmManagedOpen<LIPC::SessionBuffer> table(LIPC::cSessionSegment);
   // The version goes first: without it nobody joins while the rest is taken away.
-  for (const char* name : cSessionWideSegments) {
-    if (!ShmManaged::find(name)) continue;
-    if (!ShmManaged::removeIfPresent(name)) {
-      throw HostError(std::string("The segment \"") + name +
+  for (const SessionWide& wide : cSessionWideSegments) {
+    const auto segment = ShmManaged::find(wide.name);
+    if (!segment) continue;
+    if (const std::string client = clientOnKeyOf(wide, *segment); !client.empty()) {
+      leaveToClient(wide, client);
+      continue;
+    }
+    if (!ShmManaged::removeIfPresent(wide.name)) {
+      throw HostError(std::string("The segment \"") + wide.name +
                       "\" of a dead session cannot be removed: " + std::strerror(errno) +
                       ". Remove it as its owner (ipcs -m, ipcrm -m).");
     }
-    removed.push_back(std::string("segment ") + name);
+    removed.push_back(std::string("segment ") + wide.name);
   }
   if (boost::interprocess::shared_memory_object::remove(LIPC::cConnectionPoolSegment)) {
     removed.push_back(std::string("connection pool ") + LIPC::cConnectionPoolSegment);

@@ -57,6 +57,24 @@ TEST(TwoNamesOnOneKey, OfOneClientAreToldApart) {
   EXPECT_NE(LIPC::existingShmKey("twin-return"), LIPC::existingShmKey("twin"));
 }
 
+TEST(TwoNamesOnOneKey, OfALivingClientAndTheSessionLeaveTheClientItsSegment) {
+  const LIPC::ShmManagedCreateOpen<LIPC::ClientBuffer> living("living", sizeof(LIPC::ClientBuffer));
+  std::filesystem::remove(LIPC::keyFilePath("LIPC_VERSION"));
+  std::filesystem::remove(LIPC::keyFilePath("LIPC_SESSION"));
+  collide("LIPC_VERSION", "living");
+  {
+    TestHost host;
+    TestClient client("client");
+    EXPECT_TRUE(client.join());
+    EXPECT_TRUE(living.holdsItsName());
+  }
+  std::filesystem::remove(LIPC::keyFilePath("LIPC_SESSION"));
+  collide("LIPC_SESSION", "living");
+  EXPECT_THROW(TestHost(), host::HostError);
+  EXPECT_TRUE(living.holdsItsName());
+  std::filesystem::remove(LIPC::keyFilePath("LIPC_SESSION"));
+}
+
 TEST(AStoppedClient, KeepsItsSegmentsUntilItsIDIsTakenAndComesBackUnderIt) {
   TestHost host;
   Process stopped({LIPC_EXAMPLES "/tone", "--id", "stopped", "--to", "nobody"});
