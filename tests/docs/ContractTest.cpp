@@ -21,7 +21,7 @@ using namespace LIPC;
 #define FIELD(r, T, name) \
   row(offsetof(T, name), sizeof(T::name), BOOST_PP_STRINGIZE(name)) +
 #define NUMBER(r, T, name) {BOOST_PP_STRINGIZE(name), static_cast<long>(T::name)},
-#define RECORD(T, ...) {#T, "### " #T ": " + std::to_string(sizeof(T)) + " bytes\n" + EACH(FIELD, T, __VA_ARGS__) ""}
+#define RECORD(T, ...) "### " #T ": " + std::to_string(sizeof(T)) + " bytes\n" + EACH(FIELD, T, __VA_ARGS__)
 #define NUMBERS(T, ...) EACH(NUMBER, T, __VA_ARGS__)
 
 std::string row(std::size_t offset, std::size_t size, const char* name) {
@@ -29,26 +29,25 @@ std::string row(std::size_t offset, std::size_t size, const char* name) {
 }
 
 /// The record tables as far as the structs tell.
-const std::map<std::string, std::string> cRecords = {
-  RECORD(VersionRecord, protocolVersion, pointerWidthBits),
-  RECORD(ClientID, id, terminator),
-  RECORD(Semaphore, posixName, name, initialCount),
-  RECORD(SHMString, reserved, buffers, index, padding),
+const std::string cRecords =
+  RECORD(VersionRecord, protocolVersion, pointerWidthBits)
+  RECORD(ClientID, id, terminator)
+  RECORD(Semaphore, posixName, name, initialCount)
+  RECORD(SHMString, reserved, buffers, index, padding)
   RECORD(ClientEntry, id, padding, type, name, mode, inputChannelCount, outputChannelCount,
-         offlineParameters, strings),
+         offlineParameters, strings)
   RECORD(SessionBuffer, sessionID, registrationRequest, padding0, registrationSemaphore,
          registrationEndedSemaphore, newAudioDataSemaphore, reserved, clientsCanRegisterMutex,
-         padding1, entries, heartbeat, referenceClientID),
-  RECORD(ValueQueue, queueRead, queueWrite, queue),
+         padding1, entries, heartbeat, referenceClientID)
+  RECORD(ValueQueue, queueRead, queueWrite, queue)
   RECORD(ClientBuffer, id, padding0, type, mode, reserved, mustDisconnectSemaphore, newDataQueue,
-         keepAliveTimestamp, keepAliveMutex, padding1),
-  RECORD(Connection::Wire, channel),
-  RECORD(Connection, source, target, owner, isAuto, wires, disconnectRequested, reserved, padding),
-  RECORD(SHMChannel, samples),
+         keepAliveTimestamp, keepAliveMutex, padding1)
+  RECORD(Connection::Wire, channel)
+  RECORD(Connection, source, target, owner, isAuto, wires, disconnectRequested, reserved, padding)
+  RECORD(SHMChannel, samples)
   RECORD(SHMSliceBuffer, clientType, clientID, terminator, padding0, timeStamp, channelCount,
-         padding1, sampleCount, ready, padding2, parameters, samplesOffset),
-  RECORD(SHMSlices, currentSlice, reserved, padding, slices),
-};
+         padding1, sampleCount, ready, padding2, parameters, samplesOffset)
+  RECORD(SHMSlices, currentSlice, reserved, padding, slices) "";
 
 const std::map<std::string, long> cNumbers = {
   NUMBERS(LIPC, cProtocolVersion, cPointerWidthBits, cMaxClients, cOfflineParameterCount,
@@ -66,29 +65,12 @@ std::string document() {
 }
 
 TEST(Contract, TheRecordTablesAreTheStructs) {
-  const std::regex heading("### (\\S+): \\d+ bytes"),
-      row("(\\| \\d+ \\| \\d+ \\| `\\w+` \\|).*\\|");
-  std::map<std::string, std::string> tables;
-  std::string record;
-  std::istringstream lines(document());
-  std::smatch match;
-  for (std::string line; std::getline(lines, line);) {
-    if (line.starts_with("#")) {
-      record = std::regex_match(line, match, heading) ? match[1].str() : "";
-      if (!record.empty()) tables[record] = line + "\n";
-    } else if (!record.empty() && line.starts_with("|") && line.find_first_of("0123456789`") < 5) {
-      tables[record] += std::regex_match(line, match, row) ? match[1].str() + "\n" : line + "?\n";
-    }
-  }
-  EXPECT_EQ(tables, cRecords);
-  // A field that is new in a struct, and unknown to this test, is missing in the sum.
-  for (const auto& [name, table] : cRecords) {
-    long size = 0, covered = 0, offset = 0, bytes = 0;
-    std::sscanf(table.c_str() + 5 + name.size(), " %ld bytes", &size);
-    for (std::size_t at = 0; (at = table.find("\n| ", at)) != std::string::npos; ++at)
-      if (std::sscanf(table.c_str() + at, "\n| %ld | %ld", &offset, &bytes) == 2) covered += bytes;
-    EXPECT_LT(size - covered, 8) << name;
-  }
+  const std::regex told("### \\S+: \\d+ bytes|\\| \\d+ \\| \\d+ \\| `\\w+` \\|");
+  const std::string text = document();
+  std::string records;
+  for (std::sregex_iterator match(text.begin(), text.end(), told), end; match != end; ++match)
+    records += match->str() + "\n";
+  EXPECT_EQ(records, cRecords);
 }
 
 TEST(Contract, TheSharedNamesAndNumbersAreInTheDocument) {
