@@ -1,5 +1,4 @@
-// docs/contract.md says what the structs say: each row of its record tables is compared with the
-// field that it names; each field, each byte and each shared name and number must be in it.
+// docs/contract.md says what the structs say: its record tables, row by row, and every shared name.
 #include <regex>
 
 #include <boost/preprocessor/seq/for_each.hpp>
@@ -20,10 +19,7 @@ using namespace LIPC;
 #define EACH(macro, T, ...) BOOST_PP_SEQ_FOR_EACH(macro, T, BOOST_PP_VARIADIC_TO_SEQ(__VA_ARGS__))
 #define FIELD(r, T, name) \
   row(offsetof(T, name), sizeof(T::name), BOOST_PP_STRINGIZE(name)) +
-#define NUMBER(r, T, name) {BOOST_PP_STRINGIZE(name), static_cast<long>(T::name)},
 #define RECORD(T, ...) "### " #T ": " + std::to_string(sizeof(T)) + " bytes\n" + EACH(FIELD, T, __VA_ARGS__)
-#define NUMBERS(T, ...) EACH(NUMBER, T, __VA_ARGS__)
-
 std::string row(std::size_t offset, std::size_t size, const char* name) {
   return "| " + std::to_string(offset) + " | " + std::to_string(size) + " | `" + name + "` |\n";
 }
@@ -49,14 +45,6 @@ const std::string cRecords =
          padding1, sampleCount, ready, padding2, parameters, samplesOffset)
   RECORD(SHMSlices, currentSlice, reserved, padding, slices) "";
 
-const std::map<std::string, long> cNumbers = {
-  NUMBERS(LIPC, cProtocolVersion, cPointerWidthBits, cMaxClients, cOfflineParameterCount,
-          cStringSlotCount, eClientModeInputs, eClientModeOutputs, eClientModeNoAudio,
-          eClientModeExclusive)
-  NUMBERS(SessionBuffer, cJoinRequest, cLeaveRequest) NUMBERS(ValueQueue, cSlotCount)
-  NUMBERS(Connection, cWireCount) NUMBERS(SHMChannel, cSampleCount)
-  NUMBERS(SHMSlices, cSliceCount) NUMBERS(SHMSliceBuffer, cParameterCount)
-};
 // clang-format on
 
 std::string document() {
@@ -73,22 +61,18 @@ TEST(Contract, TheRecordTablesAreTheStructs) {
   EXPECT_EQ(records, cRecords);
 }
 
-TEST(Contract, TheSharedNamesAndNumbersAreInTheDocument) {
+TEST(Contract, TheSharedNamesAreInTheDocument) {
   const std::string text = document();
-  const auto expect = [&](const std::string& part) {
-    EXPECT_NE(text.find(part), std::string::npos) << part;
-  };
+  const std::string sendRing = std::string("ID") + cSendSuffix,
+                    returnRing = std::string("ID") + cReturnSuffix;
   const Semaphore example("ContractExampleSemaphoreOfThisPage", 0);
   for (const char* name :
        {cVersionSegment, cSessionSegment, cNoConnectSegment, cPannerValuesSegment,
         cConnectionPoolSegment, cConnectionListName, cRegistrationSuffix, cRegistrationEndedSuffix,
         cNewAudioDataSuffix, cClientsCanRegisterSuffix, cMustDisconnectSuffix,
-        cKeepAliveMutexSuffix, cSliceAccessSuffix, example.posixName})
-    expect("`" + std::string(name) + "`");
-  expect("| `ID" + std::string(cSendSuffix) + "` |");
-  expect("| `ID" + std::string(cReturnSuffix) + "` |");
-  for (const auto& [name, value] : cNumbers)
-    expect("| `" + name + "` | " + std::to_string(value) + " |");
+        cKeepAliveMutexSuffix, cSliceAccessSuffix, sendRing.c_str(), returnRing.c_str(),
+        example.posixName})
+    EXPECT_NE(text.find("`" + std::string(name) + "`"), std::string::npos) << name;
 }
 
 }  // namespace

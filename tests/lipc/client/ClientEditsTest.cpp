@@ -80,11 +80,11 @@ TEST(HeartbeatWatch, TheEleventhUnchangedPassInARowIsTheEndAndAHostThatBeginsAga
 }
 
 TEST(AutoConnectThread, TheLoopPeriodIsClamped) {
-  for (const auto& [asked, stored] : {std::pair{99, 100}, {499, 499}, {501, 500}}) {
-    AutoConnectThread thread;
-    thread.setLoopDurationMS(asked);
-    EXPECT_EQ(thread.loopDurationMS(), stored);
-  }
+  AutoConnectThread thread;
+  thread.setLoopDurationMS(99);
+  EXPECT_EQ(thread.loopDurationMS(), 100);
+  thread.setLoopDurationMS(501);
+  EXPECT_EQ(thread.loopDurationMS(), 500);
 }
 
 }  // namespace

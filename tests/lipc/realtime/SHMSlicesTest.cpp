@@ -5,18 +5,6 @@ namespace {
 
 using LIPC::SHMSlices;
 
-TEST(SHMSlices, TheSampleAreaIsLaidOutSliceAfterSliceAndZeroedAtFirstAndByClear) {
-  std::vector<char> bytes(SHMSlices::sizeOfStruct(2), 'x');
-  auto& ring = *new (bytes.data()) SHMSlices("ring");
-  ring.allocateChannelCount(2);
-  for (int i = 0; i < 6; ++i)
-    EXPECT_EQ(ring.slices[i].samplesOffset, 4712 + 2 * 4096 * i - (8 + 784 * i));
-  EXPECT_EQ(std::count(bytes.begin() + 4712, bytes.end(), '\0'), 2 * 24576);
-  std::fill(bytes.begin() + 4712, bytes.end(), 'x');
-  ring.clear();
-  EXPECT_EQ(std::count(bytes.begin() + 4712, bytes.end(), '\0'), 2 * 24576);
-}
-
 TEST(SHMSlices, TheNewestSliceWithinExactlyTwoSamplesIsFoundBackwardsRoundTheRing) {
   SHMSlices ring("ring");
   for (const int newest : {0, 1, 2, 3, 4, 5, 6, -1, INT_MAX, INT_MIN}) {

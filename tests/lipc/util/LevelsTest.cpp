@@ -14,9 +14,10 @@ TEST(PTGain, EveryStepAndEveryMiddleBetweenTwoConvertsThereAndBack) {
     EXPECT_EQ(dBToPTGainParameter(step), i == 767 ? 0.75f : p) << i;
     EXPECT_NEAR(PTgainParameterTodB(p), step, 5e-4f) << i;
     if (i >= 1022) continue;
-    const float middle = (step + scPT11GainTodB[i + 1]) / 2.0f;
-    EXPECT_NEAR(dBToPTGainParameter(middle) * 1023.0f, static_cast<float>(i) + 0.5f, 2e-3f) << i;
-    EXPECT_NEAR(PTgainParameterTodB(dBToPTGainParameter(middle)), middle, 1e-3f) << i;
+    const float middle = (step + scPT11GainTodB[i + 1]) / 2.0f,
+                between = dBToPTGainParameter(middle);
+    EXPECT_NEAR(between * 1023.0f, static_cast<float>(i) + 0.5f, 2e-3f) << i;
+    EXPECT_NEAR(PTgainParameterTodB(between), middle, 1e-3f) << i;
   }
 }
 
