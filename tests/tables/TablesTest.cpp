@@ -1,5 +1,4 @@
-// The tables' relations, and a checksum of every value, made from the printed tables they come
-// from.
+// A checksum of every value, made from the printed tables they come from.
 #include <bit>
 
 #include "tables/MixEngineTables.h"
@@ -27,8 +26,7 @@ std::ostream& operator<<(std::ostream& out, const MixEngine::mixprofile& profile
   return out;
 }
 
-template <class... Maps>
-std::string printed(const Maps&... maps) {
+std::string printed(const auto&... maps) {
   std::ostringstream all;
   const auto print = [&](const auto& map) {
     for (const auto& [key, value] : map)
@@ -49,7 +47,7 @@ TEST(Tables, HoldEveryParameterNameAndDefault) {
   EXPECT_EQ(checksum(all), 0x3263318e4fac3ba5U) << all;
 }
 
-TEST(Tables, HoldEveryLayoutAndSpeakerOfWhichEachHasItsPlaceAndItsMirror) {
+TEST(Tables, HoldEveryLayoutAndSpeaker) {
   std::ostringstream all;
   for (const auto& [key, first] : cSpeakerLabels) {
     std::size_t count = 14;
@@ -60,20 +58,10 @@ TEST(Tables, HoldEveryLayoutAndSpeakerOfWhichEachHasItsPlaceAndItsMirror) {
       all << ' ' << layout.name << ' ' << layout.channels << ' ' << layout.lfeChannels << ' '
           << layout.layoutFlag << ' ' << (layout.nativeName != nullptr ? layout.nativeName : "-");
     }
-    std::set<int> places;
-    std::map<std::pair<float, float>, int> sides;  // left minus right
-    for (const Speaker& s : std::vector<Speaker>(first, first + count)) {
+    for (const Speaker& s : std::vector<Speaker>(first, first + count))
       all << ' ' << s.label << ',' << s.orderIndex << ',' << s.speakerId << ',' << s.azimuth << ','
           << s.elevation << ',' << s.nativeIndex;
-      places.insert(s.orderIndex);
-      if (s.azimuth != 0 && s.azimuth != 180)
-        sides[{std::abs(s.azimuth), s.elevation}] += s.azimuth > 0 ? 1 : -1;
-    }
     all << '\n';
-    EXPECT_EQ(places.size(), count) << key;
-    EXPECT_EQ(*places.rbegin(), static_cast<int>(count) - 1) << key;
-    for (const auto& [angles, more] : sides)
-      EXPECT_EQ(more, 0) << key << ": " << angles.first;
   }
   EXPECT_EQ(checksum(all.str()), 0x706217874bbb68c3U) << all.str();
   EXPECT_EQ(cMixLayouts.size() + cVexoMaxLayouts.size() + 1, cSpeakerLabels.size());

@@ -8,21 +8,17 @@ using namespace LIPC;
 constexpr int cMix = static_cast<int>(LIPC::cMixEngineType);
 constexpr int cPanner = static_cast<int>(LIPC::fourCharacterCode("VPan"));
 
-class AutoConnections : public testing::Test {
- protected:
-  AutoConnections() : session(std::make_unique<LIPC::SessionBuffer>("AutoConnectionsTest")) {
-    addRow(3, "mix a", cMix);
-    addRow(5, "me", cMix);
-    addRow(9, "mix b", cMix);
-    addRow(11, "panner", cPanner);
-    session->entries[4].type = static_cast<std::uint32_t>(cMix);  // freed, its type still there
+struct AutoConnections : testing::Test {
+  AutoConnections() {
+    for (const auto& [index, id, type] : {std::tuple{3, "mix a", cMix},
+                                          {4, "", cMix},
+                                          {5, "me", cMix},
+                                          {9, "mix b", cMix},
+                                          {11, "panner", cPanner}}) {
+      session->entries[index].id.setTo(id);  // an empty one: freed, its type still there
+      session->entries[index].type = static_cast<std::uint32_t>(type);
+    }
   }
-
-  void addRow(int index, const char* id, int type) {
-    session->entries[index].id.setTo(id);
-    session->entries[index].type = static_cast<std::uint32_t>(type);
-  }
-
   std::vector<std::string> resolve(const std::list<AutoConnection>& rules) {
     resolveAutoConnections(*session, rules, ClientID("me"), connections);
     std::vector<std::string> texts;
@@ -32,7 +28,7 @@ class AutoConnections : public testing::Test {
   }
 
   using Texts = std::vector<std::string>;
-  std::unique_ptr<LIPC::SessionBuffer> session;
+  std::unique_ptr<SessionBuffer> session = std::make_unique<SessionBuffer>("AutoConnectionsTest");
   std::list<Connection> connections;
 };
 

@@ -66,6 +66,20 @@ class BareTable : public testing::Test {
       if (SystemSemaphore(name).exists()) all += name;
     return all;
   }
+  void expectKeptOut(eVersionStatus status, const std::string& said = "", int lockCount = 1) {
+    SCOPED_TRACE(std::to_string(status) + said);
+    const std::string table(session.row(0), 3376 * 1024);
+    const SyslogCapture log;
+    client.startLIPCSession(0);
+    EXPECT_TRUE(ticks(3));
+    EXPECT_EQ(client.getVersionStatus(), status);
+    EXPECT_GE(log.count("<ERRO> tryConnectWithoutLock " + said + "\n"), said.empty() ? 0 : 3);
+    EXPECT_EQ(log.messages().empty(), said.empty());
+    client.stopLIPCSession();
+    EXPECT_EQ(session.lock.count() + session.registration.count(), lockCount);
+    EXPECT_TRUE(table == std::string(session.row(0), table.size()));
+    EXPECT_EQ(remains(), "");
+  }
 
   BareSession session;
   TestClient client{"client"};
@@ -86,12 +100,10 @@ TEST_F(BareTable, AJoinHasPutEverythingInPlaceWhenItAsksAndEndsWithTheAnswer) {
   row.text(0, "client").text(68, "TSET").text(72, "Mixer (3)").put(136, 3);
   row.put(140, std::int16_t{3}).put(142, std::int16_t{2});
   row.put(144 + 4 * 3, 1).put(144 + 4 * 4, 3.0F).text(144 + 4 * 5, "TSET").put(144 + 4 * 6, 5.0F);
-  for (int index = 7; index < 128; ++index) {
-    client.setOfflineParameter(index, static_cast<float>(1000 + index));
-    row.put(144 + 4 * static_cast<std::size_t>(index), static_cast<float>(1000 + index));
-  }
+  client.setOfflineParameter(127, 9.0F);
+  row.put(144 + 4 * 127, 9.0F);
   for (int slot = 0; slot < 10; ++slot) {
-    const std::string value(static_cast<std::size_t>(slot == 9 ? 127 : slot), 'a');
+    const std::string value(slot == 9 ? 127 : slot, 'a');
     client.setString(slot, value.c_str());
     row.text(cStringsOffset + 272 * slot + 8 + 128, value)
         .put(cStringsOffset + 272 * slot + 264, 1);
@@ -105,7 +117,6 @@ TEST_F(BareTable, AJoinHasPutEverythingInPlaceWhenItAsksAndEndsWithTheAnswer) {
   for (int slot = 0; slot < 10; ++slot)
     session.row(1)[cStringsOffset + 272 * slot] = 0;
   EXPECT_EQ(differences(session.row(1), row), "");
-  EXPECT_EQ(client.getClientIndex(), 1);
 
   const SystemSegment own("client"), sendRing("client-send"), returnRing("client-return");
   ASSERT_EQ((std::vector{own.size(), sendRing.size(), returnRing.size()}),
@@ -115,9 +126,8 @@ TEST_F(BareTable, AJoinHasPutEverythingInPlaceWhenItAsksAndEndsWithTheAnswer) {
   buffer.text(140, semaphoreRecord("clientClientMustDisconnect", 0));
   buffer.text(984, semaphoreRecord("clientmKeepAliveTimestampMutex", 1));
   EXPECT_EQ(differences(own.at(0), buffer), "");
-  EXPECT_EQ(SystemSemaphore("clientClientMustDisconnect").count() * 10 +
-                SystemSemaphore("clientmKeepAliveTimestampMutex").count(),
-            1);
+  EXPECT_EQ(SystemSemaphore("clientClientMustDisconnect").count(), 0);
+  EXPECT_EQ(SystemSemaphore("clientmKeepAliveTimestampMutex").count(), 1);
   for (int i = 0; i < 6; ++i) {
     const auto slice = 8 + 784 * static_cast<std::size_t>(i);
     send.put(slice + 80, std::int16_t{3}).put(slice + 780, 4704 + i * (3 * 4096 - 784));
@@ -134,10 +144,8 @@ TEST_F(BareTable, AJoinHasPutEverythingInPlaceWhenItAsksAndEndsWithTheAnswer) {
   EXPECT_EQ(differences(list->front().bytes, wired) + differences(list->back().bytes, cut), "");
 
   EXPECT_FALSE(eventually(200ms, [&] { return client.isConnected() || client.established > 0; }));
-  const auto answered = Steady::now();
   session.answer();
-  EXPECT_TRUE(eventually(10s, [&] { return client.established == 1 && client.isConnected(); }));
-  EXPECT_LT(Steady::now() - answered, 2s) << "it waited for the answer, and no longer";
+  EXPECT_TRUE(eventually(2s, [&] { return client.established == 1 && client.isConnected(); }));
   EXPECT_TRUE(session.lockIsFree()) << "the host gives it back, the client does not";
 }
 
@@ -147,9 +155,7 @@ TEST_F(BareTable, ALeaveAsksAndTakesItsOwnAwayButLeavesTheRowToTheHost) {
   std::thread stop([&] { client.stopLIPCSession(); });
   ASSERT_TRUE(session.isAsked("client", 0));
   EXPECT_EQ(session.lock.count() + session.ended.count(), 0);
-  EXPECT_FALSE(client.isConnected());
-  EXPECT_EQ(client.removed, 1);
-  EXPECT_NE(session.list("client"), nullptr);
+  EXPECT_TRUE(!client.isConnected() && client.removed == 1 && session.list("client") != nullptr);
   session.answer();
   stop.join();
   EXPECT_EQ(remains(), "");
@@ -169,7 +175,6 @@ TEST_F(BareTable, ASilentHostCostsAJoinAndALeaveTheirTimesAndABusyLockTheRow) {
   EXPECT_TRUE(seconds >= 2.95 && seconds < 5) << seconds;
   EXPECT_EQ(session.row(0)[0], '\0');
   EXPECT_STREQ(session.row(0) + 1, "lient") << "nothing but its first character";
-  EXPECT_EQ(client.Client::getClientIndex(), -1);
   EXPECT_EQ(remains(), "");
   EXPECT_EQ(session.lock.count(), 0) << "what it never had it does not give";
   EXPECT_EQ(session.registration.count(), 1) << "the join's request alone";
@@ -179,127 +184,80 @@ TEST_F(BareTable, ASilentHostCostsAJoinAndALeaveTheirTimesAndABusyLockTheRow) {
   ASSERT_TRUE(joins());
   seconds = secondsOf([&] { client.stopLIPCSession(); });  // with the lock
   EXPECT_TRUE(seconds >= 1.45 && seconds < 2.9) << seconds;
-  EXPECT_EQ(remains(), "");
   session.lock.post();
 }
 
 TEST_F(BareTable, WhatKeepsAClientOutCostsNoLockAndLeavesNothingOfIt) {
-  std::unique_ptr<SystemSegment> mark;
-  const auto version = [&](int number, int width) {
-    return [=, this] {
-      session.version.at(0)[0] = static_cast<char>(number);
-      session.version.at(0)[4] = static_cast<char>(width);
-    };
-  };
-  const auto fill = [&](const char* id) {
-    return [=, this] {
-      for (int row = 0; row < 1024; ++row)
-        std::strcpy(session.row(row), id);
-    };
-  };
-  struct Case {
-    std::function<void()> hinder, free;
-    eVersionStatus status;
-    std::string log = "";
-    int lockCount = 1;
-  };
-  // clang-format off
-  std::vector<Case> cases = {
-      {[&] { mark = std::make_unique<SystemSegment>("LIPC_SESSION_NOCONNECT", 1); },
-       [&] { mark.reset(); }, eVersionNoHost},
-      {version(4, 64), version(5, 64), eVersionHostOlder},
-      {version(6, 64), version(5, 64), eVersionHostNewer},
-      {version(5, 32), version(5, 64), eVersionHost32Bit,
-       "V3DHost running in wrong architecture (32 bits : should be 64 )LIPC_SESSION"},
-      {[&] { session.lock.take(); }, [&] { session.lock.post(); }, eVersionMatches, "", 0},
-      {fill("filler"), fill(""), eVersionMatches, "No empty entry available, the array is full"}};
-  // clang-format on
-  for (const std::string name : {"", "-send", "-return"}) {
-    const std::string path = "/tmp/LIPC_client" + name;
-    cases.push_back({[=] {  // neither to be made nor to be opened
-                       std::filesystem::remove(path);
-                       std::filesystem::create_symlink("/none/of/these", path);
-                     },
-                     [=] { std::filesystem::remove(path); }, eVersionMatches,
-                     "Could not access " +
-                         (name.empty() ? "ClientBuffer" : "SHMSlices (" + name.substr(1) + ")")});
+  {
+    const SystemSegment mark("LIPC_SESSION_NOCONNECT", 1);
+    expectKeptOut(eVersionNoHost);
   }
-  for (const auto& [hinder, free, status, said, lockCount] : cases) {
-    SCOPED_TRACE(std::to_string(status) + said);
-    hinder();
-    const std::string table(session.row(0), 3376 * 1024);
-    const SyslogCapture log;
-    client.startLIPCSession(0);
-    EXPECT_TRUE(ticks(3));
-    EXPECT_EQ(client.getVersionStatus(), status);
-    EXPECT_FALSE(session.registration.take());
-    EXPECT_TRUE(lockCount == 1 ? session.lockIsFree() : session.lock.count() == 0);
-    EXPECT_GE(log.count("<ERRO> tryConnectWithoutLock " + said + "\n"), said.empty() ? 0 : 3);
-    EXPECT_EQ(log.messages().empty(), said.empty());
-    client.stopLIPCSession();
-    EXPECT_TRUE(table == std::string(session.row(0), table.size()));
-    EXPECT_EQ(remains(), "");
-    free();
-    ASSERT_TRUE(joins());
-    session.isAnswering = true;
-    client.stopLIPCSession();
-    session.isAnswering = false;
-    session.row(0)[0] = '\0';
+  const auto answers = [&](char number, char width) {
+    session.version.at(0)[0] = number;
+    session.version.at(0)[4] = width;
+  };
+  answers(4, 64);
+  expectKeptOut(eVersionHostOlder);
+  answers(6, 64);
+  expectKeptOut(eVersionHostNewer);
+  answers(5, 32);
+  expectKeptOut(eVersionHost32Bit,
+                "V3DHost running in wrong architecture (32 bits : should be 64 )LIPC_SESSION");
+  answers(5, 64);
+  session.lock.take();
+  expectKeptOut(eVersionMatches, "", 0);
+  session.lock.post();
+  for (int row = 0; row < 1024; ++row)
+    std::strcpy(session.row(row), "filler");
+  expectKeptOut(eVersionMatches, "No empty entry available, the array is full");
+  session.row(0)[0] = '\0';
+  for (const auto& [name, what] : {std::pair{"", "ClientBuffer"},
+                                   {"-send", "SHMSlices (send)"},
+                                   {"-return", "SHMSlices (return)"}}) {
+    const std::string path = std::string("/tmp/LIPC_client") + name;
+    std::filesystem::remove(path);
+    std::filesystem::create_symlink("/none/of/these", path);  // neither to be made nor opened
+    expectKeptOut(eVersionMatches, std::string("Could not access ") + what);
+    std::filesystem::remove(path);
   }
-  for (const char* id : {"", "Default", "LIPC_SESSION"}) {
-    TestClient nobody(id);
-    nobody.startLIPCSession(0);
-    EXPECT_TRUE(eventually(10s, [&] { return nobody.ticks > 1; }));
-    EXPECT_FALSE(session.registration.take()) << id;
-  }
+  EXPECT_TRUE(joins());
 }
 
 TEST_F(BareTable, AnIDThatIsThereIsTakenOverFromTheDeadAndLeftToTheLiving) {
-  constexpr int cNoBuffer = 1'000'000, cNoTime = 1'000'001;
-  struct Case {
-    int seconds;
-    bool mutexIsFree, isTakenOver;
-  };
+  constexpr int cNoBuffer = 1'000'000;
   // clang-format off
-  for (const Case& each : {Case{-5, true, true}, {cNoTime, true, true}, {cNoBuffer, true, true},
-                           {2, true, false}, {3600, true, false}, {-5, false, true}}) {
+  for (const auto& [age, mutexIsFree, isTakenOver] :
+       {std::tuple{-5, true, true}, {cNoBuffer, true, true}, {2, true, false}, {-5, false, true}}) {
     // clang-format on
-    SCOPED_TRACE(std::to_string(each.seconds) + (each.mutexIsFree ? "" : " behind its mutex"));
-    const std::string text = each.seconds == cNoTime ? "no time" : stamp(each.seconds);
+    SCOPED_TRACE(std::to_string(age) + (mutexIsFree ? "" : " behind its mutex"));
     TestClient joining("shared");
     joining.configEditConnection(ClientID("shared"), ClientID("target"));
     joining.configEditConnection(ClientID("source"), ClientID("shared"));
     std::strcpy(session.row(5), "shared");
-    std::memcpy(session.row(5) + 68, "ABCD", 4);
-    auto owner = std::make_unique<SystemSegment>("shared", each.seconds == cNoBuffer ? 0 : 1248);
-    SystemSemaphore mutex("sharedmKeepAliveTimestampMutex", each.mutexIsFree ? 1 : 0);
+    auto owner = std::make_unique<SystemSegment>("shared", age == cNoBuffer ? 0 : 1248);
+    SystemSemaphore mutex("sharedmKeepAliveTimestampMutex", mutexIsFree ? 1 : 0);
     if (owner->at(0) != nullptr) {
       semaphoreRecord("sharedmKeepAliveTimestampMutex", 1).copy(owner->at(984), 260);
-      std::strcpy(owner->at(cStampOffset), text.c_str());
+      std::strcpy(owner->at(cStampOffset), stamp(age).c_str());
     }
     const auto start = Steady::now();
     joining.startLIPCSession(0);
-    if (!each.mutexIsFree) {
+    if (!mutexIsFree) {
       EXPECT_TRUE(eventually(20s, [&] { return joining.ticks >= 2; }));
       EXPECT_GE(Steady::now() - start, 1900ms) << "a second for each look";
-      EXPECT_STREQ(session.row(5), "shared");
       mutex.post();
     }
     ASSERT_TRUE(eventually(20s, [&] { return session.registration.take(); }));
-    EXPECT_EQ(session.lock.count(), 0);
     const std::string id = session.row(0);
-    if (each.isTakenOver) {
-      EXPECT_EQ(id, "shared");
-      EXPECT_EQ(session.row(5)[0], '\0');
-      EXPECT_EQ(session.list("shared")->size(), 2U);
+    EXPECT_EQ(session.row(5), std::string(isTakenOver ? "" : "shared"));
+    BareSession::List* list = session.list(id.c_str());
+    ASSERT_NE(list, nullptr);
+    if (isTakenOver) {
+      EXPECT_EQ(id + std::to_string(list->size()), "shared2");
       EXPECT_EQ(SystemSegment("shared").at(0)[68], 'T');
     } else {
-      EXPECT_EQ(id.size(), 36U);
-      EXPECT_STREQ(session.row(5), "shared");
-      EXPECT_STREQ(owner->at(cStampOffset), text.c_str());
-      EXPECT_EQ(mutex.count(), 1);
-      BareSession::List* list = session.list(id.c_str());
-      ASSERT_TRUE(list != nullptr && list->size() == 1) << "the one to its old ID is the other's";
+      EXPECT_TRUE(id.size() == 36 && mutex.count() == 1);
+      EXPECT_EQ(list->size(), 1U) << "the one to its old ID is the other's";
       EXPECT_EQ(list->front().bytes, id);
     }
     session.answer();
@@ -330,10 +288,6 @@ TEST_F(BareTable, ARejoinBringsBackWhatTheSessionChangedAndWhatTheUserEdited) {
     parameter(index) = 2.0F;
   ASSERT_TRUE(eventually(10s, [&] { return client.lastChanged == 127; }));
   kept.addWire(7, 8);
-  const std::string name(64, 'n');
-  EXPECT_EQ(client.configSetName((name + "cut").c_str()), 0);
-  EXPECT_EQ(std::string(session.row(0) + 72, 64), name);
-  EXPECT_EQ(session.row(0)[136], 3) << "behind the name";
 
   for (const bool isRobbed : {false, true}) {
     const int joinsBefore = client.established;
@@ -346,21 +300,18 @@ TEST_F(BareTable, ARejoinBringsBackWhatTheSessionChangedAndWhatTheUserEdited) {
       session.answer();
     }
     ASSERT_TRUE(session.isAsked("client", 1));
-    std::string parameters;
+    std::string found = text(0) + text(9);
     for (const int index : edges)
-      parameters += std::to_string(static_cast<int>(parameter(index)));
-    EXPECT_EQ(parameters, "221122") << "8 to 31 are nobody else's";
-    EXPECT_EQ(text(0) + text(9), "theirslast");
-    EXPECT_EQ(std::string(session.row(0) + 72, 64), name);
+      found += std::to_string(static_cast<int>(parameter(index)));
+    EXPECT_EQ(found, "theirslast221122") << "8 to 31 are nobody else's";
     BareSession::List& list = *session.list("client");
     ASSERT_EQ(list.size(), 2U);
     EXPECT_EQ(list.front().bytes[196 + 8], 7) << "edited through a reference that was kept";
     EXPECT_EQ(list.back().bytes[196 + 8], 5) << "as the session has it";
-    EXPECT_EQ(list.front().bytes[452] * 2 + list.back().bytes[452], 1);
+    EXPECT_EQ(list.back().bytes[452], 1) << "cut by another";
     session.sessionList.clear();
     session.answer();
     ASSERT_TRUE(eventually(10s, [&] { return client.established > joinsBefore; }));
-    EXPECT_TRUE(session.lockIsFree());
   }
 }
 
@@ -368,29 +319,24 @@ TEST_F(BareTable, AConnectedClientStampsWatchesTheHeartbeatAndObeys) {
   ASSERT_TRUE(joins());
   const SystemSegment own("client");
   SystemSemaphore mutex("clientmKeepAliveTimestampMutex");
-  for (int round = 0; round < 2; ++round) {
-    ASSERT_TRUE(eventually(10s, [&] { return mutex.take(); }));
-    std::strcpy(own.at(cStampOffset), "19990101T000000");
-    EXPECT_TRUE(ticks(3));
-    EXPECT_STREQ(own.at(cStampOffset), "19990101T000000") << "while its mutex is held";
-    mutex.post();
-    EXPECT_TRUE(eventually(10s, [&] { return isNow(own.at(cStampOffset)); }));
-  }
+  ASSERT_TRUE(eventually(10s, [&] { return mutex.take(); }));
+  std::strcpy(own.at(cStampOffset), "19990101T000000");
+  EXPECT_TRUE(ticks(3));
+  EXPECT_STREQ(own.at(cStampOffset), "19990101T000000") << "while its mutex is held";
+  mutex.post();
+  EXPECT_TRUE(eventually(10s, [&] { return isNow(own.at(cStampOffset)); }));
   session.isBeating = false;
   const int ticksBefore = client.ticks;
-  const auto start = Steady::now();
   ASSERT_TRUE(session.isAsked("client", 0));
-  EXPECT_GE(Steady::now() - start, 900ms);
-  EXPECT_LE(client.ticks - ticksBefore, 14);
+  const int passes = client.ticks - ticksBefore;
+  EXPECT_TRUE(passes >= 9 && passes <= 14) << passes;
   session.answer();
   session.isAnswering = session.isBeating = true;
   ASSERT_TRUE(eventually(10s, [&] { return client.established == 2; }));
   session.isBeating = false;
-  const auto beginAgain = [&] { session.put(BareSession::cHeartbeat, std::uint64_t{1}); };
-  beginAgain();
   const int ticksAtReset = client.ticks;
   EXPECT_TRUE(eventually(10s, [&] {
-    beginAgain();  // over a last beat
+    session.put(BareSession::cHeartbeat, std::uint64_t{1});  // over a last beat
     return client.removed == 2;
   }));
   EXPECT_LE(client.ticks - ticksAtReset, 3) << "a host that begins again is left at once";

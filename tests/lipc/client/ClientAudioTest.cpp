@@ -21,7 +21,6 @@ class AudioClient final : public TestClient {
  public:
   explicit AudioClient(const char* id) : TestClient(id) { setChannels(2); }
   ~AudioClient() override { stopLIPCSession(); }
-
   void setChannels(int channels) {
     configBeginEdit();
     configSetIOChannelCount(channels, channels);
@@ -109,7 +108,6 @@ struct ClientAudio : testing::Test {
   }
 
   TestHost host{quiet()};
-  std::atomic<bool> held{false}, gate{false};
   AudioClient client{"client"};
   Audio audio;
 };
@@ -119,8 +117,7 @@ TEST_F(ClientAudio, RefusedBlocksThoseDuringAnotherCallAndThoseOfSomeModesAreNot
   const Segments seen("client");
   for (const auto& [count, inputs, back] : {std::array{1025, 2, 0}, {16, -1, 0}, {16, 2, 173}}) {
     EXPECT_EQ(trade(1000, count, inputs, back), silent(2));
-    EXPECT_EQ(audio.samples[1][count - 1], 0.0F);
-    EXPECT_EQ(audio.samples[1][count], cBefore);
+    EXPECT_TRUE(audio.samples[1][count - 1] == 0.0F && audio.samples[1][count] == cBefore);
     EXPECT_EQ(audio.returned[back], cBefore);
   }
   EXPECT_EQ(trade(1000, -1), silent(0));
@@ -130,7 +127,6 @@ TEST_F(ClientAudio, RefusedBlocksThoseDuringAnotherCallAndThoseOfSomeModesAreNot
   };
   client.updateDAWvaluesFromShMem();
   EXPECT_EQ(seen.announced(), 0);
-  EXPECT_EQ(seen.send->currentSlice, 0);
   for (const auto& [mode, announced] :
        {std::pair{1, 0}, {2, 1}, {3, 1}, {4, 1}, {1 | 4, 1}, {8, 0}, {0, 0}}) {
     client.configSetMode(static_cast<LIPC::eClientMode>(mode));
@@ -140,8 +136,6 @@ TEST_F(ClientAudio, RefusedBlocksThoseDuringAnotherCallAndThoseOfSomeModesAreNot
   client.signalBufferAvailable(1000);
   EXPECT_EQ(seen.announced(), 1) << "in every mode";
 
-  const LIPC::SHMSliceBuffer* sent = client.prepareSendBuffer(50'000, 2, 64);
-  EXPECT_TRUE(sent->ready == 1 && client.getPreviousRTparams(50'002) == sent->parameters);
   LIPC::SHMSliceBuffer* slot = client.prepareReturnBuffer(50'000, 2, 64);
   EXPECT_TRUE(slot->ready == 0 && slot->sampleCount == 64U && slot->timeStamp == 50'000);
   slot->parameters[171] = slot->getChannelSamples(1)[1023] = 1.0F;
@@ -151,23 +145,19 @@ TEST_F(ClientAudio, RefusedBlocksThoseDuringAnotherCallAndThoseOfSomeModesAreNot
 
 TEST_F(ClientAudio, TheOneOrTwoBlocksBeforeCanBeAmendedWhileTheyAreThere) {
   ASSERT_TRUE(client.join());
-  int answer = 1;
   std::vector<int> asked;
   client.onNeed = [] { return true; };
   client.onAmend = [&](float* parameters, int blocksBack) {
     asked.push_back(blocksBack);
     parameters[0] += static_cast<float>(blocksBack * 10);
-    return answer;
+    return asked.size() < 6 ? 1 : 0;
   };
-  const Segments seen("client");
-  for (int block = 0; block < 5; ++block) {
-    answer = block == 4 ? 0 : 1;
-    trade(10'000 + cSamples * block);
-  }
-  EXPECT_EQ(asked, (std::vector<int>{1, 1, 2, 1, 2, 1}));
   std::vector<float> sent;
   for (int block = 0; block < 5; ++block)
-    sent.push_back(seen.send->getSliceWithTime(10'000 + cSamples * block)->parameters[0]);
+    trade(10'000 + cSamples * block);
+  for (int block = 0; block < 5; ++block)
+    sent.push_back(client.getPreviousRTparams(10'000 + cSamples * block)[0]);
+  EXPECT_EQ(asked, (std::vector<int>{1, 1, 2, 1, 2, 1}));
   EXPECT_EQ(sent, (std::vector<float>{31, 31, 11, 11, 1}));
 }
 
@@ -184,27 +174,22 @@ TEST_F(ClientAudio, AnExceptionFromACallbackEndsTheBlockAndTheClientRejoinsUnder
 #endif
 
 TEST_F(ClientAudio, OutsideTheSessionBlocksTouchNothingAndThereAreNoPannerValues) {
-  EXPECT_EQ(trade(1000), silent(0));
-  client.updateDAWvaluesFromShMem();
   ASSERT_TRUE(client.join());
-  EXPECT_EQ(trade(1000), silent(2));
-  client.onValues = [] { throw std::runtime_error("on purpose"); };
-  EXPECT_THROW(client.updateDAWvaluesFromShMem(), std::runtime_error);
-  client.onValues = [] {};
   client.updateDAWvaluesFromShMem();
   client.stopLIPCSession();
   EXPECT_EQ(trade(1000), silent(0));
   EXPECT_EQ(audio.returned[0], cBefore);
   EXPECT_EQ(client.prepareSendBuffer(0, 2, 1), nullptr);
-  EXPECT_EQ(client.getProcessCallCount(), 3U);
+  client.updateDAWvaluesFromShMem();
   ASSERT_TRUE(LIPC::ShmManaged::removeIfPresent(LIPC::cPannerValuesSegment));
   ASSERT_TRUE(client.join());
   client.updateDAWvaluesFromShMem();
   EXPECT_EQ(client.statuses,
-            (std::vector<std::pair<int, bool>>{{0, false}, {1, true}, {1, true}, {-1, false}}));
+            (std::vector<std::pair<int, bool>>{{1, true}, {0, false}, {-1, false}}));
 }
 
 TEST_F(ClientAudio, WhatAHeldUpAudioThreadReadsStaysUntilItIsOut) {
+  std::atomic<bool> held{false}, gate{false};
   client.onNeed = [&] { return !gate; };
   client.onAmend = [&](float* parameters, int) {
     held = true;
@@ -222,69 +207,45 @@ TEST_F(ClientAudio, WhatAHeldUpAudioThreadReadsStaysUntilItIsOut) {
   EXPECT_TRUE(eventually(5s, [&] { return !host.hasRow("client"); }));
   const int before = client.ticks;
   EXPECT_TRUE(eventually(5s, [&] { return client.ticks >= before + 4; })) << "some 300 ms";
-  EXPECT_EQ(client.established, 1);
   client.stopLIPCSession();
-  EXPECT_NE(Segments("client").send.get(), nullptr);
+  EXPECT_TRUE(client.established == 1 && Segments("client").send.get() != nullptr);
   gate = true;
   thread.join();
-  client.updateDAWvaluesFromShMem();
-  EXPECT_EQ(client.statuses.back().first, 0) << "out of the session, although the block ended";
   ASSERT_TRUE(client.join());
   EXPECT_EQ(Segments("client").channels(), 4);
 }
 
-TEST(BusyClient, BlocksWithoutPauseGoWithEditsNamesValuesAndRejoins) {
+TEST(BusyClient, BlocksWithoutPauseGoWithEditsValuesAndRejoins) {
   TestHost host;
   AudioClient client("busy");
   ASSERT_TRUE(client.join());
-  std::atomic<bool> stop{false}, stopAudio{false};
+  std::atomic<bool> stop{false};
   std::thread audioThread([&] {
     Audio audio;
-    for (long long stamp = 0; !stopAudio; stamp += cSamples)
+    for (long long stamp = 0; !stop; stamp += cSamples)
       audio.trade(client, stamp);
   });
-  std::thread otherThread([&] {  // also asks it to leave, as a host does
+  std::thread otherThread([&] {
     for (int i = 0; !stop; ++i) {
-      for (int times = 0; times < 50; ++times) {
-        client.updateDAWvaluesFromShMem();
-        client.setOfflineParameter(50, static_cast<float>(i));
-        client.setString(1, std::to_string(i).c_str());
-        client.getString("busy", 1);
-        client.getClientEntries(0);
-        client.configGetName();
-        client.configGetClientID();
-      }
-      const ShmManagedOpen<LIPC::ClientBuffer> buffer("busy");
-      if (buffer.get() == nullptr) continue;
-      LIPC::SemaphoreHandle(buffer->mustDisconnectSemaphore).post();
-      std::this_thread::sleep_for(30ms);
+      client.updateDAWvaluesFromShMem();
+      client.setOfflineParameter(50, static_cast<float>(i));
+      client.setString(1, std::to_string(i).c_str());
+      client.getClientEntries(0);
+      client.configGetClientID();
     }
   });
-  const LIPC::ClientID self("busy");
-  client.configAutoConnect(
-      {static_cast<int>(LIPC::cMixEngineType), LIPC::Connection::eTargetSide, 0});
   testing::internal::CaptureStdout();  // overruns: blocks come faster than any host reads them
-  for (int round = 1; round <= 6; ++round) {
+  for (int round = 1; round <= 4; ++round) {
     const int before = client.established;
-    for (const int channels : {round, round + 2, round + 1})
-      client.setChannels(channels);
-    client.configSetName(("name " + std::to_string(round)).c_str());
-    for (int edit = 0; edit < 50; ++edit, std::this_thread::sleep_for(1ms)) {
-      client.configDisconnect(self, LIPC::ClientID("other " + std::to_string(edit % 5)));
-      client.syncClientConnections();
-      client.configEditConnection(self, self);
-    }
+    client.configDisconnect(LIPC::ClientID("busy"), LIPC::ClientID(std::to_string(round).c_str()));
+    client.setChannels(round);
+    client.syncClientConnections();
     if (round == 3) client.stopLIPCSession();
     client.startLIPCSession(0);
     EXPECT_TRUE(eventually(10s, [&] { return client.established > before; })) << round;
   }
   stop = true;
   otherThread.join();
-  EXPECT_TRUE(eventually(10s, [&] {  // the last round's channels
-    const Segments rings("busy");
-    return client.isConnected() && rings.send.get() != nullptr && rings.channels() == 7;
-  }));
-  stopAudio = true;
   audioThread.join();
   testing::internal::GetCapturedStdout();
   EXPECT_GT(client.getProcessCallCount(), 100U);

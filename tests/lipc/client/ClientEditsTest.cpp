@@ -32,19 +32,15 @@ TEST_F(ClientEdits, ArePublishedByTheOutermostEndAndByTheNextWhereNoneIsOpen) {
   EXPECT_EQ(routing(), (Routing{0, 1, 2}));
   client.configEndEdit();  // none is open
   EXPECT_FALSE(client.configSetIOChannelCount(2, 3)) << "nothing changes";
-  EXPECT_TRUE(client.configSetIOChannelCount(1, 3));
-
   EXPECT_TRUE(client.configSetIOChannelCount(1, 2));
   client.configSetClientID("newer");  // begins as the active one does: equal
   client.configSetClientID("other");
   EXPECT_EQ(client.configGetClientID() + std::to_string(routing().size()), "new3");
-  routing()[0] = -1;
   publish();
   EXPECT_EQ(client.configGetClientID(), "other");
   EXPECT_EQ(routing(), (Routing{0, 1})) << "refilled, since it changed its length";
   routing()[0] = -1;
   publish();
-  EXPECT_EQ(routing(), (Routing{-1, 1}));
   client.configResetOutputRouting();
   EXPECT_EQ(routing(), (Routing{-1, 1}));
   publish();
@@ -52,24 +48,16 @@ TEST_F(ClientEdits, ArePublishedByTheOutermostEndAndByTheNextWhereNoneIsOpen) {
 }
 
 TEST_F(ClientEdits, OfTheCountsGoAsFarAsTheModeAllows) {
-  struct Case {
-    int mode, stored;
-    bool hasInputs, hasOutputs;
-  };
-  // clang-format off
-  for (const Case& each : {Case{0, 0, false, false}, {1, 1, true, false}, {2, 2, false, true},
-                           {4, 4, false, false}, {7, 7, true, true}, {11, 8, false, false}}) {
-    // clang-format on
-    client.configSetMode(static_cast<eClientMode>(each.mode));
-    EXPECT_EQ(client.configGetMode(), static_cast<unsigned>(each.stored));
+  for (const auto& [mode, stored, hasInputs, hasOutputs] :
+       {std::array{0U, 0U, 0U, 0U}, {1, 1, 1, 0}, {2, 2, 0, 1}, {7, 7, 1, 1}, {11, 8, 0, 0}}) {
+    client.configSetMode(static_cast<eClientMode>(mode));
+    EXPECT_EQ(client.configGetMode(), stored);
     client.configSetIOChannelCount(0, 0);
-    EXPECT_EQ(client.configSetIOChannelCount(2, 0), each.hasInputs) << each.mode;
-    EXPECT_EQ(client.configSetIOChannelCount(2, 2), each.hasOutputs) << each.mode;
+    EXPECT_EQ(client.configSetIOChannelCount(2, 0), hasInputs) << mode;
+    EXPECT_EQ(client.configSetIOChannelCount(2, 2), hasOutputs) << mode;
   }
   client.configSetMode(static_cast<eClientMode>(3));
   client.configSetIOChannelCount(2, 2);
-  publish();
-  EXPECT_EQ(routing().size(), 2U);
   client.configSetMode(eClientModeInputs);
   publish();
   EXPECT_TRUE(routing().empty()) << "a mode without outputs takes them away";
@@ -93,10 +81,10 @@ TEST(HeartbeatWatch, TheEleventhUnchangedPassInARowIsTheEndAndAHostThatBeginsAga
 
 TEST(AutoConnectThread, TheLoopPeriodIsClamped) {
   AutoConnectThread thread;
-  for (const auto& [asked, stored] : {std::pair{99, 100}, {101, 101}, {499, 499}, {501, 500}}) {
-    thread.setLoopDurationMS(asked);
-    EXPECT_EQ(thread.loopDurationMS(), stored);
-  }
+  thread.setLoopDurationMS(99);
+  EXPECT_EQ(thread.loopDurationMS(), 100);
+  thread.setLoopDurationMS(501);
+  EXPECT_EQ(thread.loopDurationMS(), 500);
 }
 
 }  // namespace

@@ -13,7 +13,6 @@ TEST(Client, ReadsAndWritesWithinItsBoundsAndNothingOutsideOfASession) {
   LIPC::ClientEntry copy;
   LIPC::PredicateFindClientEntryForID finder(ClientID("other"));
   const auto reads = [&] {
-    client.setOfflineParameter(-1, 9.0F);
     client.setOfflineParameter(128, 9.0F);
     client.setOfflineParameter(127, 0.5F);
     client.setString(10, "none");
@@ -23,43 +22,35 @@ TEST(Client, ReadsAndWritesWithinItsBoundsAndNothingOutsideOfASession) {
     client.scanClientEntries(finder);
     std::ostringstream all;
     all << client.getOfflineParameter(127) << client.getOfflineParameter(128) << ' '
-        << client.getOfflineParameter("client", 127) << client.getOfflineParameter("other", 128)
-        << client.getOfflineParameter("nobody", 4) << ' ' << client.getString(9)
-        << client.getString(10) << client.getString("other", 8) << client.getString("nobody", 8)
-        << ' ' << client.getClientIndex(ClientID("other")) << ' '
+        << client.getOfflineParameter("client", 127) << client.getOfflineParameter("nobody", 4)
+        << ' ' << client.getString(9) << client.getString(10) << client.getString("other", 8)
+        << client.getString("nobody", 8) << ' ' << client.getClientIndex(ClientID("other")) << ' '
         << client.getClientIndex(ClientID("nobody")) << ' ' << client.getClientEntries(type).size()
         << client.getClientEntryCopy("other", copy) << client.getClientEntryCopy("nobody", copy)
         << client.getClientEntryCopy(1, copy) << client.getClientEntryCopy(1024, copy)
         << finder.found;
     return all.str();
   };
-  EXPECT_EQ(reads(), "0.50 000  -1 -1 000000");
+  EXPECT_EQ(reads(), "0.50 00  -1 -1 000000");
   TestHost host;
   ASSERT_TRUE(client.join() && other.join());
-  EXPECT_EQ(reads(), "0.50 0.500 nineeight 1 1024 210101");
+  EXPECT_EQ(reads(), "0.50 0.50 nineeight 1 1024 210101");
   EXPECT_EQ(copy.id, "other");
   host.session().entries[0].offlineParameters[32] = std::nanf("");
   EXPECT_TRUE(eventually(5s, [&] { return client.changed > 2; })) << "a NaN counts every time";
   EXPECT_EQ(client.lastChanged, 32);
 }
 
-TEST(Client, NamesAreMadeUniqueAndRefused) {
+TEST(Client, ANameIsRefusedOrMadeUnique) {
   TestHost host;
-  TestClient clients[] = {TestClient("a"), TestClient("b"), TestClient("c")};
-  for (TestClient& client : clients) {
-    client.configSetName("Mixer");
-    ASSERT_TRUE(client.join());
-  }
-  TestClient& last = clients[2];
-  EXPECT_EQ(clients[0].configGetName() + clients[1].configGetName(), "MixerMixer (1)");
-  EXPECT_EQ(last.configGetName(), "Mixer (2)");
-  EXPECT_EQ(last.configSetName("   "), -3);
-  EXPECT_EQ(last.configSetName(""), -2);
-  EXPECT_EQ(last.configSetName(nullptr), -2);
-  EXPECT_EQ(last.configGetName(), "Mixer (2)");
-  EXPECT_EQ(last.configSetName("Mixer (1)"), -1);
-  EXPECT_EQ(host.session().entries[2].nameView(), "Mixer (1) (1)");
-  EXPECT_EQ(last.configSetName("a/b \xC3\xA9"), 0);
+  TestClient client("a"), other("b");
+  client.configSetName("Mixer");
+  ASSERT_TRUE(client.join() && other.join());
+  EXPECT_EQ(other.configSetName("   "), -3);
+  EXPECT_TRUE(other.configSetName("") == -2 && other.configSetName(nullptr) == -2);
+  EXPECT_EQ(other.configSetName("Mixer"), -1);
+  EXPECT_EQ(host.session().entries[1].nameView(), "Mixer (1)");
+  EXPECT_EQ(other.configSetName("a/b \xC3\xA9"), 0);
 }
 
 TEST(Client, AChangedConfigurationRejoinsAndAnUnchangedOneDoesNot) {
@@ -73,33 +64,17 @@ TEST(Client, AChangedConfigurationRejoinsAndAnUnchangedOneDoesNot) {
   client.configEndEdit();
   ASSERT_TRUE(eventually(5s, [&] { return client.established == 2; }));
   const LIPC::ClientEntry& row = host.session().entries[0];
-  EXPECT_EQ(row.inputChannelCount, 4);
   EXPECT_EQ(row.outputChannelCount, 70'000 - 65'536) << "cut to 16 bits";
-  EXPECT_EQ(client.removed, 1);
   for (const auto& [mode, stored] : {std::pair{7, 7U}, {12, 8U}}) {
     client.configSetMode(static_cast<LIPC::eClientMode>(mode));
     EXPECT_EQ(row.mode, stored) << "written through";
   }
   client.configBeginEdit();
-  client.configEndEdit();
-  ASSERT_TRUE(eventually(5s, [&] { return client.established == 3; }));
-  EXPECT_EQ(row.inputChannelCount + row.outputChannelCount, 0) << "as the mode 8 allowed";
-  client.configBeginEdit();
   client.configSetClientID("chang");
   client.configEndEdit();
-  ASSERT_TRUE(eventually(5s, [&] { return client.established == 4; }));
+  ASSERT_TRUE(eventually(5s, [&] { return client.established == 3; }));
   EXPECT_EQ(row.id, "chang");
-}
-
-TEST(Client, TheStartDelayIsSleptThroughAndAStoppedClientCanBeStartedAgain) {
-  TestHost host;
-  TestClient client("twice");
-  const auto start = std::chrono::steady_clock::now();
-  client.startLIPCSession(300);
-  client.stopLIPCSession();
-  EXPECT_GE(std::chrono::steady_clock::now() - start, 300ms);
-  EXPECT_EQ(client.established, 0);
-  EXPECT_TRUE(client.join());
+  EXPECT_EQ(row.inputChannelCount + row.outputChannelCount, 0) << "as the mode 8 allowed";
 }
 
 class ThrowingClient final : public TestClient {
@@ -129,11 +104,8 @@ TEST(Client, AnExceptionInAJoinReleasesEverythingAndTheJoinIsTriedAgain) {
   client.throwsAtATick = true;
   EXPECT_TRUE(eventually(10s, [&] { return !client.isConnected(); })) << "its thread has ended";
   client.throwsAtATick = false;
-  for (int times = 0; times < 2; ++times) {
-    client.stopLIPCSession();
-    EXPECT_FALSE(host.hasRow("throwing"));
-    EXPECT_TRUE(times == 1 || client.join()) << "a stopped client starts again";
-  }
+  client.stopLIPCSession();
+  EXPECT_TRUE(!host.hasRow("throwing") && client.join()) << "a stopped client starts again";
 }
 
 }  // namespace

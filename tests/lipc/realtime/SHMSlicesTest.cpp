@@ -5,20 +5,6 @@ namespace {
 
 using LIPC::SHMSlices;
 
-TEST(SHMSlices, TheSampleAreaIsLaidOutSliceAfterSliceAndZeroedAtFirstAndByClear) {
-  for (const unsigned short channels : {0, 2}) {
-    std::vector<char> bytes(SHMSlices::sizeOfStruct(channels), 'x');
-    auto& ring = *new (bytes.data()) SHMSlices("ring");
-    ring.allocateChannelCount(channels);
-    EXPECT_EQ(std::count(bytes.begin() + 4712, bytes.end(), '\0'), 24576 * channels);
-    for (int i = 0; i < 6; ++i)
-      EXPECT_EQ(ring.slices[i].samplesOffset, 4712 + 4096 * i * channels - (8 + 784 * i));
-    std::fill(bytes.begin() + 4712, bytes.end(), 'x');
-    ring.clear();
-    EXPECT_EQ(std::count(bytes.begin() + 4712, bytes.end(), '\0'), 24576 * channels);
-  }
-}
-
 TEST(SHMSlices, TheNewestSliceWithinExactlyTwoSamplesIsFoundBackwardsRoundTheRing) {
   SHMSlices ring("ring");
   for (const int newest : {0, 1, 2, 3, 4, 5, 6, -1, INT_MAX, INT_MIN}) {

