@@ -3,7 +3,6 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
-#include <string_view>
 #include <thread>
 #include <utility>
 
@@ -14,6 +13,7 @@
 
 #include "host/ClientSegments.h"
 #include "host/Leftovers.h"
+#include "lipc/realtime/Semaphore.h"
 #include "lipc/session/SessionBuffer.h"
 #include "lipc/session/ShmManaged.h"
 #include "lipc/session/shmKey.h"
@@ -35,15 +35,16 @@ constexpr const char* cSessionWideSegments[] = {
     LIPC::cPannerValuesSegment,
 };
 
-/// Sends the clients that are still attached to the old table away from it, and wakes them: a clock
-/// that was set back meanwhile may have one wait for hours.
-void sendClientsAway() {
-  const LIPC::ShmManagedOpen<LIPC::SessionBuffer> session(LIPC::cSessionSegment);
-  if (session.get() == nullptr) return;
-  LIPC::storeRelease(session->heartbeat, std::uint64_t{0});
-  for (const LIPC::ClientEntry& entry : session->entries) {
+/// Sends the clients that are still attached to the old table away from it, and posts whatever one
+/// may be waiting for, once: a clock that was set back meanwhile may have it wait for hours. Who
+/// gets the registration lock by it sees that the table lost its name, and hands the lock on.
+void sendClientsAway(LIPC::SessionBuffer& table) {
+  LIPC::storeRelease(table.heartbeat, std::uint64_t{0});
+  for (const LIPC::ClientEntry& entry : table.entries) {
     if (const LIPC::ClientID id = entry.id; id.isDefined()) askToLeave(id);
   }
+  LIPC::Semaphore::postIfPresent(table.registrationEndedSemaphore);
+  LIPC::Semaphore::postIfPresent(table.clientsCanRegisterMutex);
 }
 
 }  // namespace
@@ -80,10 +81,10 @@ bool isSessionAlive() {
 
 std::vector<std::string> clearDeadSession() {
   std::vector<std::string> removed;
+  const LIPC::ShmManagedOpen<LIPC::SessionBuffer> table(LIPC::cSessionSegment);
   // The version goes first: without it nobody joins while the rest is taken away.
   for (const char* name : cSessionWideSegments) {
     if (!ShmManaged::find(name)) continue;
-    if (name == std::string_view(LIPC::cSessionSegment)) sendClientsAway();
     if (!ShmManaged::removeIfPresent(name)) {
       throw HostError(std::string("The segment \"") + name +
                       "\" of a dead session cannot be removed: " + std::strerror(errno) +
@@ -96,6 +97,7 @@ std::vector<std::string> clearDeadSession() {
   }
   for (std::string& phrase : removeLeftovers().removed)
     removed.push_back(std::move(phrase));
+  if (table.get() != nullptr) sendClientsAway(*table.get());
   return removed;
 }
 

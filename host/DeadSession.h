@@ -34,10 +34,10 @@ class HostLock {
 bool isSessionAlive();
 
 /// Removes what a dead host and dead clients left: the session's segments and the connection pool,
-/// and the clients' leftovers (Leftovers.h). Clients that still hold the old session are woken, see
-/// its heartbeat go back and come over at once, whatever became of the clock. Returns a phrase for
-/// each thing removed. Throws HostError for a session segment that cannot be removed (another
-/// user's).
+/// and the clients' leftovers (Leftovers.h). Then the clients that still hold the old table, which
+/// has lost its name, are woken, see its heartbeat go back and come over at once, whatever became
+/// of the clock. Returns a phrase for each thing removed. Throws HostError for a session segment
+/// that cannot be removed (another user's).
 std::vector<std::string> clearDeadSession();
 
 }  // namespace host

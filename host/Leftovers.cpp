@@ -4,8 +4,10 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
+#include <map>
 #include <set>
 #include <string_view>
+#include <thread>
 
 #include "lipc/realtime/Semaphore.h"
 #include "lipc/session/SegmentNames.h"
@@ -21,6 +23,9 @@ using LIPC::Semaphore;
 using LIPC::ShmManaged;
 
 constexpr std::chrono::seconds cConstructionTime{10};
+/// An owner that leaves detaches its segment, then removes it; that fails, which ends its process,
+/// when somebody has removed it in between.
+constexpr std::chrono::milliseconds cOwnRemovalTime{50};
 
 /// The segment names of all key files on this machine but the session's own.
 std::vector<std::string> clientNames() {
@@ -29,16 +34,35 @@ std::vector<std::string> clientNames() {
   return names;
 }
 
-void removeIfOrphan(const std::string& name, Leftovers& leftovers) {
-  const auto segment = ShmManaged::find(name.c_str());
-  if (!segment || segment->isAttached() || !LIPC::hasSizeOfName(name, segment->bytes)) return;
+/// The segments of these names that are a client's and that nobody has attached, by name.
+std::map<std::string, int> findOrphans(const std::vector<std::string>& names) {
+  std::map<std::string, int> orphans;
+  for (const std::string& name : names) {
+    const auto segment = ShmManaged::find(name.c_str());
+    if (segment && !segment->isAttached() && LIPC::hasSizeOfName(name, segment->bytes))
+      orphans.emplace(name, segment->id);
+  }
+  return orphans;
+}
+
+void remove(const std::string& name, int shmid, Leftovers& leftovers) {
   errno = 0;
   if (ShmManaged::removeIfUnattached(name.c_str())) {
     leftovers.removed.push_back("segment " + name + " of a dead client");
   } else if (errno == EPERM) {
     leftovers.kept.push_back(
         "The segment \"" + name + "\" of a dead client cannot be removed: " + std::strerror(EPERM) +
-        ". Remove it as its owner or as root: ipcrm -m " + std::to_string(segment->id));
+        ". Remove it as its owner or as root: ipcrm -m " + std::to_string(shmid));
+  }
+}
+
+void removeOrphans(const std::vector<std::string>& names, Leftovers& leftovers) {
+  const std::map<std::string, int> before = findOrphans(names);
+  if (before.empty()) return;
+  std::this_thread::sleep_for(cOwnRemovalTime);
+  for (const auto& orphan : findOrphans(names)) {
+    const auto same = before.find(orphan.first);
+    if (same != before.end() && *same == orphan) remove(orphan.first, orphan.second, leftovers);
   }
 }
 
@@ -77,8 +101,7 @@ void removeSemaphores(const std::vector<std::string>& names, Leftovers& leftover
 Leftovers removeLeftovers() {
   Leftovers leftovers;
   const std::vector<std::string> names = clientNames();
-  for (const std::string& name : names)
-    removeIfOrphan(name, leftovers);
+  removeOrphans(names, leftovers);
   removeSemaphores(names, leftovers);
   return leftovers;
 }

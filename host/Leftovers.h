@@ -11,8 +11,8 @@ struct Leftovers {
   std::vector<std::string> kept;     // what could not be removed, why, and what to do: sentences
 };
 
-/// Removes every client segment to which no process is attached, and the semaphores that are
-/// provably nobody's:
+/// Removes every client segment to which no process is attached, at two looks, and the semaphores
+/// that are provably nobody's:
 ///
 ///   of an ID with a key file and without a segment, where no ID with a segment has the same
 ///   platform name: a client makes its key file first and lets go of its segment last

@@ -178,6 +178,7 @@ TEST(AStartingHost, WakesTheClientsOfADeadOneAndRemovesTheSemaphoresOfNobody) {
   // Its semaphores have the platform's names of those of "x0-123".
   const LIPC::ShmManagedCreateOpen<LIPC::ClientBuffer> living("x1-122", sizeof(LIPC::ClientBuffer));
   LIPC::SemaphoreHandle asked(living->mustDisconnectSemaphore);
+  LIPC::SemaphoreHandle answered(table->registrationEndedSemaphore);
   table->entries[3].id.setTo("x1-122");
   const auto make = [](const std::string& path, std::chrono::seconds age) {
     std::ofstream(path).close();
@@ -196,7 +197,7 @@ TEST(AStartingHost, WakesTheClientsOfADeadOneAndRemovesTheSemaphoresOfNobody) {
   {
     const TestHost host;
     EXPECT_EQ(table->heartbeat, 0U);
-    EXPECT_TRUE(asked.try_wait()) << "it may wait by a clock that was set back";
+    EXPECT_TRUE(asked.try_wait() && answered.try_wait()) << "it may wait by a clock set back";
   }
   EXPECT_TRUE(LIPC::Semaphore::postIfPresent(living->mustDisconnectSemaphore));
   EXPECT_TRUE(asked.try_wait()) << "its semaphore was taken for another's";
