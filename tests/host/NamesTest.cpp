@@ -1,5 +1,4 @@
-// Names that fall on one key, and segments whose owner is only stopped.
-#include <csignal>
+// Names that fall on one key, and names that are taken away.
 #include <filesystem>
 
 #include <gtest/gtest.h>
@@ -7,7 +6,6 @@
 #include "lipc/session/SegmentNames.h"
 #include "lipc/session/ShmManaged.h"
 #include "lipc/session/shmKey.h"
-#include "tests/support/Process.h"
 #include "tests/support/TestClient.h"
 #include "tests/support/TestHost.h"
 
@@ -15,7 +13,6 @@ namespace {
 
 using namespace std::chrono_literals;
 using support::eventually;
-using support::Process;
 using support::TestClient;
 using support::TestHost;
 
@@ -30,8 +27,10 @@ TEST(TwoNamesOnOneKey, ThatOfTheJoinerIsMadeAnewAndNobodyElseNoticesIt) {
   const char* others[] = {"LIPC_SESSION", "LIPC_VERSION", "first",
                           "first-send",   "first-return", "LIPC_SESSION_PANNER_DAW_VALS"};
   TestHost host;
+  collide("first-return", "first");
   TestClient first("first");
   ASSERT_TRUE(first.join());
+  EXPECT_NE(LIPC::existingShmKey("first-return"), LIPC::existingShmKey("first"));
   int number = 0;
   for (const std::string other : others) {
     for (const char* suffix : {"", "-send", "-return"}) {
@@ -47,14 +46,6 @@ TEST(TwoNamesOnOneKey, ThatOfTheJoinerIsMadeAnewAndNobodyElseNoticesIt) {
   }
   EXPECT_TRUE(first.isConnected());
   EXPECT_EQ(first.established, 1);
-}
-
-TEST(TwoNamesOnOneKey, OfOneClientAreToldApart) {
-  TestHost host;
-  collide("twin-return", "twin");
-  TestClient twin("twin");
-  ASSERT_TRUE(twin.join());
-  EXPECT_NE(LIPC::existingShmKey("twin-return"), LIPC::existingShmKey("twin"));
 }
 
 TEST(TwoNamesOnOneKey, OfALivingClientAndTheSessionLeaveTheClientItsSegment) {
@@ -75,28 +66,12 @@ TEST(TwoNamesOnOneKey, OfALivingClientAndTheSessionLeaveTheClientItsSegment) {
   std::filesystem::remove(LIPC::keyFilePath("LIPC_SESSION"));
 }
 
-TEST(AStoppedClient, KeepsItsSegmentsUntilItsIDIsTakenAndComesBackUnderIt) {
-  TestHost host;
-  Process stopped({LIPC_EXAMPLES "/tone", "--id", "stopped", "--to", "nobody"});
-  ASSERT_TRUE(stopped.waitForLine("joined", 10s));
-  const auto before = LIPC::ShmManaged::find("stopped-send");
-  stopped.signal(SIGSTOP);
-  ASSERT_TRUE(host.waitFor(host::Event::eKind::eLost, "stopped", 15s));
-  ASSERT_TRUE(LIPC::ShmManaged::find("stopped-send"));
-  EXPECT_EQ(LIPC::ShmManaged::find("stopped-send")->id, before->id) << "attached: it may live";
-  stopped.signal(SIGCONT);
-  EXPECT_TRUE(stopped.waitForLine("joined", 10s)) << stopped.output();
-  EXPECT_TRUE(host.hasRow("stopped"));
-  stopped.signal(SIGINT);
-  EXPECT_EQ(stopped.wait(10s), 0);
-}
-
-TEST(AClient, WhoseSegmentIsRemovedAndNotTakenLeavesInOrderAndComesBack) {
-  for (const char* name : {"bereft", "bereft-send", "bereft-return"}) {
+TEST(AClient, WhoseSegmentOrKeyFileIsTakenAwayLeavesInOrderAndComesBack) {
+  for (const char* name : {"bereft", "bereft-send", "bereft-return", "/tmp/LIPC_bereft"}) {
     TestHost host;
     TestClient client("bereft");
     ASSERT_TRUE(client.join());
-    LIPC::ShmManaged::remove(name);
+    if (!std::filesystem::remove(name)) LIPC::ShmManaged::remove(name);
     ASSERT_TRUE(eventually(5s, [&] { return client.established == 2; })) << name;
     EXPECT_TRUE(host.had(host::Event::eKind::eLeft, "bereft")) << name;
   }

@@ -4,38 +4,28 @@
 
 namespace {
 
-/// What a timeline holds of its channel 0, `count` samples from `t` on.
-std::vector<float> heard(const host::Timeline& timeline, long long t, unsigned count) {
-  std::vector<float> out(count);
-  timeline.addTo(out.data(), 0, t, count);
-  return out;
-}
-
 TEST(Timeline, HoldsTheLatestSamplesByTheirStamps) {
+  constexpr long long cCapacity = host::Timeline::cCapacity;
+  constexpr long long cFar = 10 * cCapacity - 1;  // over the end of its circle
   host::Timeline timeline;
   timeline.keep({0});
-  const auto send = [&](long long t, unsigned count, float value) {
-    timeline.advance(t, count);
-    timeline.write(0, std::vector<float>(count, value).data());
-  };
   EXPECT_FALSE(timeline.isAwaited(0, 4)) << "it was never at work";
-  send(-2, 4, 1.0F);
-  EXPECT_EQ(heard(timeline, -3, 6), (std::vector<float>{0, 1, 1, 1, 1, 0}));
-  EXPECT_TRUE(timeline.isAwaited(0, 4));
-  send(4, 2, 2.0F);
-  EXPECT_EQ(heard(timeline, 0, 7), (std::vector<float>{1, 1, 0, 0, 2, 2, 0})) << "a gap is silent";
-  send(4, 2, 3.0F);
-  EXPECT_EQ(heard(timeline, 0, 7), (std::vector<float>{1, 1, 0, 0, 3, 3, 0})) << "sent again";
-  send(0, 2, 4.0F);
-  EXPECT_EQ(heard(timeline, -2, 8), (std::vector<float>{1, 1, 4, 4, 0, 0, 0, 0}))
-      << "a step back forgets what was behind it";
-  send(-9, 2, 4.5F);
-  EXPECT_EQ(heard(timeline, -9, 9), (std::vector<float>{4.5, 4.5, 0, 0, 0, 0, 0, 0, 0}))
-      << "a step back behind the beginning forgets all";
-  const long long far = 10LL * host::Timeline::cCapacity - 1;  // over the end of its circle
-  send(far, 4, 5.0F);
-  EXPECT_EQ(heard(timeline, far - 1, 6), (std::vector<float>{0, 5, 5, 5, 5, 0}));
-  EXPECT_FALSE(timeline.isAwaited(far + host::Timeline::cCapacity, 4)) << "it has been quiet";
+  using Samples = std::vector<float>;
+  for (const auto& [t, sent, from, expected] :
+       {std::tuple{-2LL, Samples{1, 1, 1, 1}, -3LL, Samples{0, 1, 1, 1, 1, 0}},
+        {4, {2, 2}, 0, {1, 1, 0, 0, 2, 2, 0}},       // a gap is silent
+        {4, {3, 3}, 0, {1, 1, 0, 0, 3, 3, 0}},       // sent again
+        {0, {4, 4}, -2, {1, 1, 4, 4, 0, 0, 0, 0}},   // back: it forgets what was behind
+        {-9, {5, 5}, -9, {5, 5, 0, 0, 0, 0, 0, 0}},  // back behind the beginning: all
+        {cFar, {6, 6, 6, 6}, cFar - 1, {0, 6, 6, 6, 6, 0}}}) {
+    timeline.advance(t, static_cast<unsigned>(sent.size()));
+    timeline.write(0, sent.data());
+    Samples heard(expected.size());
+    timeline.addTo(heard.data(), 0, from, static_cast<unsigned>(heard.size()));
+    EXPECT_EQ(heard, expected) << t;
+    EXPECT_TRUE(timeline.isAwaited(t + 4, 4));
+  }
+  EXPECT_FALSE(timeline.isAwaited(cFar + cCapacity, 4)) << "it has been quiet";
 }
 
 }  // namespace

@@ -1,3 +1,5 @@
+#include <functional>
+
 #include <gtest/gtest.h>
 
 #include "host/ClientWatch.h"
@@ -10,53 +12,53 @@ using namespace std::chrono_literals;
 using LIPC::ClientID;
 using Steady = std::chrono::steady_clock;
 
-/// Looks every half second, as the host does, from `from` until `to`; the last verdict.
-bool isLost(host::ClientWatch& watch, int from, int to, const std::optional<std::string>& stamp) {
+/// Asks every half second, as the host does, from `from` to `to` ms; the last verdict.
+bool isTrueAt(int from, int to, const std::function<bool(Steady::time_point)>& ask) {
   static const auto start = Steady::now();
-  bool isLost = false;
+  bool verdict = false;
   for (int ms = from; ms <= to; ms += 500)
-    isLost = watch.isLost(ClientID("client"), stamp, start + ms * 1ms);
-  return isLost;
+    verdict = ask(start + ms * 1ms);
+  return verdict;
 }
 
 TEST(ClientWatch, OnlyWhoWasWatchedWithoutANewStampForFourSecondsIsLost) {
+  using Stamp = std::optional<std::string>;
   host::ClientWatch watch;
-  EXPECT_FALSE(isLost(watch, 0, 0, "20260101T080000")) << "the machine slept for hours";
-  EXPECT_FALSE(isLost(watch, 500, 4000, "20260101T120000"));
-  EXPECT_TRUE(isLost(watch, 4500, 4500, "20260101T120000"));
-  EXPECT_FALSE(isLost(watch, 5000, 5000, "20260101T120004")) << "it came back";
-  EXPECT_FALSE(isLost(watch, 65'000, 65'000, "20260101T120004")) << "nobody watched for a minute";
-  for (const auto& [stamp, after] : {std::pair{std::optional<std::string>{}, 2000},
-                                     {"no time at all", 4000},
-                                     {"99990101T000000", 4000}}) {
-    watch.forget(ClientID("client"));
-    EXPECT_FALSE(isLost(watch, 70'000, 69'500 + after, stamp));
-    EXPECT_TRUE(isLost(watch, 70'000 + after, 70'000 + after, stamp));
+  for (const auto& [from, to, stamp, isLost] :
+       {std::tuple{0, 0, Stamp("20260101T080000"), false},  // the machine slept for hours
+        {500, 4000, "20260101T120000", false},
+        {4500, 4500, "20260101T120000", true},
+        {5000, 5000, "20260101T120004", false},      // it came back
+        {65'000, 65'000, "20260101T120004", false},  // nobody watched for a minute
+        {70'000, 71'500, {}, false},
+        {72'000, 72'000, {}, true},
+        {80'000, 83'500, "no time at all", false},
+        {84'000, 84'000, "no time at all", true},
+        {90'000, 93'500, "99990101T000000", false},
+        {94'000, 94'000, "99990101T000000", true}}) {
+    if (from % 10'000 == 0) watch.forget(ClientID("client"));
+    const auto ask = [&, &seen = stamp](auto now) {
+      return watch.isLost(ClientID("client"), seen, now);
+    };
+    EXPECT_EQ(isTrueAt(from, to, ask), isLost) << to;
   }
 }
 
 TEST(LockWatch, OnlyALockHeldWithoutARequestForLongerThanAnyJoinIsStuck) {
   host::LockWatch watch;
-  const auto start = Steady::now();
-  const auto watchUntil = [&](int from, int to) {
-    bool stuck = false;
-    for (int ms = from; ms <= to; ms += 500)
-      stuck = watch.isStuck(start + ms * 1ms);
-    return stuck;
-  };
-  EXPECT_FALSE(watchUntil(0, 4500));
+  const auto ask = [&](auto now) { return watch.isStuck(now); };
+  EXPECT_FALSE(isTrueAt(0, 4500, ask));
   watch.restart();
-  EXPECT_FALSE(watchUntil(5000, 9500));
-  EXPECT_FALSE(watch.isStuck(start + 9600ms));
-  EXPECT_TRUE(watchUntil(10'000, 10'000));
+  EXPECT_FALSE(isTrueAt(5000, 9500, ask));
+  EXPECT_FALSE(isTrueAt(9600, 9600, ask));
+  EXPECT_TRUE(isTrueAt(10'000, 10'000, ask));
 }
 
 TEST(SessionConnections, AFullPoolLeavesConnectionsOutAndKeepsTheSession) {
   host::SessionConnections connections;
   std::list<LIPC::Connection> many;
-  for (int i = 0; i < 5000; ++i) {
+  for (int i = 0; i < 5000; ++i)
     many.emplace_back(ClientID("from"), ClientID("to " + std::to_string(i)), ClientID());
-  }
   LIPC::PublishedConnections published(ClientID("from"));
   published.publish(many);
   EXPECT_NE(connections.merge(ClientID("from")).find("full"), std::string::npos);
