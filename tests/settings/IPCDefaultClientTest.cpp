@@ -53,10 +53,8 @@ struct SettingsClient : testing::Test {
       const IPCDefaultClient client;
       EXPECT_TRUE(eventually(10s, [&] { return client.isConnected(); }));
       const host::ClientPicture row = host::readSession(0)->clients.at(0);
-      for (const auto& [key, index] : cKeys) {
+      for (const auto& [key, index] : cKeys)
         (index < 0 ? all << row.strings[0] : all << row.parameters[index]) << ' ';
-        EXPECT_TRUE(index < 0 || client.getOfflineParameter(index) == row.parameters[index]) << key;
-      }
     }
     EXPECT_EQ(files(), before) << "they are read, never written or made";
     return all.str();

@@ -37,4 +37,17 @@ TEST(IPCProcessor, DerivesSlot39FromTwoParametersOfTheMixEngine) {
   EXPECT_EQ(derived(-6.5F, -1.0F, cMixEngine, false), 7.0F);
 }
 
+TEST(AudioProcessor, KeepsTheOrderOfItsOperations) {
+  using P = LIPC::AudioProcessor;
+  // A pointer to a virtual operation begins with its offset in bytes, plus 1 on some machines.
+  const auto slots = [](auto... operations) {
+    return std::vector{std::bit_cast<std::array<long, 2>>(operations)[0] / 8 ...};
+  };
+  EXPECT_EQ(slots(&P::getOutputChannelCount, &P::setBlockSize, &P::setSampleRate, &P::getLatency,
+                  &P::updateParameters, &P::updateInput, &P::updateOutput, &P::preProcess,
+                  &P::setPlayheadStartTimestamp, &P::process, &P::postProcess),
+            (std::vector<long>{2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12}))
+      << "behind the destructor's 2";
+}
+
 }  // namespace

@@ -39,18 +39,11 @@ TEST(Client, ReadsAndWritesWithinItsBoundsAndNothingOutsideOfASession) {
   host.session().entries[0].offlineParameters[32] = std::nanf("");
   EXPECT_TRUE(eventually(5s, [&] { return client.changed > 2; })) << "a NaN counts every time";
   EXPECT_EQ(client.lastChanged, 32);
-}
 
-TEST(Client, ANameIsRefusedOrMadeUnique) {
-  TestHost host;
-  TestClient client("a"), other("b");
   client.configSetName("Mixer");
-  ASSERT_TRUE(client.join() && other.join());
-  EXPECT_EQ(other.configSetName("   "), -3);
   EXPECT_TRUE(other.configSetName("") == -2 && other.configSetName(nullptr) == -2);
-  EXPECT_EQ(other.configSetName("Mixer"), -1);
+  EXPECT_TRUE(other.configSetName("   ") == -3 && other.configSetName("Mixer") == -1);
   EXPECT_EQ(host.session().entries[1].nameView(), "Mixer (1)");
-  EXPECT_EQ(other.configSetName("a/b \xC3\xA9"), 0);
 }
 
 TEST(Client, AChangedConfigurationRejoinsAndAnUnchangedOneDoesNot) {
@@ -65,10 +58,8 @@ TEST(Client, AChangedConfigurationRejoinsAndAnUnchangedOneDoesNot) {
   ASSERT_TRUE(eventually(5s, [&] { return client.established == 2; }));
   const LIPC::ClientEntry& row = host.session().entries[0];
   EXPECT_EQ(row.outputChannelCount, 70'000 - 65'536) << "cut to 16 bits";
-  for (const auto& [mode, stored] : {std::pair{7, 7U}, {12, 8U}}) {
-    client.configSetMode(static_cast<LIPC::eClientMode>(mode));
-    EXPECT_EQ(row.mode, stored) << "written through";
-  }
+  client.configSetMode(static_cast<LIPC::eClientMode>(12));
+  EXPECT_EQ(row.mode, 8U) << "written through";
   client.configBeginEdit();
   client.configSetClientID("chang");
   client.configEndEdit();
@@ -79,18 +70,14 @@ TEST(Client, AChangedConfigurationRejoinsAndAnUnchangedOneDoesNot) {
 
 class ThrowingClient final : public TestClient {
  public:
-  using TestClient::onLIPCConnectionTick;
   using TestClient::TestClient;
   ~ThrowingClient() override { stopLIPCSession(); }
   void onLIPCConnectionEstablished() override {
     TestClient::onLIPCConnectionEstablished();
     if (throws) throw std::runtime_error("on purpose");
   }
-  void onLIPCConnectionTick() override {
-    if (throwsAtATick) throw std::runtime_error("on purpose");
-  }
   void onLIPCConnectionToBeRemoved() override { throw std::runtime_error("on purpose"); }
-  std::atomic<bool> throws{true}, throwsAtATick{false};
+  std::atomic<bool> throws{true};
 };
 
 TEST(Client, AnExceptionInAJoinReleasesEverythingAndTheJoinIsTriedAgain) {
@@ -101,9 +88,6 @@ TEST(Client, AnExceptionInAJoinReleasesEverythingAndTheJoinIsTriedAgain) {
   client.throws = false;
   EXPECT_TRUE(eventually(10s, [&] { return client.isConnected(); }));
   EXPECT_EQ(client.configGetClientID(), "throwing") << "it did not take itself for another";
-  client.throwsAtATick = true;
-  EXPECT_TRUE(eventually(10s, [&] { return !client.isConnected(); })) << "its thread has ended";
-  client.throwsAtATick = false;
   client.stopLIPCSession();
   EXPECT_TRUE(!host.hasRow("throwing") && client.join()) << "a stopped client starts again";
 }

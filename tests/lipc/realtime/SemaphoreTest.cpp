@@ -2,18 +2,10 @@
 #include <semaphore.h>
 
 #include "lipc/realtime/SemaphoreHandle.h"
-#include "tests/support/SyslogCapture.h"
 
 namespace {
 
 using namespace LIPC;
-
-TEST(Semaphore, ThePlatformNameIsTheChecksumAndCharactersEightToTwentyEight) {
-  EXPECT_STREQ(Semaphore("Short", 0).posixName, "7<86?627");
-  const Semaphore longest(std::string(200, 'x').c_str(), 0);  // 127 characters of it count
-  EXPECT_STREQ(longest.posixName, "00?0?079xxxxxxxxxxxxxxxxxxxxx");
-  EXPECT_EQ(longest.name, std::string(127, 'x'));
-}
 
 TEST(Semaphore, NewRecordsOfOneNameShareAFreshSemaphoreUntilTheLastOneEnds) {
   {
@@ -26,24 +18,6 @@ TEST(Semaphore, NewRecordsOfOneNameShareAFreshSemaphoreUntilTheLastOneEnds) {
     EXPECT_TRUE(waiter.timed_wait(60'000));
   }
   EXPECT_EQ(sem_open("/7<86?627", 0), SEM_FAILED);
-}
-
-TEST(Semaphore, FromAMalformedRecordNothingIsOpenedAndEveryOperationSaysSo) {
-  Semaphore plain("Plain", 1), path("A name, /", 1), endless("A name of thirty characters ok", 1);
-  plain.posixName[0] = '\xFF';
-  endless.posixName[29] = 'x';
-  for (const Semaphore* record : {&plain, &endless, &path}) {
-    const support::SyslogCapture log;
-    SemaphoreHandle handle(*record);
-    handle.wait();
-    EXPECT_TRUE(handle.timed_wait(60'000) && handle.try_wait());
-    handle.post();
-    handle.clear();
-    const std::string name = record->name, zero = "SemaphoreHandle (zero) ";
-    EXPECT_EQ(log.count("SemaphoreHandle CREATION ERROR for " + name), 1);
-    for (const char* operation : {"wait", "timed_wait", "try_wait", "post", "clear"})
-      EXPECT_EQ(log.count(zero + operation + " ERROR for " + name), 1) << operation;
-  }
 }
 
 }  // namespace

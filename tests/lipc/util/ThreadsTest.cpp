@@ -1,4 +1,3 @@
-#include <boost/thread/thread.hpp>
 #include <gtest/gtest.h>
 
 #include "lipc/util/Identifiers.h"
@@ -6,21 +5,12 @@
 
 namespace {
 
-TEST(Threads, ALongNameIsCutAndALiveThreadRisesToTheTopOfItsPolicy) {
+TEST(Threads, ALongNameIsCut) {
   const std::string name = "LIPC with a name of more than fifteen bytes";
   char kept[64] = {};
   LIPC::setCurrentThreadName(name.c_str());
   pthread_getname_np(pthread_self(), kept, sizeof kept);
   EXPECT_TRUE(name.rfind(kept, 0) == 0 && strlen(kept) >= 15) << kept;
-
-  boost::thread thread(sleep, 1);
-  int policy = SCHED_RR;  // where it is allowed: the usual policy has but one priority
-  sched_param parameters{sched_get_priority_min(policy)};
-  pthread_setschedparam(thread.native_handle(), policy, &parameters);
-  LIPC::setThreadHighPriority(&thread);
-  pthread_getschedparam(thread.native_handle(), &policy, &parameters);
-  EXPECT_EQ(parameters.sched_priority, sched_get_priority_max(policy));
-  thread.join();
 }
 
 TEST(Identifiers, AreRandomUUIDsInCanonicalForm) {
