@@ -56,13 +56,11 @@ inline Image semaphoreRecord(const std::string& name, std::uint32_t count) {
 /// A named semaphore of the system.
 class SystemSemaphore {
  public:
-  explicit SystemSemaphore(const std::string& name)
-      : mName(std::string("/") + semaphoreRecord(name, 0).c_str()),
-        mSemaphore(sem_open(mName.c_str(), 0)) {}
-  SystemSemaphore(const std::string& name, unsigned count) : SystemSemaphore(name) {
-    if (exists()) sem_unlink(mName.c_str());
-    mSemaphore = sem_open(mName.c_str(), O_CREAT, 0666, count);
-    mIsMade = true;
+  /// As it is there, or a new one of that count.
+  explicit SystemSemaphore(const std::string& name, int count = -1)
+      : mName(std::string("/") + semaphoreRecord(name, 0).c_str()), mIsMade(count >= 0) {
+    if (mIsMade) sem_unlink(mName.c_str());
+    mSemaphore = sem_open(mName.c_str(), mIsMade ? O_CREAT : 0, 0666, count);
   }
   ~SystemSemaphore() {
     if (exists()) sem_close(mSemaphore);
@@ -82,8 +80,8 @@ class SystemSemaphore {
 
  private:
   const std::string mName;
+  const bool mIsMade;
   sem_t* mSemaphore;
-  bool mIsMade = false;
 };
 
 /// The segment of a name as it is there, or a new one of so many bytes.
@@ -127,12 +125,6 @@ struct BareSession {
   BareSession() {
     version.at(0)[0] = 5;
     version.at(0)[4] = 64;
-    // clang-format off
-    for (const auto& [offset, suffix, count] :
-         {std::tuple{68, "RegistrationSemaphore", 0U}, {328, "RegistrationEndedSemaphore", 0U},
-          {588, "NewAudioDataAvailable", 0U}, {856, "ClientsCanRegisterMutex", 1U}})
-      // clang-format on
-      semaphoreRecord(std::string("Bare") + suffix, count).copy(table.at(offset), 260);
   }
   ~BareSession() {
     mEnd = true;
@@ -166,10 +158,10 @@ struct BareSession {
   }
 
   SystemSegment version{"LIPC_VERSION", 8}, table{"LIPC_SESSION", 3458224};
-  SystemSemaphore registration{"BareRegistrationSemaphore", 0};
-  SystemSemaphore ended{"BareRegistrationEndedSemaphore", 0};
-  SystemSemaphore newData{"BareNewAudioDataAvailable", 0};
-  SystemSemaphore lock{"BareClientsCanRegisterMutex", 1};
+  SystemSemaphore registration = semaphore(68, "BareRegistrationSemaphore", 0),
+                  ended = semaphore(328, "BareRegistrationEndedSemaphore", 0),
+                  newData = semaphore(588, "BareNewAudioDataAvailable", 0),
+                  lock = semaphore(856, "BareClientsCanRegisterMutex", 1);
   static constexpr char cPool[] = "LIPC_SESSION_CONNECTION_POOL";
   Pool pool{boost::interprocess::open_or_create, cPool, 262144};
   List& sessionList =
@@ -177,6 +169,10 @@ struct BareSession {
   std::atomic<bool> isBeating{true}, isAnswering{false};
 
  private:
+  SystemSemaphore semaphore(std::size_t offset, const char* name, int count) {
+    semaphoreRecord(name, static_cast<std::uint32_t>(count)).copy(table.at(offset), 260);
+    return SystemSemaphore(name, count);
+  }
   void run() {
     for (std::uint64_t beats = 1000; !mEnd; std::this_thread::sleep_for(10ms)) {
       if (isBeating) put(cHeartbeat, ++beats);

@@ -1,6 +1,5 @@
 #include "tests/support/SyslogCapture.h"
 
-#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 #include <mutex>
@@ -11,27 +10,20 @@ namespace support {
 namespace {
 
 std::mutex sMutex;
-bool sCapturing = false;
 std::vector<SyslogCapture::Message> sMessages;
 
 void capture(int priority, const char* format, va_list arguments) {
   char text[2048];
   std::vsnprintf(text, sizeof text, format, arguments);
   const std::lock_guard lock(sMutex);
-  if (sCapturing) sMessages.push_back({priority, text});
+  sMessages.push_back({priority, text});
 }
 
 }  // namespace
 
 SyslogCapture::SyslogCapture() {
   const std::lock_guard lock(sMutex);
-  sCapturing = true;
   sMessages.clear();
-}
-
-SyslogCapture::~SyslogCapture() {
-  const std::lock_guard lock(sMutex);
-  sCapturing = false;
 }
 
 std::vector<SyslogCapture::Message> SyslogCapture::messages() {
@@ -40,9 +32,10 @@ std::vector<SyslogCapture::Message> SyslogCapture::messages() {
 }
 
 long SyslogCapture::count(const std::string& text) {
-  const auto all = messages();
-  return std::count_if(all.begin(), all.end(),
-                       [&](const Message& message) { return message.text.ends_with(text); });
+  long count = 0;
+  for (const Message& message : messages())
+    count += message.text.ends_with(text) ? 1 : 0;
+  return count;
 }
 
 }  // namespace support

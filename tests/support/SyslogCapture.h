@@ -5,7 +5,7 @@
 
 namespace support {
 
-/// Collects what this program sends to the system log while it lives: the test program's own
+/// What this program has sent to the system log since this was made: the test program's own
 /// `syslog` stands before the system's.
 struct SyslogCapture {
   struct Message {
@@ -14,7 +14,6 @@ struct SyslogCapture {
   };
 
   SyslogCapture();
-  ~SyslogCapture();
   static std::vector<Message> messages();
   /// How often a message came that ends with this text.
   static long count(const std::string& text);

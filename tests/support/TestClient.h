@@ -34,18 +34,13 @@ class TestClient : public LIPC::Client {
   }
 
   /// Starts and waits until it has joined.
-  bool join(std::chrono::milliseconds limit = std::chrono::seconds(10)) {
+  bool join(std::chrono::milliseconds limit = 10s) {
     const int before = established;
     startLIPCSession(0);
     return eventually(limit, [&] { return established > before; });
   }
 
-  std::atomic<int> established{0};
-  std::atomic<int> removed{0};
-  std::atomic<int> ticks{0};
-  std::atomic<int> changed{0};
-  std::atomic<int> lastChanged{-1};
-  std::atomic<int> peers{0};
+  std::atomic<int> established{0}, removed{0}, ticks{0}, changed{0}, lastChanged{-1}, peers{0};
 };
 
 }  // namespace support

@@ -13,16 +13,14 @@ namespace {
 /// Outside a sandbox: one test program at a time, and none over a living session.
 bool isAlone() {
   if (std::getenv("LIPC_TEST_SANDBOX") != nullptr) return true;
-  const int lock = open("/tmp/lipc-tests.lock", O_RDWR | O_CREAT, 0666);
-  if (lock < 0 || flock(lock, LOCK_EX) != 0) {
+  if (flock(open("/tmp/lipc-tests.lock", O_RDWR | O_CREAT, 0666), LOCK_EX) != 0) {
     std::perror("/tmp/lipc-tests.lock");
-    return false;
+  } else if (host::isSessionAlive()) {
+    std::puts("A session is alive on this machine: the tests do not start over it.");
+  } else {
+    return true;
   }
-  if (host::isSessionAlive()) {
-    std::fprintf(stderr, "A session is alive on this machine: the tests do not start over it.\n");
-    return false;
-  }
-  return true;
+  return false;
 }
 
 }  // namespace
