@@ -71,7 +71,13 @@ struct ClientAudio : testing::Test {
     return firsts;
   }
 
-  TestHost host{{.faults = {.noAudio = true}}};
+  static host::HostOptions withoutAudio() {
+    host::HostOptions options;
+    options.faults.noAudio = true;
+    return options;
+  }
+
+  TestHost host{withoutAudio()};
   AudioClient client;
   float samples[cMostChannels][2048];
   float* channels[cMostChannels];
@@ -120,9 +126,9 @@ TEST_F(ClientAudio, TheOneOrTwoBlocksBeforeCanBeAmendedWhileTheyAreThere) {
   ASSERT_TRUE(client.join());
   std::vector<int> asked;
   client.onNeed = [] { return true; };
-  client.onAmend = [&](float* parameters, int blocksBack) {
+  client.onAmend = [&](float* sentBefore, int blocksBack) {
     asked.push_back(blocksBack);
-    parameters[0] += static_cast<float>(blocksBack * 10);
+    sentBefore[0] += static_cast<float>(blocksBack * 10);
     return asked.size() < 6 ? 1 : 0;
   };
   std::vector<float> sent;
@@ -152,10 +158,10 @@ TEST_F(ClientAudio, OutsideTheSessionBlocksTouchNothingAndThereAreNoPannerValues
 TEST_F(ClientAudio, WhatAHeldUpAudioThreadReadsStaysUntilItIsOut) {
   std::atomic<bool> held{false}, gate{false};
   client.onNeed = [&] { return !gate; };
-  client.onAmend = [&](float* parameters, int) {
+  client.onAmend = [&](float* sentBefore, int) {
     held = true;
     eventually(30s, [&] {
-      ++parameters[171];
+      ++sentBefore[171];
       return gate.load();
     });
     return 0;
