@@ -5,7 +5,6 @@
 
 #include <fcntl.h>
 #include <poll.h>
-#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -20,29 +19,33 @@ class Process {
 
   /// The program's path and its arguments.
   explicit Process(std::vector<std::string> arguments) {
-    int ends[2];
-    if (socketpair(AF_UNIX, SOCK_STREAM, 0, ends) != 0) std::abort();
-    for (const int end : ends)
+    int input[2], output[2];
+    if (pipe(input) != 0 || pipe(output) != 0) std::abort();
+    for (const int end : {input[0], input[1], output[0], output[1]})
       fcntl(end, F_SETFD, FD_CLOEXEC);
-    mSocket = ends[0];
     std::vector<char*> argv;
     for (std::string& argument : arguments)
       argv.push_back(argument.data());
     argv.push_back(nullptr);
     mPid = fork();
     if (mPid == 0) {
-      for (const int standard : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
-        dup2(ends[1], standard);
+      dup2(input[0], STDIN_FILENO);
+      dup2(output[1], STDOUT_FILENO);
+      dup2(output[1], STDERR_FILENO);
       execv(argv[0], argv.data());
       std::perror(argv[0]);
       _exit(127);
     }
-    close(ends[1]);
+    close(input[0]);
+    close(output[1]);
+    mInput = input[1];
+    mOutputFile = output[0];
   }
   ~Process() {
     if (isRunning()) kill(mPid, SIGKILL);
     wait(10s);
-    close(mSocket);
+    closeInput();
+    close(mOutputFile);
   }
   Process(const Process&) = delete;
   Process& operator=(const Process&) = delete;
@@ -55,9 +58,12 @@ class Process {
       waitid(P_PID, static_cast<id_t>(mPid), &info, WSTOPPED | WEXITED | WNOWAIT);
   }
   /// Writes a line to its standard input.
-  void send(const std::string& line) const { dprintf(mSocket, "%s\n", line.c_str()); }
+  void send(const std::string& line) const { dprintf(mInput, "%s\n", line.c_str()); }
   /// Closes its standard input, at which a participant leaves and ends.
-  void closeInput() const { shutdown(mSocket, SHUT_WR); }
+  void closeInput() {
+    if (mInput >= 0) close(mInput);
+    mInput = -1;
+  }
   /// Reads its output until a line contains `text`; false when it does not come in time or the
   /// output ends.
   bool waitForLine(const std::string& text, Milliseconds limit) {
@@ -69,10 +75,10 @@ class Process {
         if (mLine.find(text) != std::string::npos) return true;
       }
       const auto left = std::chrono::duration_cast<Milliseconds>(deadline - Clock::now()).count();
-      pollfd ready{mSocket, POLLIN, 0};
+      pollfd ready{mOutputFile, POLLIN, 0};
       if (left <= 0 || poll(&ready, 1, static_cast<int>(left)) <= 0) return false;
       char buffer[4096];
-      const ssize_t count = read(mSocket, buffer, sizeof buffer);
+      const ssize_t count = read(mOutputFile, buffer, sizeof buffer);
       if (count <= 0) return false;
       mOutput.append(buffer, static_cast<std::size_t>(count));
     }
@@ -97,7 +103,8 @@ class Process {
 
  private:
   pid_t mPid = -1;
-  int mSocket = -1;
+  int mInput = -1;
+  int mOutputFile = -1;
   int mStatus = cStillRunning;
   std::string mOutput, mLine;
   std::size_t mRead = 0;  // of mOutput
