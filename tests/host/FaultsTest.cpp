@@ -134,37 +134,4 @@ TEST(AStartingHost, WakesTheClientsOfADeadOneAndRemovesTheSemaphoresOfNobody) {
     std::filesystem::remove(file);
 }
 
-TEST(AFaultyHost, MisbehavesAsItsFaultSays) {
-  using host::Faults;
-  // The fault, after how many seconds which join succeeds; 0: none within three passes.
-  const std::tuple<bool Faults::*, double, int> cases[] = {
-      {&Faults::holdLock, 0, 0},        {&Faults::noConnect, 0, 0},
-      {&Faults::fillTable, 0, 0},       {&Faults::stallHeartbeat, 1.0, 2},
-      {&Faults::heartbeatBack, 0.1, 2}, {&Faults::silent, 2.4, 1}};
-  for (const auto& [fault, seconds, joins] : cases) {
-    HostOptions options;
-    options.faults.*fault = true;
-    TestHost host(options);
-    TestClient client("client");
-    const auto start = Steady::now();
-    client.startLIPCSession(0);
-    EXPECT_TRUE(eventually(20s, [&, joins = joins] {
-      return joins == 0 ? client.ticks > 3 : client.established == joins;
-    }));
-    EXPECT_GE(Steady::now() - start, seconds * 1s);
-    EXPECT_EQ(client.established, joins);
-    EXPECT_EQ(host.session().getEmptyEntry() == nullptr, options.faults.fillTable);
-  }
-}
-
-TEST(ALock, ThatWasGivenBackOnceTooOftenIsOneLockAgainAfterTheNextJoin) {
-  TestHost host;
-  LIPC::SemaphoreHandle lock(host.session().clientsCanRegisterMutex);
-  lock.post();
-  TestClient client("client");
-  ASSERT_TRUE(client.join());
-  EXPECT_TRUE(eventually(10s, [&] { return lock.try_wait(); }) && !lock.try_wait());
-  lock.post();
-}
-
 }  // namespace
