@@ -84,28 +84,4 @@ TEST(Module, FortyTimesLoadedAndUnloadedLeavesNothing) {
   EXPECT_LE(pages[1] - pages[0], LIPC_SANITIZED ? pages[1] : 256);
 }
 
-TEST(ProcessorLibrary, ThatCannotBeUsedGetsASentenceThatSaysWhyAndIsGoneAgain) {
-  const auto complaint = [](const std::string& path) -> std::string {
-    std::string said = "nothing";
-    try {
-      const host::ProcessorLibrary library(path);
-    } catch (const host::LibraryError& error) {
-      said = error.what();
-    }
-    EXPECT_EQ(dlopen(path.c_str(), RTLD_NOW | RTLD_NOLOAD), nullptr);
-    EXPECT_EQ(getenv("PROCESSOR_LIBRARY"), nullptr) << "unloaded as often as loaded";
-    const std::string start = "The library " + path + " ";
-    return said.starts_with(start) ? said.substr(start.size()) : said;
-  };
-  const std::string faulty = LIPC_FAULTY_LIBRARIES "/processor_";
-  for (const std::string lacking :
-       {"getLIPCVersion", "getClientType", "loadLibrary", "createProcessor", "unloadLibrary"})
-    EXPECT_EQ(complaint(faulty + "without_" + lacking + ".so"),
-              "is no processor library: it lacks the function " + lacking + ".");
-  EXPECT_EQ(complaint(faulty + "of_version_4.so"),
-            "has LIPC version 4; this host takes version 5.");
-  EXPECT_EQ(complaint(faulty + "that_throws.so"), "failed while it was started: on purpose.");
-  EXPECT_EQ(complaint("/missing.so").find("cannot be loaded: "), 0U);
-}
-
 }  // namespace
