@@ -21,6 +21,7 @@ TEST(Module, ExportsItsFiveFunctionsAndMakesAProcessorAndIsUnloadedAsOftenAsOneL
   EXPECT_STREQ(std::fgets(names, sizeof names, nm),
                "createProcessor getClientType getLIPCVersion loadLibrary unloadLibrary ");
   pclose(nm);
+  EXPECT_EQ(std::system("grep -q 'VexoMax 26.1' '" LIPC_MODULE "'"), 0) << "it has the layouts";
   void* module = dlopen(LIPC_MODULE, RTLD_NOW | RTLD_LOCAL);
   const auto unloadLibrary = reinterpret_cast<void (*)()>(dlsym(module, "unloadLibrary"));
   unloadLibrary();
