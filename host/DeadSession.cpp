@@ -82,7 +82,11 @@ HostLock::HostLock() {
     throw HostError("The key file " + path + " cannot be opened: " + std::strerror(errno) + ".");
   }
   if (flock(mFile, LOCK_EX | LOCK_NB) != 0) {
+    const int error = errno;
     close(mFile);
+    if (error != EWOULDBLOCK) {
+      throw HostError("The key file " + path + " cannot be locked: " + std::strerror(error) + ".");
+    }
     throw SessionAliveError(
         "A session is alive on this machine: another lipc host runs here, or is stopped. Nothing "
         "was touched. See it with: lipc ls");
@@ -115,19 +119,19 @@ std::vector<std::string> clearDeadSession() {
       leaveToClient(wide, client);
       continue;
     }
-    if (!ShmManaged::removeIfPresent(wide.name)) {
+    if (!ShmManaged::removeIfPresent(wide.name) && ShmManaged::find(wide.name)) {
       throw HostError(std::string("The segment \"") + wide.name +
                       "\" of a dead session cannot be removed: " + std::strerror(errno) +
                       ". Remove it as its owner (ipcs -m, ipcrm -m).");
     }
     removed.push_back(std::string("segment ") + wide.name);
+    if (wide.name == LIPC::cSessionSegment && table.get() != nullptr) sendClientsAway(*table.get());
   }
   if (boost::interprocess::shared_memory_object::remove(LIPC::cConnectionPoolSegment)) {
     removed.push_back(std::string("connection pool ") + LIPC::cConnectionPoolSegment);
   }
   for (std::string& phrase : removeLeftovers().removed)
     removed.push_back(std::move(phrase));
-  if (table.get() != nullptr) sendClientsAway(*table.get());
   return removed;
 }
 

@@ -177,6 +177,7 @@ std::vector<ClientID> SessionConnections::findOrphans(const LIPC::SessionBuffer&
   note = mended([&](LIPC::PoolManager& manager) {
     for (auto it = manager.named_begin(); it != manager.named_end(); ++it) {
       const std::string name(it->name(), it->name_length());
+      if (name.size() > ClientID::cCharacters) continue;  // no client's
       const ClientID id(name);
       const bool isRow = session.getClientIndex(id) < LIPC::cMaxClients;
       if (name != LIPC::cConnectionListName && !isRow) orphans.push_back(id);

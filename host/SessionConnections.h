@@ -16,9 +16,8 @@ namespace host {
 ///
 /// Clients publish their connections in lists of their own; `merge` takes a client's list over into
 /// the session's, in place of what this client had published before, `takeOut` takes the client's
-/// connections out again. A connection stays for as
-/// long as one of the clients that published it is in the session: its target may leave and come
-/// back without its source noticing.
+/// connections out again. A connection stays for as long as one of the clients that published it is
+/// in the session: its target may leave and come back without its source noticing.
 ///
 /// A process that died in the pool's lock, or a damaged pool, does not stop the host: the pool is
 /// made anew under the same name with the session's list as it was last known. The host finds its

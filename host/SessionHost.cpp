@@ -39,6 +39,17 @@ std::vector<std::string> textsOf(const std::vector<ClientID>& ids) {
   return texts;
 }
 
+std::unique_ptr<SessionConnections> makeConnections() {
+  try {
+    return std::make_unique<SessionConnections>();
+  } catch (const std::exception& error) {
+    throw HostError(std::string("The connection pool \"") + LIPC::cConnectionPoolSegment +
+                    "\" cannot be made: " + error.what() +
+                    ". Make room in the shared memory, or remove as its owner what is left of "
+                    "another user's (on Linux both in /dev/shm).");
+  }
+}
+
 void requireOpen(const LIPC::SemaphoreHandle& handle) {
   if (handle.isOpen()) return;
   throw HostError(
@@ -50,7 +61,7 @@ void requireOpen(const LIPC::SemaphoreHandle& handle) {
 
 SessionHost::SessionHost(const HostOptions& options, EventSink sink)
     : mOptions(options), mSink(std::move(sink)), mRemovedAtStart(checkAndClear()) {
-  mConnections = std::make_unique<SessionConnections>();
+  mConnections = makeConnections();
   mSegments = std::make_unique<SessionSegments>(options);
   LIPC::SessionBuffer& table = session();
   mRegistration = std::make_unique<LIPC::SemaphoreHandle>(table.registrationSemaphore);

@@ -378,6 +378,7 @@ class Client {
   // lock; nothing is attached but the session's table and its semaphores, which the next attempt
   // finds again: in a crowd of joiners most attempts meet a busy registration lock.
   bool mIsAtDoor = false;
+  unsigned mBusyAttempts = 0;  // auto-connect thread only
 };
 
 }  // namespace LIPC

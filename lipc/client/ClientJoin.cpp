@@ -13,6 +13,10 @@
 namespace LIPC {
 namespace {
 
+/// After so many attempts the semaphores are opened anew: somebody may have made the session's
+/// again under their names, over the same table.
+constexpr unsigned cAttemptsAtDoor = 10;
+
 /// Offline parameter whose value-4 bit says that the client has joined.
 constexpr int cStateParameter = 6;
 constexpr std::int32_t cJoinedBit = 4;
@@ -35,7 +39,8 @@ void Client::tryConnectWithoutLock() {
         mLastJoinFailure.clear();
         return;
       case eAttempt::eLockBusy:
-        mIsAtDoor = true;
+        mIsAtDoor = ++mBusyAttempts % cAttemptsAtDoor != 0;
+        if (!mIsAtDoor) break;
         return;
       case eAttempt::eNotNow:
         break;

@@ -77,7 +77,10 @@ void Client::leaveSession(SessionBuffer& session) {
   SemaphoreHandle& canRegister = *mAttachment.mSessionBufferClientsCanRegisterSemaphore;
   if (mSemaWaiter.timed_wait(canRegister, cLockTimeoutMS, "SessionBufferClientsCanRegister")) {
     RegistrationLock lock(canRegister);
-    if (isOver()) return;
+    if (isOver()) {
+      mClientIndex = -1;
+      return;
+    }
     keepConnections(session);
     askHost(mAttachment, mSemaWaiter, lock, ownID, SessionBuffer::cLeaveRequest, cAnswerTimeoutMS);
   } else if (!isOver()) {

@@ -60,11 +60,18 @@ bool readList(const char* base, std::size_t bytes, std::vector<Connection>& out)
   // Nobody writes here: the copy is this process's own.
   auto* manager =
       reinterpret_cast<PoolManager*>(const_cast<char*>(base) + PoolCheck::cManagerOffset);
-  const auto* list = manager->find_no_lock<SharedConnectionList>(cConnectionListName).first;
+  const auto [list, count] = manager->find_no_lock<SharedConnectionList>(cConnectionListName);
+  if (count != 1) return false;
   if (list == nullptr || !check.isList(*list)) return false;
   forEachConnection(base, bytes, *list,
                     [&](const Connection& connection) { out.push_back(connection); });
   return true;
+}
+
+/// Null also where something else goes by that name.
+SharedConnectionList* findList(PoolManager& manager, const char* name) {
+  const auto [list, count] = manager.find<SharedConnectionList>(name);
+  return count == 1 ? list : nullptr;
 }
 
 struct AlignedDelete {
@@ -141,8 +148,10 @@ void ConnectionPool::lockAndCall(void (*call)(void*), void* operation) const {
   }
 }
 
-void ConnectionPool::requireWhole() const {
-  for (int attempt = 0; !PoolCheck(mBase, mBytes).isWhole(); ++attempt) {
+void ConnectionPool::requireWhole(const SharedConnectionList* list) const {
+  for (int attempt = 0;; ++attempt) {
+    PoolCheck check(mBase, mBytes);
+    if (check.isWhole() && (list == nullptr || check.isList(*list))) return;
     if (attempt == cCheckAttempts) throwDamaged();
     std::this_thread::sleep_for(cCheckInterval);
   }
@@ -154,21 +163,20 @@ void ConnectionPool::tryMemory() const {
 }
 
 void ConnectionPool::requireWhole(const SharedConnectionList& list) const {
-  PoolCheck check(mBase, mBytes);
-  if (!check.isWhole() || !check.isList(list)) throwDamaged();
+  requireWhole(&list);
 }
 
 SharedConnectionList* ConnectionPool::find(const char* name) const {
   SharedConnectionList* list = nullptr;
   locked([&] {
-    requireWhole();
-    list = manager().find<SharedConnectionList>(name).first;
+    requireWhole(nullptr);
+    list = findList(manager(), name);
   });
   return list;
 }
 
 void ConnectionPool::destroy(const char* name) {
-  auto* list = manager().find<SharedConnectionList>(name).first;
+  auto* list = findList(manager(), name);
   if (list == nullptr) return;
   requireWhole(*list);
   manager().destroy<SharedConnectionList>(name);

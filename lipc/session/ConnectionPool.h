@@ -105,7 +105,7 @@ class ConnectionPool {
   template <class Change>
   void change(Change change) {
     locked([&] {
-      requireWhole();
+      requireWhole(nullptr);
       tryMemory();
       change(manager());
     });
@@ -126,7 +126,7 @@ class ConnectionPool {
   template <class Operation>
   void locked(Operation operation) const;
   void lockAndCall(void (*call)(void*), void* operation) const;
-  void requireWhole() const;
+  void requireWhole(const SharedConnectionList* list) const;
   void tryMemory() const;
 
   boost::interprocess::mapped_region mRegion;

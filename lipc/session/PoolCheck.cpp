@@ -39,6 +39,8 @@ struct BlockHead {
 constexpr std::size_t cUnit = 16;
 constexpr std::size_t cHead = sizeof(BlockHead);
 constexpr std::size_t cLeastUnits = (cHead + sizeof(TreeNode) + cUnit - 1) / cUnit;
+/// A system may round an object's size up to its pages.
+constexpr std::size_t cLargestPage = 65536;
 /// Deeper than any tree of blocks or names in a pool that a process can map.
 constexpr std::size_t cDeepest = 128;
 
@@ -132,13 +134,17 @@ bool PoolCheck::isHeadIntact() const {
   const auto isIntactAt = [&](std::size_t offset) {
     return isSameLock(mBase + offset, pristine + offset);
   };
-  return manager->get_size() == mBytes - cManagerOffset && isIntactAt(cManagerOffset) &&
+  const std::size_t room = mBytes - cManagerOffset;
+  const std::size_t size = manager->get_size();
+  return size <= room && room - size < cLargestPage && isIntactAt(cManagerOffset) &&
          isIntactAt(Layout::cNameLock);
 }
 
 /// Every block ends where the next begins, and both say the same of each other.
 bool PoolCheck::readBlocks() {
-  const std::size_t end = layout().end(mBytes);
+  const auto* const manager = reinterpret_cast<const PoolManager*>(mBase + cManagerOffset);
+  const std::size_t end = layout().end(cManagerOffset + manager->get_size());
+  if (end + cHead > mBytes || end < layout().firstBlock + cLeastUnits * cUnit) return false;
   std::size_t at = layout().firstBlock;
   std::uint64_t unitsBefore = 0;
   bool isAllocatedBefore = true;
@@ -223,7 +229,7 @@ bool PoolCheck::isNameTree() const {
 
 /// A named object: its node of the tree, a head, the object, the name and a NUL, in one block.
 bool PoolCheck::isName(std::size_t node) const {
-  if (!isAllocatedBlock(node, sizeof(NameNode) + sizeof(SharedConnectionList))) return false;
+  if (!isAllocatedBlock(node, sizeof(NameNode) + cUnit)) return false;
   const auto* const block = reinterpret_cast<const BlockHead*>(mBase + node - cHead);
   // The next block's first word belongs to this one, as that one's neighbour is allocated.
   const std::size_t room = block->units() * cUnit - cHead + sizeof(BlockHead::unitsBefore);

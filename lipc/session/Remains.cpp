@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <iterator>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "lipc/realtime/Semaphore.h"
@@ -45,11 +44,9 @@ std::vector<std::string> unattachedOf(const ClientID& id, const SessionBuffer& s
 unsigned removeRemains(const ClientID& id, const SessionBuffer& session) {
   if (!id.isDefined()) return 0;
   unsigned removed = 0;
-  if (!unattachedOf(id, session).empty()) {
-    std::this_thread::sleep_for(ShmManaged::cOwnRemovalTime);
-    for (const std::string& name : unattachedOf(id, session))
-      if (ShmManaged::removeIfUnattached(name.c_str())) ++removed;
-  }
+  // Of a row that is still there, or a list: its owner is not just leaving, which ends with them.
+  for (const std::string& name : unattachedOf(id, session))
+    if (ShmManaged::removeIfUnattached(name.c_str())) ++removed;
   if (ShmManaged::find(id.text().c_str())) return removed;
   for (const char* suffix : cSemaphoreSuffixes) {
     const std::string fullName = id.text() + suffix;
