@@ -34,9 +34,9 @@ class HostLock {
 bool isSessionAlive();
 
 /// Removes what a dead host and dead clients left: the session's segments and the connection pool,
-/// and the clients' leftovers (Leftovers.h). As soon as the old table has lost its name, the clients
-/// that still hold it are woken, see its heartbeat go back and come over, whatever became of the
-/// clock. Returns a phrase for each thing removed. Throws HostError for a session segment
+/// and the clients' leftovers (Leftovers.h). As soon as the old table has lost its name, the
+/// clients that still hold it are woken, see its heartbeat go back and come over, whatever became
+/// of the clock. Returns a phrase for each thing removed. Throws HostError for a session segment
 /// that cannot be removed (another user's).
 std::vector<std::string> clearDeadSession();
 
