@@ -19,6 +19,7 @@ using support::TestHost;
 /// From here on `name` has the key of `other`.
 void collide(const std::string& name, const std::string& other) {
   LIPC::shmKey(other.c_str());
+  std::filesystem::remove(LIPC::keyFilePath(name.c_str()));  // of another test, without a sandbox
   std::filesystem::create_hard_link(LIPC::keyFilePath(other.c_str()),
                                     LIPC::keyFilePath(name.c_str()));
 }
