@@ -6,7 +6,6 @@
 #include <thread>
 #include <utility>
 
-#include <boost/interprocess/shared_memory_object.hpp>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <unistd.h>
@@ -14,6 +13,7 @@
 #include "host/ClientSegments.h"
 #include "host/Leftovers.h"
 #include "lipc/realtime/Semaphore.h"
+#include "lipc/session/ConnectionPool.h"
 #include "lipc/session/SegmentNames.h"
 #include "lipc/session/SessionBuffer.h"
 #include "lipc/session/ShmManaged.h"
@@ -127,7 +127,7 @@ std::vector<std::string> clearDeadSession() {
     removed.push_back(std::string("segment ") + wide.name);
     if (wide.name == LIPC::cSessionSegment && table.get() != nullptr) sendClientsAway(*table.get());
   }
-  if (boost::interprocess::shared_memory_object::remove(LIPC::cConnectionPoolSegment)) {
+  if (LIPC::ConnectionPool::remove()) {
     removed.push_back(std::string("connection pool ") + LIPC::cConnectionPoolSegment);
   }
   for (std::string& phrase : removeLeftovers().removed)

@@ -82,7 +82,7 @@ static_assert(alignof(SharedConnectionNode) == 8);
 
 /// The pool as this process has mapped it, until the object's end.
 ///
-/// Threads: one at a time each; `current` and `forEachConnection` also while others change a list.
+/// Threads: one at a time each; `forEachConnection` also while others change a list.
 class ConnectionPool {
  public:
   /// How long a change waits for the pool's lock, on the steady clock.
