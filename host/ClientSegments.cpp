@@ -17,12 +17,6 @@ bool isOf(const LIPC::ClientID& id, const Buffer& buffer) {
 
 }  // namespace
 
-bool isDeserted(const LIPC::ClientID& id) {
-  const std::string name = id.text();
-  const auto segment = LIPC::ShmManaged::find(name.c_str());
-  return segment && !segment->isAttached() && isOf(id, Buffer(name.c_str()));
-}
-
 void askToLeave(const LIPC::ClientID& id) {
   const std::string name = id.text();
   const auto segment = LIPC::ShmManaged::find(name.c_str());

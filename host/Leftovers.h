@@ -3,25 +3,23 @@
 #include <string>
 #include <vector>
 
+#include "inspect/Leftovers.h"
+
 namespace host {
 
-/// What dead clients left on this machine, and what became of it.
-struct Leftovers {
+/// What became of things that dead clients left on this machine.
+struct Removal {
   std::vector<std::string> removed;  // a phrase for each
   std::vector<std::string> kept;     // what could not be removed, why, and what to do: sentences
 };
 
-/// Removes every client segment to which no process is attached, at two looks, and the semaphores
-/// that are provably nobody's:
-///
-///   of an ID with a key file and without a segment, where no ID with a segment has the same
-///   platform name: a client makes its key file first and lets go of its segment last
-///   of an ID without a key file: those in which a client that was being constructed died. They are
-///   known by their form, checksum and part of a UUID, and are left alone for their first 10
-///   seconds. Only where the system can list its semaphores.
-///
-/// Only while nobody can join: a client that is between making its segment and attaching it would
-/// lose it.
-Leftovers removeLeftovers();
+/// Removes the segments and semaphores that dead clients left, as inspect/Leftovers.h finds them,
+/// at two looks; key files stay. Only while nobody can join: a client that is between making its
+/// segment and attaching it would lose it.
+Removal removeLeftovers();
+
+/// The same for these alone, and key files too, where a second look still finds them. Semaphores of
+/// whose ID a segment stays, stay too.
+Removal remove(const std::vector<inspect::Leftover>& leftovers);
 
 }  // namespace host

@@ -6,10 +6,14 @@
 
 #include "host/ClientSegments.h"
 #include "host/Leftovers.h"
+#include "inspect/Evidence.h"
 #include "lipc/util/SharedWord.h"
 #include "lipc/util/Threads.h"
 
 namespace host {
+
+using inspect::Event;
+
 namespace {
 
 using LIPC::ClientEntry;
@@ -59,7 +63,7 @@ void requireOpen(const LIPC::SemaphoreHandle& handle) {
 
 }  // namespace
 
-SessionHost::SessionHost(const HostOptions& options, EventSink sink)
+SessionHost::SessionHost(const HostOptions& options, inspect::EventSink sink)
     : mOptions(options), mSink(std::move(sink)), mRemovedAtStart(checkAndClear()) {
   mConnections = makeConnections();
   mSegments = std::make_unique<SessionSegments>(options);
@@ -76,7 +80,7 @@ SessionHost::SessionHost(const HostOptions& options, EventSink sink)
   }
   if (options.faults.holdLock) mClientsCanRegister->try_wait();
   if (options.faults.fillTable) fillTable();
-  mTableWatch = std::make_unique<TableWatch>(table, mSink);
+  mTableWatch = std::make_unique<inspect::TableWatch>(table, mSink);
   try {
     startThreads();
   } catch (...) {
@@ -265,7 +269,7 @@ std::vector<std::string> SessionHost::askAllToLeave(const WaitingReport& waiting
     }
     for (const ClientID& id : present) {
       if (asked.insert(id).second) askToLeave(id);
-      if (isDeserted(id)) reapDeserted(id);
+      if (inspect::isDeserted(id)) reapDeserted(id);
     }
     std::this_thread::sleep_for(cLeaveLook);
   }
@@ -273,7 +277,7 @@ std::vector<std::string> SessionHost::askAllToLeave(const WaitingReport& waiting
 
 void SessionHost::reapDeserted(const ClientID& id) {
   const std::lock_guard lock(mMutex);
-  reap(id, [&] { return isDeserted(id); });
+  reap(id, [&] { return inspect::isDeserted(id); });
 }
 
 /// The IDs of all rows in use but the fillers'.

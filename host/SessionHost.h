@@ -11,16 +11,16 @@
 #include <vector>
 
 #include "host/AudioCycle.h"
-#include "host/ClientWatch.h"
 #include "host/DeadSession.h"
-#include "host/Event.h"
 #include "host/HostOptions.h"
-#include "host/LockWatch.h"
 #include "host/ProcessorCycle.h"
 #include "host/ProcessorLibrary.h"
 #include "host/SessionConnections.h"
 #include "host/SessionSegments.h"
-#include "host/TableWatch.h"
+#include "inspect/ClientWatch.h"
+#include "inspect/Event.h"
+#include "inspect/LockWatch.h"
+#include "inspect/TableWatch.h"
 #include "lipc/realtime/SemaphoreHandle.h"
 
 namespace host {
@@ -45,7 +45,7 @@ class SessionHost {
   using WaitingReport = std::function<void(const std::vector<std::string>&)>;
 
   /// Makes the session. Throws SessionAliveError when one lives, HostError when it cannot be made.
-  SessionHost(const HostOptions& options, EventSink sink);
+  SessionHost(const HostOptions& options, inspect::EventSink sink);
   /// Stops.
   ~SessionHost();
   SessionHost(const SessionHost&) = delete;
@@ -97,7 +97,7 @@ class SessionHost {
 
   // In this order: whatever comes later uses what comes before.
   HostOptions mOptions;
-  EventSink mSink;
+  inspect::EventSink mSink;
   HostLock mHostLock;
   std::vector<std::string> mRemovedAtStart;
   std::vector<std::string> mKeptAtStop;
@@ -108,9 +108,9 @@ class SessionHost {
   std::unique_ptr<LIPC::SemaphoreHandle> mClientsCanRegister;
   std::mutex mMutex;
   std::unique_ptr<AudioCycle> mAudio;
-  std::unique_ptr<TableWatch> mTableWatch;
-  ClientWatch mClientWatch;
-  LockWatch mLockWatch;
+  std::unique_ptr<inspect::TableWatch> mTableWatch;
+  inspect::ClientWatch mClientWatch;
+  inspect::LockWatch mLockWatch;
   std::set<LIPC::ClientID> mFillers;
   std::unique_ptr<ProcessorCycle> mCycle;
   std::list<ProcessorLibrary> mLibraries;

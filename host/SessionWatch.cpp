@@ -9,6 +9,7 @@
 namespace host {
 namespace {
 
+using inspect::Event;
 using LIPC::ClientEntry;
 using LIPC::ClientID;
 

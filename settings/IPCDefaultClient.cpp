@@ -47,15 +47,11 @@ juce::PropertiesFile::Options settingsOptions() {
 
 /// The last user's settings, if the machine names one.
 std::unique_ptr<juce::PropertiesFile> openLastUserSettings() {
-  const std::optional<std::string> path = lastUserSettingsFile(SettingsLocation::roots());
-  if (!path) return nullptr;
+  const SettingsPlaces places = settingsPlaces(SettingsLocation::roots());
+  if (places.lastUserFile.empty()) return nullptr;
   return std::make_unique<juce::PropertiesFile>(
-      juce::File::createFileWithoutCheckingPath(juce::String::fromUTF8(path->c_str())),
+      juce::File::createFileWithoutCheckingPath(juce::String::fromUTF8(places.numbers.c_str())),
       settingsOptions());
-}
-
-int defaultOf(int parameter) {
-  return static_cast<int>(cParameterDefaults[parameter]);
 }
 
 /// Ends the edit also when a step inside throws. An exception of the end itself ends the process.
@@ -103,7 +99,7 @@ void IPCDefaultClient::publishNumbers(const juce::PropertySet& settings) {
     setOfflineParameter(parameter, static_cast<float>(value));
   };
 
-  publish(cSoloMode, read("SoloMode", cSoloModeDefault));
+  publish(cSoloMode, read("SoloMode", defaultOf(cSoloMode)));
   updateFacility();
   publish(cHdxAuxTrackDelay, read("HdxAuxTrackDelaySetting", defaultOf(cHdxAuxTrackDelay)));
   const int dawLink = read("DAWLinkControlSetting", defaultOf(cDAWLinkControl));

@@ -242,6 +242,11 @@ namespace Settings {
 
 std::map<int, float> cParameterDefaults = byIndex<float>(sSettingsRows, &SettingsRow::value);
 
+int defaultOf(int parameter) {
+  const auto found = cParameterDefaults.find(parameter);
+  return found != cParameterDefaults.end() ? static_cast<int>(found->second) : cSoloModeDefault;
+}
+
 }  // namespace Settings
 
 }  // namespace Vexo

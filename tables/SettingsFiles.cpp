@@ -49,4 +49,10 @@ std::optional<std::string> lastUserSettingsFile(const SettingsRoots& roots) {
   return settingsFolder(roots.usersFolder + "/" + user) + cFileName;
 }
 
+SettingsPlaces settingsPlaces(const SettingsRoots& roots) {
+  const std::string own = currentUserSettingsFile(roots);
+  const std::optional<std::string> lastUsers = lastUserSettingsFile(roots);
+  return {lastUsers.value_or(own), own, lastUsers ? roots.lastUserFile : std::string()};
+}
+
 }  // namespace Vexo::Settings

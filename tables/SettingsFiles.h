@@ -33,4 +33,13 @@ std::string currentUserSettingsFile(const SettingsRoots& roots);
 /// line. Empty when that file is missing or unreadable, or its first line is empty.
 std::optional<std::string> lastUserSettingsFile(const SettingsRoots& roots);
 
+/// Out of which file each setting comes: the one rule that the settings client and its readers go
+/// by.
+struct SettingsPlaces {
+  std::string numbers;       // of the numeric settings
+  std::string texts;         // of the facility
+  std::string lastUserFile;  // the file that names the user whose numbers count; empty: none does
+};
+SettingsPlaces settingsPlaces(const SettingsRoots& roots);
+
 }  // namespace Vexo::Settings

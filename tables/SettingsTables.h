@@ -23,6 +23,9 @@ extern std::map<int, float> cParameterDefaults;
 inline constexpr int cSoloModeDefault = 0;
 inline constexpr const char* cFacilityDefault = "Standard-Surround";
 
+// The default of a numeric setting, by its offline parameter index, as it is published.
+int defaultOf(int parameter);
+
 struct PublishedSetting {
   const char* key;  // in the settings file
   bool isText;      // published as a shared string, otherwise as an offline parameter

@@ -74,9 +74,9 @@ void catchSignals() {
 /// Keeps what happens until the command prints it: the host is never held up by a slow reader.
 class Follower {
  public:
-  void operator()(const host::Event& event) {
+  void operator()(const inspect::Event& event) {
     const std::lock_guard lock(mMutex);
-    if (event.kind == host::Event::eKind::eJoined) mJoined.insert(event.type);
+    if (event.kind == inspect::Event::eKind::eJoined) mJoined.insert(event.type);
     if (mFollowing && mEvents.size() < cMostWaiting) mEvents.push_back(event);
   }
 
@@ -91,7 +91,7 @@ class Follower {
     mFollowing = true;
   }
 
-  std::deque<host::Event> takeEvents() {
+  std::deque<inspect::Event> takeEvents() {
     const std::lock_guard lock(mMutex);
     return std::exchange(mEvents, {});
   }
@@ -103,11 +103,11 @@ class Follower {
   std::mutex mMutex;
   bool mFollowing = false;
   std::set<std::uint32_t> mJoined;
-  std::deque<host::Event> mEvents;
+  std::deque<inspect::Event> mEvents;
 };
 
 void printEvents(Follower& follower, bool asJson, Output& output) {
-  for (const host::Event& event : follower.takeEvents()) {
+  for (const inspect::Event& event : follower.takeEvents()) {
     output.print(asJson ? dump(eventJson(event), -1) : eventText(event));
   }
 }
@@ -182,9 +182,11 @@ int serve(host::SessionHost& session, const HostCommandOptions& options, Output&
   std::cout.flush();  // what the libraries said comes before the picture
 
   if (!options.once) follower.follow();
-  if (const auto picture = host::readSession(cWatchMS); picture && !sStopRequested) {
-    output.print(options.asJson ? dump(sessionJson(*picture), options.once ? 2 : -1)
-                                : sessionText(*picture));
+  const auto picture = inspect::readSession(*inspect::openMachine(),
+                                            {.watchHeartbeatMS = cWatchMS, .withSettings = true});
+  if (picture.state == inspect::SessionPicture::eRead && !sStopRequested) {
+    output.print(options.asJson ? dump(sessionJson(picture), options.once ? 2 : -1)
+                                : sessionText(picture));
   }
   CountersPrinter counters(options.countersEverySeconds);
   while (!options.once && !sStopRequested && !output.isOver()) {

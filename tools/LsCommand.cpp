@@ -1,29 +1,36 @@
 #include <memory>
+#include <string>
 
 #include <nlohmann/json.hpp>
 
 #include "tools/Commands.h"
-#include "tools/ExitStatus.h"
 #include "tools/Output.h"
 #include "tools/Picture.h"
 #include "tools/Reading.h"
 
 namespace tools {
+namespace {
 
-void addLsCommand(CLI::App& app, int& status) {
-  CLI::App* command = app.add_subcommand(
-      "ls", "Show the session: its host and its clients. Reads only; nothing is touched.");
-  const auto asJson = std::make_shared<bool>(false);
-  command->add_flag("--json", *asJson, "Print one JSON object");
-  command->callback([asJson, &status] {
-    const auto session = readOrExplain(status);
-    if (!session) return;
-    if (*asJson) {
-      print(dump(sessionJson(*session), 2) + "\n");
-    } else {
-      print(sessionText(*session));
-    }
-  });
+struct LsOptions {
+  std::string from;
+  bool asJson = false;
+};
+
+void list(const LsOptions& options) {
+  const auto source = openSource(options.from);
+  const inspect::SessionPicture session =
+      readOrFail(*source, {.watchHeartbeatMS = cWatchHeartbeatMS, .withSettings = true});
+  print(options.asJson ? dump(sessionJson(session), 2) + "\n" : sessionText(session));
+}
+
+}  // namespace
+
+void addLsCommand(CLI::App& app, int&) {
+  CLI::App* command = app.add_subcommand("ls", "Show the session: its host and its clients.");
+  const auto options = std::make_shared<LsOptions>();
+  command->add_flag("--json", options->asJson, "Print one JSON object");
+  addFromOption(*command, options->from);
+  command->callback([options] { list(*options); });
 }
 
 }  // namespace tools

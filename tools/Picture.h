@@ -6,23 +6,24 @@
 #include <nlohmann/json_fwd.hpp>
 
 #include "host/AudioCycle.h"
-#include "host/Event.h"
-#include "host/SessionReader.h"
+#include "inspect/Event.h"
+#include "inspect/Picture.h"
 
 /// The session and its events as text and as JSON.
 namespace tools {
 
-std::string sessionText(const host::SessionPicture& session);
-nlohmann::ordered_json sessionJson(const host::SessionPicture& session);
+std::string sessionText(const inspect::SessionPicture& session);
+nlohmann::ordered_json sessionJson(const inspect::SessionPicture& session);
 
 /// One client with everything its row holds, and its connections.
-std::string clientText(const host::SessionPicture& session, const host::ClientPicture& client);
-nlohmann::ordered_json clientJson(const host::SessionPicture& session,
-                                  const host::ClientPicture& client);
+std::string clientText(const inspect::SessionPicture& session,
+                       const inspect::ClientPicture& client);
+nlohmann::ordered_json clientJson(const inspect::SessionPicture& session,
+                                  const inspect::ClientPicture& client);
 
 /// One line, without its line feed.
-std::string eventText(const host::Event& event);
-nlohmann::ordered_json eventJson(const host::Event& event);
+std::string eventText(const inspect::Event& event);
+nlohmann::ordered_json eventJson(const inspect::Event& event);
 
 /// What became of each client's blocks since it joined; lines without the last line feed.
 std::string audioText(const std::vector<host::AudioCycle::ClientCounters>& clients);

@@ -1,20 +1,20 @@
 #include <nlohmann/json.hpp>
 
+#include "inspect/Settings.h"
 #include "tools/Picture.h"
-#include "tools/SettingsView.h"
 #include "tools/Text.h"
 
 namespace tools {
 namespace {
 
-using host::ClientPicture;
-using host::Event;
-using host::SessionPicture;
+using inspect::ClientPicture;
+using inspect::Event;
+using inspect::SessionPicture;
 using json = nlohmann::ordered_json;
 
-json settingsJson(const ClientPicture& client) {
+json settingsJson(const ClientPicture& client, const inspect::SettingsFacts& files) {
   json settings = json::object();
-  for (const SettingView& setting : settingsOf(client)) {
+  for (const inspect::SettingView& setting : settingsOf(client, files)) {
     json value = json::object();
     if (setting.isText) {
       value["value"] = setting.text;
@@ -29,7 +29,7 @@ json settingsJson(const ClientPicture& client) {
   return settings;
 }
 
-json rowJson(const ClientPicture& client) {
+json rowJson(const ClientPicture& client, const SessionPicture& session) {
   json row = {{"index", client.index},
               {"id", client.id},
               {"name", client.name},
@@ -38,8 +38,8 @@ json rowJson(const ClientPicture& client) {
               {"inputChannels", client.inputChannels},
               {"outputChannels", client.outputChannels},
               {"stampAgeSeconds", nullptr}};
-  if (client.stampAgeSeconds) row["stampAgeSeconds"] = *client.stampAgeSeconds;
-  if (isSettingsClient(client)) row["settings"] = settingsJson(client);
+  if (const auto age = client.stampAgeSeconds()) row["stampAgeSeconds"] = *age;
+  if (isSettingsClient(client)) row["settings"] = settingsJson(client, session.settings);
   return row;
 }
 
@@ -87,12 +87,12 @@ json sessionJson(const SessionPicture& session) {
       {"forbidsJoins", session.forbidsJoins}, {"referenceClient", session.referenceClient}};
   json clients = json::array();
   for (const ClientPicture& client : session.clients)
-    clients.push_back(rowJson(client));
+    clients.push_back(rowJson(client, session));
   return {{"host", std::move(host)}, {"clients", std::move(clients)}};
 }
 
 json clientJson(const SessionPicture& session, const ClientPicture& client) {
-  json result = rowJson(client);
+  json result = rowJson(client, session);
   result["parameters"] = client.parameters;
   result["strings"] = client.strings;
   result["connections"] = nullptr;

@@ -2,26 +2,26 @@
 
 #include <fmt/core.h>
 
+#include "inspect/Settings.h"
 #include "tools/Picture.h"
-#include "tools/SettingsView.h"
 #include "tools/Text.h"
 
 namespace tools {
 namespace {
 
-using host::ClientPicture;
-using host::Event;
-using host::SessionPicture;
+using inspect::ClientPicture;
+using inspect::Event;
+using inspect::SessionPicture;
 
 std::string stampText(const ClientPicture& client) {
-  return client.stampAgeSeconds ? fmt::format("stamp {} s old", *client.stampAgeSeconds)
-                                : std::string("no stamp");
+  return client.stampAgeSeconds() ? fmt::format("stamp {} s old", *client.stampAgeSeconds())
+                                  : std::string("no stamp");
 }
 
-std::string settingsText(const ClientPicture& client) {
+std::string settingsText(const ClientPicture& client, const inspect::SettingsFacts& files) {
   std::string text =
       fmt::format("\n      {:<35} {:<20} {:<14} {}\n", "setting", "value", "published as", "from");
-  for (const SettingView& setting : settingsOf(client)) {
+  for (const inspect::SettingView& setting : settingsOf(client, files)) {
     const std::string value = setting.isText ? fmt::format("\"{}\"", printable(setting.text))
                                              : numberText(setting.number);
     const std::string place =
@@ -42,7 +42,7 @@ std::string rowText(const ClientPicture& client) {
 std::string slotName(const Event& event) {
   const bool isText = event.kind == Event::eKind::eStringChanged;
   const std::string place = fmt::format("{} {}", isText ? "string" : "parameter", event.slot);
-  const std::string key = settingKey(event.type, isText, static_cast<int>(event.slot));
+  const std::string key = inspect::settingKey(event.type, isText, static_cast<int>(event.slot));
   return key.empty() ? place : place + " (" + key + ")";
 }
 
@@ -59,14 +59,14 @@ std::string sessionText(const SessionPicture& session) {
   text += fmt::format("Clients   {}\n", session.clients.size());
   for (const ClientPicture& client : session.clients) {
     text += fmt::format("\n{}", rowText(client));
-    if (isSettingsClient(client)) text += settingsText(client);
+    if (isSettingsClient(client)) text += settingsText(client, session.settings);
   }
   return text;
 }
 
 std::string clientText(const SessionPicture& session, const ClientPicture& client) {
   std::string text = rowText(client);
-  if (isSettingsClient(client)) text += settingsText(client);
+  if (isSettingsClient(client)) text += settingsText(client, session.settings);
   text += "\n      offline parameters that are not 0\n";
   for (unsigned i = 0; i < LIPC::cOfflineParameterCount; ++i) {
     const float value = client.parameters[i];

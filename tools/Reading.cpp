@@ -1,23 +1,61 @@
 #include "tools/Reading.h"
 
-#include "tools/ExitStatus.h"
-#include "tools/Output.h"
+#include "inspect/Snapshot.h"
+#include "tools/Failure.h"
+#include "tools/Text.h"
 
 namespace tools {
-namespace {
 
-/// Three beats of a living host.
-constexpr int cWatchMS = 300;
+using inspect::SessionPicture;
 
-}  // namespace
+void addFromOption(CLI::App& command, std::string& path) {
+  command.add_option("--from", path, "Read a snapshot instead of the living session")
+      ->type_name("FILE");
+}
 
-std::optional<host::SessionPicture> readOrExplain(int& status) {
-  auto session = host::readSession(cWatchMS);
-  if (!session) {
-    complain("there is no session on this machine. Start a host, for example: lipc host");
-    status = eExitNoSession;
+std::unique_ptr<inspect::Source> openSource(const std::string& from) {
+  if (from.empty()) return inspect::openMachine();
+  try {
+    return inspect::openSnapshot(from);
+  } catch (const inspect::SnapshotError& error) {
+    throw Failure(eExitSnapshot, "{}", printable(error.what()));
+  }
+}
+
+SessionPicture readOrFail(inspect::Source& source, const inspect::ReadOptions& options) {
+  SessionPicture session = inspect::readSession(source, options);
+  const char* where = source.isLive() ? "on this machine" : "in this snapshot";
+  switch (session.state) {
+    case SessionPicture::eRead:
+      break;
+    case SessionPicture::eNone:
+      throw Failure(eExitNoSession, "there is no session {}.{}", where,
+                    source.isLive() ? " Start a host, for example: lipc host" : "");
+    case SessionPicture::eNoPermission:
+      throw Failure(eExitNoPermission,
+                    "the session {} is another user's (ID {}), and this user may not read it. Run "
+                    "lipc as that user, or its host with umask 0.",
+                    where, session.table->owner);
+    case SessionPicture::eTooSmall:
+      throw Failure(eExitDamaged,
+                    "what goes by the session's name {} is no session: its segment has {} bytes. "
+                    "See what it is with: lipc doctor",
+                    where, session.table->bytes);
+    case SessionPicture::eForeign:
+      throw Failure(eExitOtherVersion,
+                    "the session {} has protocol {} with {} bits, and this lipc reads protocol {} "
+                    "with {} bits. Use the lipc that came with its host.",
+                    where, session.protocolVersion, session.pointerWidthBits,
+                    LIPC::cProtocolVersion, LIPC::cPointerWidthBits);
   }
   return session;
+}
+
+const inspect::ClientPicture& clientOrFail(const SessionPicture& session, const std::string& id) {
+  if (const inspect::ClientPicture* client = session.find(id)) return *client;
+  throw Failure(eExitNoClient,
+                "no client of the session has the ID \"{}\". See who is there with: lipc ls",
+                printable(id));
 }
 
 }  // namespace tools

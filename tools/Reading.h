@@ -1,12 +1,25 @@
 #pragma once
 
-#include <optional>
+#include <memory>
+#include <string>
 
-#include "host/SessionReader.h"
+#include <CLI/CLI.hpp>
 
+#include "inspect/Picture.h"
+
+/// How the subcommands that only read come to a session. Each failure is thrown (Failure.h).
 namespace tools {
 
-/// The session, or nothing after a sentence on standard error and the exit status for it.
-std::optional<host::SessionPicture> readOrExplain(int& status);
+/// Three beats of a living host.
+inline constexpr int cWatchHeartbeatMS = 300;
+
+/// Adds `--from FILE`, which stores a snapshot's path.
+void addFromOption(CLI::App& command, std::string& path);
+/// The snapshot at `from`, or this machine where that is empty.
+std::unique_ptr<inspect::Source> openSource(const std::string& from);
+/// A session that could be read.
+inspect::SessionPicture readOrFail(inspect::Source& source, const inspect::ReadOptions& options);
+const inspect::ClientPicture& clientOrFail(const inspect::SessionPicture& session,
+                                           const std::string& id);
 
 }  // namespace tools

@@ -7,6 +7,7 @@
 #include "lipc/session/SessionNames.h"
 #include "tools/Commands.h"
 #include "tools/ExitStatus.h"
+#include "tools/Failure.h"
 #include "tools/Output.h"
 
 namespace {
@@ -44,6 +45,9 @@ int main(int argc, char** argv) {
   } catch (const tools::OutputError& error) {
     if (error.isWorthSaying()) tools::complain("{}", error.what());
     return tools::eExitFailure;
+  } catch (const tools::Failure& failure) {
+    tools::complain("{}", failure.what());
+    return failure.status();
   } catch (const std::exception& error) {
     tools::complain("{}", error.what());
     return tools::eExitFailure;

@@ -1,5 +1,6 @@
 #include "lipc/session/ConnectionPool.h"
 
+#include <cerrno>
 #include <cstring>
 #include <exception>
 #include <new>
@@ -8,6 +9,9 @@
 #include <utility>
 
 #include <boost/interprocess/shared_memory_object.hpp>
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
 #include "lipc/session/PoolCheck.h"
 #include "lipc/session/SessionNames.h"
@@ -22,12 +26,12 @@ namespace bip = boost::interprocess;
 
 /// The word in front of the manager, as Boost writes it when a pool is complete.
 constexpr std::uint32_t cReady = 2;
+/// The system's name of the object, as Boost makes it.
+constexpr char cConnectionPoolPath[] = "/LIPC_SESSION_CONNECTION_POOL";
 /// Less than this holds no pool.
 constexpr std::size_t cLeastBytes = PoolCheck::cManagerOffset + sizeof(PoolManager);
 
 constexpr std::chrono::microseconds cLockInterval(100);
-constexpr int cReadAttempts = 20;
-constexpr std::chrono::milliseconds cReadInterval(2);
 
 /// For those who hold no lock, or meet one who changes a list with the memory's lock alone.
 constexpr int cCheckAttempts = 5;
@@ -61,6 +65,7 @@ bool readList(const char* base, std::size_t bytes, std::vector<Connection>& out)
   auto* manager =
       reinterpret_cast<PoolManager*>(const_cast<char*>(base) + PoolCheck::cManagerOffset);
   const auto [list, count] = manager->find_no_lock<SharedConnectionList>(cConnectionListName);
+  if (count == 0) return true;
   if (count != 1) return false;
   if (list == nullptr || !check.isList(*list)) return false;
   forEachConnection(base, bytes, *list,
@@ -118,18 +123,26 @@ bool ConnectionPool::remove() {
   return bip::shared_memory_object::remove(cConnectionPoolSegment);
 }
 
-std::vector<Connection> ConnectionPool::readSessionList() {
+bool ConnectionPool::isThere() {
+  const int file = shm_open(cConnectionPoolPath, O_RDONLY, 0);
+  if (file >= 0) close(file);
+  return file >= 0 || errno == EACCES;
+}
+
+std::string ConnectionPool::readBytes() {
+  const bip::mapped_region region = mapReady(bip::read_only);
+  return {static_cast<const char*>(region.get_address()), region.get_size()};
+}
+
+std::vector<Connection> ConnectionPool::readSessionList(std::string_view poolBytes) {
+  const std::size_t bytes = poolBytes.size();
+  if (bytes < cLeastBytes) throwDamaged();
+  const std::unique_ptr<char, AlignedDelete> copy(
+      static_cast<char*>(::operator new (bytes, std::align_val_t{PoolCheck::cManagerOffset})));
+  std::memcpy(copy.get(), poolBytes.data(), bytes);
   std::vector<Connection> connections;
-  for (int attempt = 0; attempt < cReadAttempts; ++attempt) {
-    const bip::mapped_region region = mapReady(bip::read_only);
-    const std::size_t bytes = region.get_size();
-    const std::unique_ptr<char, AlignedDelete> copy(
-        static_cast<char*>(::operator new (bytes, std::align_val_t{PoolCheck::cManagerOffset})));
-    std::memcpy(copy.get(), region.get_address(), bytes);
-    if (readList(copy.get(), bytes, connections)) return connections;
-    std::this_thread::sleep_for(cReadInterval);
-  }
-  throwDamaged();
+  if (!readList(copy.get(), bytes, connections)) throwDamaged();
+  return connections;
 }
 
 /// Boost's own wait for the lock goes by the clock on the wall.

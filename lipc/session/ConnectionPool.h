@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <list>
 #include <memory>
+#include <string>
+#include <string_view>
 #include <vector>
 
 #include <boost/container/list.hpp>
@@ -95,9 +97,14 @@ class ConnectionPool {
   static ConnectionPool create(std::size_t bytes);
   /// False when there is none, or when it may not be removed.
   static bool remove();
-  /// The records of the session's list, out of a private copy of the pool: for readers, who take no
-  /// lock and change nothing. Looks several times at a pool that somebody is just changing.
-  static std::vector<Connection> readSessionList();
+  /// Whether there is one, in whatever state. Leaves no trace.
+  static bool isThere();
+  /// A private copy of the pool: for readers, who take no lock and change nothing. Where somebody
+  /// makes the pool's file shorter meanwhile, the process ends with SIGBUS.
+  static std::string readBytes();
+  /// The records of the session's list in such a copy; none where there is no list. A copy made
+  /// while somebody changed the pool may be a damaged one.
+  static std::vector<Connection> readSessionList(std::string_view poolBytes);
 
   /// The list of that name, or null. Holds the pool's lock meanwhile.
   SharedConnectionList* find(const char* name) const;

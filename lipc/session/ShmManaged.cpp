@@ -29,9 +29,21 @@ int getSegment(key_t key, std::size_t bytes, int flags) {
 }
 
 SegmentState stateOf(int shmid) {
+  SegmentState state{.id = shmid};
   shmid_ds status{};
-  if (shmctl(shmid, IPC_STAT, &status) != 0) return {shmid};
-  return {shmid, status.shm_segsz, static_cast<unsigned long>(status.shm_nattch)};
+  if (shmctl(shmid, IPC_STAT, &status) != 0) {
+    state.error = errno;
+    return state;
+  }
+  state.bytes = status.shm_segsz;
+  state.attachCount = static_cast<unsigned long>(status.shm_nattch);
+  state.creator = status.shm_cpid;
+  state.lastUser = status.shm_lpid;
+  state.owner = status.shm_perm.uid;
+  state.permissions = status.shm_perm.mode & 0777;
+  state.lastAttached = status.shm_atime;
+  state.lastDetached = status.shm_dtime;
+  return state;
 }
 
 /// Held around every attach and detach of this process. The kernel may give a new segment the

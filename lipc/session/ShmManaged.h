@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <ctime>
 #include <memory>
 #include <new>
 #include <optional>
@@ -12,11 +13,19 @@
 
 namespace LIPC {
 
-/// What the system says of a segment.
+/// What the system says of a segment. Where this process may not read it, nothing but its `id` and
+/// `error`.
 struct SegmentState {
   int id = -1;
+  int error = 0;  // errno
   std::size_t bytes = 0;
   unsigned long attachCount = 0;  // of all processes
+  pid_t creator = 0;              // the process that made it
+  pid_t lastUser = 0;             // the last one to attach or detach it; 0: none yet
+  uid_t owner = 0;
+  unsigned permissions = 0;      // 0 to 0777
+  std::time_t lastAttached = 0;  // 0: never
+  std::time_t lastDetached = 0;  // 0: never
 
   bool isAttached() const { return attachCount != 0; }
 };

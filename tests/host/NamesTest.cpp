@@ -74,7 +74,7 @@ TEST(AClient, WhoseSegmentOrKeyFileIsTakenAwayLeavesInOrderAndComesBack) {
     ASSERT_TRUE(client.join());
     if (!std::filesystem::remove(name)) LIPC::ShmManaged::remove(name);
     ASSERT_TRUE(eventually(5s, [&] { return client.established == 2; })) << name;
-    EXPECT_TRUE(host.had(host::Event::eKind::eLeft, "bereft")) << name;
+    EXPECT_TRUE(host.had(inspect::Event::eKind::eLeft, "bereft")) << name;
   }
 }
 

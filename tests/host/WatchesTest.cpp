@@ -2,9 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include "host/ClientWatch.h"
-#include "host/LockWatch.h"
 #include "host/SessionConnections.h"
+#include "inspect/ClientWatch.h"
+#include "inspect/LockWatch.h"
 
 namespace {
 
@@ -23,7 +23,7 @@ bool isTrueAt(int from, int to, const std::function<bool(Steady::time_point)>& a
 
 TEST(ClientWatch, OnlyWhoWasWatchedWithoutANewStampForFourSecondsIsLost) {
   using Stamp = std::optional<std::string>;
-  host::ClientWatch watch;
+  inspect::ClientWatch watch;
   for (const auto& [from, to, stamp, isLost] :
        {std::tuple{0, 0, Stamp("20260101T080000"), false},  // the machine slept for hours
         {500, 4000, "20260101T120000", false},
@@ -45,7 +45,7 @@ TEST(ClientWatch, OnlyWhoWasWatchedWithoutANewStampForFourSecondsIsLost) {
 }
 
 TEST(LockWatch, OnlyALockHeldWithoutARequestForLongerThanAnyJoinIsStuck) {
-  host::LockWatch watch;
+  inspect::LockWatch watch;
   const auto ask = [&](auto now) { return watch.isStuck(now); };
   EXPECT_FALSE(isTrueAt(0, 4500, ask));
   watch.restart();

@@ -1,4 +1,4 @@
-#include "host/SessionReader.h"
+#include "inspect/Picture.h"
 #include "settings/IPCDefaultClient.h"
 #include "settings/SettingsLocation.h"
 #include "tests/support/TestHost.h"
@@ -52,7 +52,8 @@ struct SettingsClient : testing::Test {
     {
       const IPCDefaultClient client;
       EXPECT_TRUE(eventually(10s, [&] { return client.isConnected(); }));
-      const host::ClientPicture row = host::readSession(0)->clients.at(0);
+      const inspect::ClientPicture row =
+          inspect::readSession(*inspect::openMachine(), {}).clients.at(0);
       for (const auto& [key, index] : cKeys)
         (index < 0 ? all << row.strings[0] : all << row.parameters[index]) << ' ';
     }

@@ -10,10 +10,10 @@ namespace support {
 /// A reference host inside the test's process that remembers what happened.
 class TestHost {
  public:
-  using Kind = host::Event::eKind;
+  using Kind = inspect::Event::eKind;
 
   explicit TestHost(const host::HostOptions& options = {})
-      : mHost(std::make_unique<host::SessionHost>(options, [this](const host::Event& event) {
+      : mHost(std::make_unique<host::SessionHost>(options, [this](const inspect::Event& event) {
           const std::lock_guard lock(mMutex);
           mEvents.push_back(event);
         })) {}
@@ -27,7 +27,9 @@ class TestHost {
   /// Whether something of this kind has happened to this client.
   bool had(Kind kind, const std::string& id) {
     const std::lock_guard lock(mMutex);
-    const auto isIt = [&](const host::Event& each) { return each.kind == kind && each.id == id; };
+    const auto isIt = [&](const inspect::Event& each) {
+      return each.kind == kind && each.id == id;
+    };
     return std::any_of(mEvents.begin(), mEvents.end(), isIt);
   }
   bool waitFor(Kind kind, const std::string& id, std::chrono::milliseconds limit) {
@@ -37,14 +39,14 @@ class TestHost {
   std::string notes() {
     const std::lock_guard lock(mMutex);
     std::string all;
-    for (const host::Event& event : mEvents)
+    for (const inspect::Event& event : mEvents)
       if (event.kind == Kind::eNote) all += event.textAfter + "\n";
     return all;
   }
 
  private:
   std::mutex mMutex;
-  std::vector<host::Event> mEvents;
+  std::vector<inspect::Event> mEvents;
   std::unique_ptr<host::SessionHost> mHost;
   LIPC::ShmManagedOpen<LIPC::SessionBuffer> mTable{LIPC::cSessionSegment};
 };

@@ -1,8 +1,11 @@
 #pragma once
 
 #include <chrono>
+#include <optional>
 #include <string>
 #include <vector>
+
+#include <sys/types.h>
 
 /// What only some systems tell of their named semaphores. One source file each; the build picks it.
 namespace LIPC::platform {
@@ -11,9 +14,11 @@ struct NamedSemaphore {
   std::string name;  // without the leading slash
   std::chrono::seconds
       age;  // since it was made, by the wall clock; below 0 after the clock was set back
+  uid_t owner = 0;
+  unsigned permissions = 0;  // 0 to 0777
 };
 
-/// The machine's named semaphores. macOS cannot list them: none. Threads: any.
-std::vector<NamedSemaphore> listNamedSemaphores();
+/// The machine's named semaphores. macOS cannot list them: nothing. Threads: any.
+std::optional<std::vector<NamedSemaphore>> listNamedSemaphores();
 
 }  // namespace LIPC::platform

@@ -16,10 +16,10 @@ constexpr std::string_view cFilePrefix = "sem.";
 
 }  // namespace
 
-std::vector<NamedSemaphore> listNamedSemaphores() {
+std::optional<std::vector<NamedSemaphore>> listNamedSemaphores() {
   std::vector<NamedSemaphore> semaphores;
   const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir(cFolder), closedir);
-  if (!folder) return semaphores;
+  if (!folder) return std::nullopt;
   const std::time_t now = std::time(nullptr);
   while (const dirent* entry = readdir(folder.get())) {
     const std::string_view file = entry->d_name;
@@ -28,7 +28,8 @@ std::vector<NamedSemaphore> listNamedSemaphores() {
         lstat((cFolder + std::string(file)).c_str(), &status) != 0)
       continue;
     semaphores.push_back({std::string(file.substr(cFilePrefix.size())),
-                          std::chrono::seconds(now - status.st_mtime)});
+                          std::chrono::seconds(now - status.st_mtime), status.st_uid,
+                          status.st_mode & 0777});
   }
   return semaphores;
 }

@@ -2,8 +2,8 @@
 
 namespace LIPC::platform {
 
-std::vector<NamedSemaphore> listNamedSemaphores() {
-  return {};
+std::optional<std::vector<NamedSemaphore>> listNamedSemaphores() {
+  return std::nullopt;
 }
 
 }  // namespace LIPC::platform

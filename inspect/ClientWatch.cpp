@@ -1,6 +1,6 @@
-#include "host/ClientWatch.h"
+#include "inspect/ClientWatch.h"
 
-namespace host {
+namespace inspect {
 
 bool ClientWatch::isLost(const LIPC::ClientID& id, const std::optional<std::string>& stamp,
                          SteadyTime now) {
@@ -17,4 +17,4 @@ void ClientWatch::keepOnly(const std::set<LIPC::ClientID>& present) {
   std::erase_if(mSeen, [&](const auto& seen) { return present.count(seen.first) == 0; });
 }
 
-}  // namespace host
+}  // namespace inspect

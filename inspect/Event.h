@@ -4,7 +4,7 @@
 #include <functional>
 #include <string>
 
-namespace host {
+namespace inspect {
 
 /// Something that happened in the session.
 struct Event {
@@ -33,4 +33,4 @@ struct Event {
 /// Called from the host's threads, one call at a time.
 using EventSink = std::function<void(const Event&)>;
 
-}  // namespace host
+}  // namespace inspect

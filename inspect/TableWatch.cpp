@@ -1,9 +1,9 @@
-#include "host/TableWatch.h"
+#include "inspect/TableWatch.h"
 
 #include <cstring>
 #include <utility>
 
-namespace host {
+namespace inspect {
 namespace {
 
 using LIPC::ClientEntry;
@@ -104,4 +104,4 @@ void TableWatch::compare(int index, ClientEntry& known, const ClientEntry& now) 
   known = now;
 }
 
-}  // namespace host
+}  // namespace inspect

@@ -1,11 +1,13 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
-#include "host/SessionReader.h"
+#include "inspect/Picture.h"
 
-namespace tools {
+/// The settings client's row read back into settings, and where each value came from.
+namespace inspect {
 
 /// A setting as the settings client's row publishes it.
 struct SettingView {
@@ -18,12 +20,18 @@ struct SettingView {
   /// key and this is the default; "unknown": neither, since the file changed after the client read
   /// it or the client runs for another user.
   std::string source;
+  std::string defaultText;  // when isText
+  float defaultNumber = 0.0F;
 };
 
 /// Whether this is a settings client, by its type.
-bool isSettingsClient(const host::ClientPicture& client);
-std::vector<SettingView> settingsOf(const host::ClientPicture& client);
+bool isSettingsClient(const ClientPicture& client);
+std::vector<SettingView> settingsOf(const ClientPicture& client, const SettingsFacts& files);
 /// The key of the setting that a client of this type publishes there, or an empty text.
 std::string settingKey(std::uint32_t clientType, bool isText, int index);
 
-}  // namespace tools
+/// The settings files of the user whom this process runs for. A file with more than 128 KiB, or
+/// with more than 1000 tags, counts as malformed.
+SettingsFacts readSettingsFiles();
+
+}  // namespace inspect

@@ -6,10 +6,10 @@
 #include <set>
 #include <string>
 
-#include "host/WatchedTime.h"
+#include "inspect/WatchedTime.h"
 #include "lipc/session/ClientID.h"
 
-namespace host {
+namespace inspect {
 
 /// Judges which clients are lost. A client is lost when this watch has watched its keep-alive stamp
 /// unchanged for 4 seconds of the steady clock. What the stamp says, and what the wall clock says,
@@ -40,4 +40,4 @@ class ClientWatch {
   std::map<LIPC::ClientID, Seen> mSeen;
 };
 
-}  // namespace host
+}  // namespace inspect

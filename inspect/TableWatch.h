@@ -2,10 +2,10 @@
 
 #include <map>
 
-#include "host/Event.h"
+#include "inspect/Event.h"
 #include "lipc/session/SessionBuffer.h"
 
-namespace host {
+namespace inspect {
 
 /// Turns the session table into events: compares it with what it looked like before. Joins and
 /// leaves that the host answered are told to it, so that a client that leaves and is back before
@@ -32,4 +32,4 @@ class TableWatch {
   std::map<int, int> mNew;                  // rows not reported yet: looks that saw them
 };
 
-}  // namespace host
+}  // namespace inspect

@@ -3,9 +3,9 @@
 #include <chrono>
 #include <optional>
 
-#include "host/WatchedTime.h"
+#include "inspect/WatchedTime.h"
 
-namespace host {
+namespace inspect {
 
 /// Notices a registration lock that is held with no request for longer than any join takes: its
 /// holder died. A join asks its host within about three seconds of taking the lock (one for a
@@ -30,4 +30,4 @@ class LockWatch {
   std::optional<WatchedTime> mHeld;
 };
 
-}  // namespace host
+}  // namespace inspect

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <chrono>
 
-namespace host {
+namespace inspect {
 
 /// Time during which somebody watched. A gap between two looks counts for a second at most: while
 /// this process was stopped, or the machine slept, nobody watched, and whoever was watched may have
@@ -28,4 +28,4 @@ class WatchedTime {
   std::chrono::nanoseconds mWatched{0};
 };
 
-}  // namespace host
+}  // namespace inspect

@@ -1,0 +1,218 @@
+// The living source: this machine.
+#include <algorithm>
+#include <cerrno>
+#include <ctime>
+#include <set>
+
+#include <pwd.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <sys/utsname.h>
+#include <unistd.h>
+
+#include "inspect/ChildRead.h"
+#include "inspect/Leftovers.h"
+#include "inspect/Settings.h"
+#include "inspect/Source.h"
+#include "lipc/session/ConnectionPool.h"
+#include "lipc/session/SegmentNames.h"
+#include "lipc/session/SessionBuffer.h"
+#include "lipc/session/ShmManaged.h"
+#include "lipc/session/shmKey.h"
+#include "lipc/util/platform/MachinePlatform.h"
+#include "lipc/util/platform/SemaphorePlatform.h"
+
+namespace inspect {
+namespace {
+
+namespace platform = LIPC::platform;
+
+using Users = std::map<int, std::vector<pid_t>>;
+
+ProcessFacts processFacts(pid_t process) {
+  ProcessFacts facts;
+  facts.id = process;
+  if (process <= 0) return facts;
+  platform::ProcessState state = platform::processState(process);
+  facts.lives = state.lives;
+  facts.isStopped = state.isStopped;
+  facts.command = std::move(state.command);
+  return facts;
+}
+
+SegmentFacts segmentFacts(const std::string& name, const LIPC::SegmentState& state,
+                          const Users* users) {
+  SegmentFacts facts;
+  facts.name = name;
+  facts.id = state.id;
+  facts.error = state.error;
+  facts.bytes = state.bytes;
+  facts.attachCount = state.attachCount;
+  facts.owner = state.owner;
+  facts.permissions = state.permissions;
+  facts.lastAttached = state.lastAttached;
+  facts.lastDetached = state.lastDetached;
+  facts.creator = processFacts(state.creator);
+  facts.lastUser = processFacts(state.lastUser);
+  if (users == nullptr) return facts;
+  std::size_t mappings = 0;
+  if (const auto found = users->find(state.id); found != users->end()) {
+    mappings = found->second.size();
+    for (const pid_t user : std::set<pid_t>(found->second.begin(), found->second.end()))
+      facts.users.push_back(processFacts(user));
+  }
+  facts.areUsersComplete = mappings == facts.attachCount;
+  return facts;
+}
+
+KeyFileFacts keyFileFacts(const std::string& name) {
+  KeyFileFacts facts;
+  facts.name = name;
+  facts.key = LIPC::existingShmKey(name.c_str());
+  struct stat status {};
+  if (lstat(LIPC::keyFilePath(name.c_str()).c_str(), &status) != 0) return facts;
+  facts.owner = status.st_uid;
+  facts.permissions = status.st_mode & 0777;
+  facts.modified = status.st_mtime;
+  return facts;
+}
+
+FolderFacts folderFacts(const std::string& path) {
+  FolderFacts facts;
+  facts.path = path;
+  struct statvfs status {};
+  if (statvfs(path.c_str(), &status) != 0) {
+    facts.error = errno;
+    return facts;
+  }
+  facts.isWritable = access(path.c_str(), W_OK | X_OK) == 0;
+  facts.bytes = std::uint64_t{status.f_blocks} * status.f_frsize;
+  facts.bytesFree = std::uint64_t{status.f_bavail} * status.f_frsize;
+  return facts;
+}
+
+LimitFacts limitFacts() {
+  const platform::SharedMemoryLimits limits = platform::sharedMemoryLimits();
+  LimitFacts facts;
+  facts.largestSegmentBytes = limits.largestSegmentBytes;
+  facts.allPages = limits.allPages;
+  facts.segments = limits.segments;
+  facts.segmentsPerProcess = limits.segmentsPerProcess;
+  facts.pageBytes = limits.pageBytes;
+  if (const auto inUse = platform::sharedMemoryInUse()) {
+    facts.segmentsInUse = inUse->segments;
+    facts.pagesInUse = inUse->pages;
+  }
+  return facts;
+}
+
+std::string systemName() {
+  utsname names{};
+  if (uname(&names) != 0) return {};
+  return std::string(names.sysname) + " " + names.release + " " + names.machine;
+}
+
+std::string userName() {
+  passwd entry{};
+  passwd* found = nullptr;
+  char buffer[4096];
+  const bool isKnown =
+      getpwuid_r(getuid(), &entry, buffer, sizeof buffer, &found) == 0 && found != nullptr;
+  return isKnown ? found->pw_name : std::to_string(getuid());
+}
+
+void addSemaphores(MachineFacts& facts) {
+  const auto semaphores = platform::listNamedSemaphores();
+  facts.areSemaphoresListed = semaphores.has_value();
+  if (!semaphores) return;
+  for (const platform::NamedSemaphore& semaphore : *semaphores) {
+    facts.semaphores.push_back({.platformName = semaphore.name,
+                                .ageSeconds = semaphore.age.count(),
+                                .owner = semaphore.owner,
+                                .permissions = semaphore.permissions,
+                                .count = std::nullopt});
+  }
+}
+
+/// The names of this machine and what they lead to; `users` may be none.
+MachineFacts namesWith(const std::optional<Users>& users) {
+  MachineFacts facts;
+  facts.time = std::time(nullptr);
+  std::vector<std::string> names = LIPC::namesWithKeyFiles();
+  std::sort(names.begin(), names.end());
+  for (const std::string& name : names) {
+    facts.keyFiles.push_back(keyFileFacts(name));
+    if (const auto state = LIPC::ShmManaged::find(name.c_str()))
+      facts.segments.push_back(segmentFacts(name, *state, users ? &*users : nullptr));
+  }
+  addSemaphores(facts);
+  return facts;
+}
+
+class Machine final : public Source {
+ public:
+  bool isLive() const override { return true; }
+  std::int64_t time() override { return std::time(nullptr); }
+
+  std::optional<SegmentFacts> find(const std::string& name, bool withUsers) override {
+    const auto state = LIPC::ShmManaged::find(name.c_str());
+    if (!state) return std::nullopt;
+    const Users users = withUsers ? platform::segmentUsers() : Users();
+    return segmentFacts(name, *state, withUsers ? &users : nullptr);
+  }
+
+  /// Whatever the segment is: who reads looks at its size.
+  Mapping attach(const std::string& name) override {
+    const auto state = LIPC::ShmManaged::find(name.c_str());
+    if (!state || state->error != 0) return {};
+    const void* address = LIPC::attachReadOnly(name.c_str(), state->bytes);
+    if (address == nullptr) return {};
+    return {std::shared_ptr<const char>(static_cast<const char*>(address), LIPC::detachReadOnly),
+            state->bytes};
+  }
+
+  PoolBytes pool() override {
+    PoolBytes pool;
+    auto bytes = readInChild(LIPC::ConnectionPool::readBytes, cDeadline, pool.error);
+    if (bytes) {
+      pool.state = PoolBytes::eRead;
+      pool.bytes = std::move(*bytes);
+    } else if (LIPC::ConnectionPool::isThere()) {
+      pool.state = PoolBytes::eUnreadable;
+    }
+    return pool;
+  }
+
+  MachineFacts machine() override {
+    MachineFacts facts = namesWith(platform::segmentUsers());
+    facts.system = systemName();
+    facts.user = userName();
+    facts.userID = getuid();
+    facts.limits = limitFacts();
+    for (SemaphoreFacts& semaphore : facts.semaphores)
+      semaphore.count = platform::semaphoreCount(semaphore.platformName);
+    for (const std::string& path : platform::sessionFolders())
+      facts.folders.push_back(folderFacts(path));
+    facts.settings = settings();
+    return facts;
+  }
+
+  SettingsFacts settings() override { return readSettingsFiles(); }
+
+  Watched watch(std::chrono::milliseconds duration,
+                const std::function<bool(double)>& progress) override {
+    return watchSession(*this, duration, progress);
+  }
+};
+
+}  // namespace
+
+MachineFacts readNames() {
+  return namesWith(std::nullopt);
+}
+
+std::unique_ptr<Source> openMachine() {
+  return std::make_unique<Machine>();
+}
+
+}  // namespace inspect

@@ -1,0 +1,52 @@
+#include "inspect/PoolReader.h"
+
+#include <cstring>
+#include <thread>
+
+#include "inspect/ChildRead.h"
+#include "lipc/session/ConnectionPool.h"
+
+namespace inspect {
+namespace {
+
+constexpr int cLooks = 10;
+constexpr std::chrono::milliseconds cLookInterval{10};
+
+std::string listIn(const std::string& bytes) {
+  const std::vector<LIPC::Connection> list = LIPC::ConnectionPool::readSessionList(bytes);
+  return {reinterpret_cast<const char*>(list.data()), list.size() * sizeof(LIPC::Connection)};
+}
+
+std::vector<LIPC::Connection> connectionsIn(const std::string& bytes) {
+  std::vector<LIPC::Connection> connections(bytes.size() / sizeof(LIPC::Connection));
+  if (!connections.empty())
+    std::memcpy(static_cast<void*>(connections.data()), bytes.data(),
+                connections.size() * sizeof(LIPC::Connection));
+  return connections;
+}
+
+}  // namespace
+
+PoolPicture readPool(Source& source) {
+  PoolPicture picture;
+  for (int look = 0; look < cLooks; ++look) {
+    if (look != 0) std::this_thread::sleep_for(cLookInterval);
+    const PoolBytes pool = source.pool();
+    if (pool.state != PoolBytes::eRead) {
+      picture.error = pool.state == PoolBytes::eMissing ? "there is none" : pool.error;
+      return picture;
+    }
+    std::string why;
+    const auto list = readInChild([&] { return listIn(pool.bytes); }, Source::cDeadline, why);
+    if (list) {
+      picture.connections = connectionsIn(*list);
+      return picture;
+    }
+    picture.error = "it is damaged: " + why;
+    picture.isDamaged = true;
+    if (!source.isLive()) return picture;
+  }
+  return picture;
+}
+
+}  // namespace inspect

@@ -1,0 +1,94 @@
+#include "inspect/Rings.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+#include "lipc/realtime/MappedRing.h"
+#include "lipc/util/SharedWord.h"
+
+namespace inspect {
+namespace {
+
+using LIPC::SHMSliceBuffer;
+using LIPC::SHMSlices;
+
+constexpr int cAnswerAge = 4;  // blocks behind the newest in which a client looks for its answer
+
+SlicePicture pictureOf(const SHMSliceBuffer& slice) {
+  SlicePicture picture;
+  picture.timeStamp = LIPC::loadAcquire(slice.timeStamp);
+  picture.sampleCount = slice.sampleCount;
+  picture.isReady = LIPC::loadAcquire(slice.ready) != 0;
+  picture.clientID.assign(slice.clientID, strnlen(slice.clientID, sizeof slice.clientID));
+  return picture;
+}
+
+Level levelOf(const float* samples, unsigned count) {
+  Level level;
+  double power = 0;
+  for (unsigned i = 0; i < count; ++i) {
+    const float sample = samples[i];
+    level.peak = std::max(level.peak, std::fabs(sample));
+    power += static_cast<double>(sample) * sample;
+  }
+  if (count > 0) level.rms = static_cast<float>(std::sqrt(power / count));
+  return level;
+}
+
+std::vector<Level> levelsOf(const LIPC::MappedRing& ring, SHMSliceBuffer& slice) {
+  const LIPC::SliceSamples samples = ring.samplesOf(slice);
+  const unsigned count = std::min<unsigned>(slice.sampleCount, LIPC::SHMChannel::cSampleCount);
+  std::vector<Level> levels;
+  for (unsigned channel = 0; channel < samples.channelCount; ++channel)
+    levels.push_back(levelOf(samples.channel(channel), count));
+  return levels;
+}
+
+/// The age of the newest slice whose samples are whole.
+int wholeAge(const RingPicture& ring, bool isSend) {
+  if (isSend) return 1;
+  int age = 0;
+  while (age < SHMSlices::cSliceCount - 1 && !ring.behind(age).isReady)
+    ++age;
+  return age;
+}
+
+}  // namespace
+
+std::optional<RingPicture> ringOf(const Mapping& mapping, bool isSend, bool withLevels) {
+  const auto* shared = mapping.as<SHMSlices>();
+  if (shared == nullptr) return std::nullopt;
+  // MappedRing is made for who writes, too; nothing here does.
+  auto* slices = const_cast<SHMSlices*>(shared);
+  const LIPC::MappedRing mapped(slices, mapping.size());
+
+  RingPicture ring;
+  ring.channels = mapped.channelCount();
+  ring.newest = slices->currentIndex();
+  for (int i = 0; i < SHMSlices::cSliceCount; ++i)
+    ring.slices[static_cast<std::size_t>(i)] = pictureOf(slices->slices[i]);
+  if (withLevels) {
+    constexpr int count = SHMSlices::cSliceCount;
+    const int index = (ring.newest + count - wholeAge(ring, isSend)) % count;
+    ring.levels = levelsOf(mapped, slices->slices[index]);
+  }
+  return ring;
+}
+
+bool isMissed(const RingPicture& answer, int age) {
+  const SlicePicture& slice = answer.behind(age);
+  return age >= cAnswerAge && slice.sampleCount != 0 && !slice.isReady;
+}
+
+MissedCount countMissed(const RingPicture& answer) {
+  MissedCount count;
+  for (int age = cAnswerAge; age < SHMSlices::cSliceCount; ++age) {
+    if (answer.behind(age).sampleCount == 0) continue;
+    ++count.looked;
+    if (isMissed(answer, age)) ++count.missed;
+  }
+  return count;
+}
+
+}  // namespace inspect

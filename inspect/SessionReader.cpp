@@ -1,0 +1,166 @@
+#include <cerrno>
+#include <chrono>
+#include <exception>
+#include <thread>
+
+#include <boost/date_time/posix_time/posix_time.hpp>
+
+#include "inspect/Picture.h"
+#include "inspect/PoolReader.h"
+#include "inspect/Rings.h"
+#include "lipc/session/ClientBuffer.h"
+#include "lipc/session/SegmentNames.h"
+#include "lipc/session/SessionBuffer.h"
+#include "lipc/util/SharedWord.h"
+
+namespace inspect {
+namespace {
+
+constexpr int cLookMS = 20;
+constexpr long cStaleSeconds = 4;
+
+std::optional<long> ageOf(const std::string& stamp, std::int64_t now) {
+  try {
+    const auto time = boost::posix_time::from_iso_string(stamp);
+    const auto age = boost::posix_time::from_time_t(static_cast<std::time_t>(now)) - time;
+    if (age.is_special()) return std::nullopt;
+    return static_cast<long>(age.total_seconds());
+  } catch (const std::exception&) {
+    return std::nullopt;
+  }
+}
+
+std::string nameOf(const LIPC::Semaphore& record) {
+  return record.isWellFormed() ? record.posixName : std::string();
+}
+
+/// Nothing where the name leads to something else: two names may have one key.
+std::optional<BufferPicture> bufferOf(const std::string& id, Source& source) {
+  const Mapping mapping = source.attach(id);
+  const auto* buffer = mapping.as<LIPC::ClientBuffer>();
+  if (buffer == nullptr) return std::nullopt;
+  BufferPicture picture;
+  picture.id = LIPC::ClientID(buffer->id).text();
+  if (picture.id != id) return std::nullopt;
+  picture.type = buffer->type;
+  picture.mode = buffer->mode;
+  picture.stamp = std::string(buffer->stampText());
+  picture.ageSeconds = ageOf(picture.stamp, source.time());
+  picture.blocksWaiting = buffer->newDataQueue.size();
+  picture.mustDisconnectSemaphore = nameOf(buffer->mustDisconnectSemaphore);
+  picture.keepAliveSemaphore = nameOf(buffer->keepAliveMutex);
+  return picture;
+}
+
+eLife lifeOf(const std::optional<BufferPicture>& buffer) {
+  if (!buffer || !buffer->ageSeconds) return eLife::eUnknown;
+  return *buffer->ageSeconds < cStaleSeconds ? eLife::eAlive : eLife::eStale;
+}
+
+ClientPicture rowOf(int index, const LIPC::ClientEntry& entry) {
+  ClientPicture picture;
+  picture.index = index;
+  picture.id = LIPC::ClientID(entry.id).text();
+  picture.name = std::string(entry.nameView());
+  picture.type = entry.type;
+  picture.mode = entry.mode;
+  picture.inputChannels = entry.inputChannelCount;
+  picture.outputChannels = entry.outputChannelCount;
+  for (unsigned i = 0; i < LIPC::cOfflineParameterCount; ++i)
+    picture.parameters[i] = LIPC::loadRelaxed(entry.offlineParameters[i]);
+  for (unsigned slot = 0; slot < LIPC::cStringSlotCount; ++slot)
+    picture.strings[slot] = std::string(entry.strings[slot].current());
+  return picture;
+}
+
+void addSegments(ClientPicture& client, Source& source, const ReadOptions& options) {
+  const auto names = LIPC::segmentNamesOf(LIPC::ClientID(client.id));
+  for (std::size_t i = 0; i < names.size(); ++i)
+    client.segments[i] = source.find(names[i], options.withUsers);
+  client.buffer = bufferOf(client.id, source);
+  client.life = lifeOf(client.buffer);
+  if (!options.withRings && !options.withLevels) return;
+  client.send = ringOf(source.attach(names[1]), true, options.withLevels);
+  client.answer = ringOf(source.attach(names[2]), false, options.withLevels);
+}
+
+void watchHeartbeat(const LIPC::SessionBuffer& table, int watchMS, SessionPicture& picture) {
+  const std::uint64_t first = LIPC::loadAcquire(table.heartbeat);
+  picture.heartbeat = first;
+  for (int waited = 0; waited < watchMS && picture.heartbeat <= first; waited += cLookMS) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(cLookMS));
+    picture.heartbeat = LIPC::loadAcquire(table.heartbeat);
+  }
+  picture.isBeating = picture.heartbeat > first;
+}
+
+void readVersion(Source& source, SessionPicture& picture) {
+  const Mapping mapping = source.attach(LIPC::cVersionSegment);
+  if (const auto* version = mapping.as<LIPC::VersionRecord>(); version != nullptr) {
+    picture.protocolVersion = version->protocolVersion;
+    picture.pointerWidthBits = version->pointerWidthBits;
+  }
+}
+
+bool isForeign(const SessionPicture& picture) {
+  return (picture.protocolVersion != 0 && picture.protocolVersion != LIPC::cProtocolVersion) ||
+         (picture.pointerWidthBits != 0 && picture.pointerWidthBits != LIPC::cPointerWidthBits);
+}
+
+void readConnections(Source& source, SessionPicture& picture) {
+  PoolPicture pool = readPool(source);
+  picture.poolError = std::move(pool.error);
+  picture.isPoolDamaged = pool.isDamaged;
+  picture.connections = std::move(pool.connections);
+}
+
+}  // namespace
+
+const ClientPicture* SessionPicture::find(const std::string& id) const {
+  for (const ClientPicture& client : clients)
+    if (LIPC::ClientID(client.id) == LIPC::ClientID(id)) return &client;
+  return nullptr;
+}
+
+SessionPicture readSession(Source& source, const ReadOptions& options) {
+  SessionPicture picture;
+  picture.time = source.time();
+  picture.table = source.find(LIPC::cSessionSegment, options.withUsers);
+  if (!picture.table) return picture;
+  readVersion(source, picture);
+  const Mapping mapping = source.attach(LIPC::cSessionSegment);
+  const auto* table = mapping.as<LIPC::SessionBuffer>();
+  if (!mapping) {
+    picture.state = picture.table->error != 0 || source.isLive() ? SessionPicture::eNoPermission
+                                                                 : SessionPicture::eTooSmall;
+    return picture;
+  }
+  if (isForeign(picture)) {
+    picture.state = SessionPicture::eForeign;
+    return picture;
+  }
+  if (table == nullptr) {
+    picture.state = SessionPicture::eTooSmall;
+    return picture;
+  }
+  picture.state = SessionPicture::eRead;
+  picture.forbidsJoins = source.find(LIPC::cNoConnectSegment).has_value();
+  picture.referenceClient = LIPC::ClientID(table->referenceClientID).text();
+  if (source.isLive()) {
+    watchHeartbeat(*table, options.watchHeartbeatMS, picture);
+  } else {
+    picture.heartbeat = table->heartbeat;
+    picture.isBeating = source.watch({}, {}).isBeating();
+  }
+  for (int index = 0; index < LIPC::cMaxClients; ++index) {
+    const LIPC::ClientEntry& entry = table->entries[index];
+    if (entry.isFree()) continue;
+    picture.clients.push_back(rowOf(index, entry));
+    addSegments(picture.clients.back(), source, options);
+  }
+  if (options.withConnections) readConnections(source, picture);
+  if (options.withSettings) picture.settings = source.settings();
+  return picture;
+}
+
+}  // namespace inspect
