@@ -157,7 +157,7 @@ std::string markText(const Spot& spot) {
                          : fmt::format(
                                "<path class=\"{}\" transform=\"translate({} {}) rotate({})\" "
                                "d=\"M-3-6h6v5l4 6h-14l4-6z\"/>\n",
-                               style, spot.at.x, spot.at.y, -spot.azimuth);
+                               style, spot.at.x, spot.at.y, 0 - spot.azimuth);
   if (spot.isShared()) text += circleText(fmt::format("leader {}", spot.style()), spot.at, 10);
   return text;
 }
