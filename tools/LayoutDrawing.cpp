@@ -47,6 +47,7 @@ std::size_t layerOf(float elevation) {
   return elevation < 45 ? 2 : 3;
 }
 
+/// LFE, LFE1, LFE2.
 bool isLFE(const LSS::Speaker& speaker) {
   return speaker.speakerId == 8 || speaker.speakerId == 31 || speaker.speakerId == 32;
 }
