@@ -6,9 +6,11 @@
 /// command runs when it was chosen and stores its exit status in `status`.
 namespace tools {
 
+void addCompletionCommand(CLI::App& app, int& status);
 void addHostCommand(CLI::App& app, int& status);
 void addLayoutsCommand(CLI::App& app, int& status);
 void addLsCommand(CLI::App& app, int& status);
 void addShowCommand(CLI::App& app, int& status);
+void addSnapshotCommand(CLI::App& app, int& status);
 
 }  // namespace tools

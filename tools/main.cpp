@@ -39,7 +39,9 @@ int main(int argc, char** argv) {
   tools::addHostCommand(app, status);
   tools::addLsCommand(app, status);
   tools::addShowCommand(app, status);
+  tools::addSnapshotCommand(app, status);
   tools::addLayoutsCommand(app, status);
+  tools::addCompletionCommand(app, status);
   try {
     parse(app, argc, argv, status);
   } catch (const tools::OutputError& error) {
