@@ -241,6 +241,8 @@ std::unique_ptr<Source> openSnapshot(const std::string& path) {
   const std::string bytes = readFile(path);
   try {
     return std::make_unique<Snapshot>(contentOf(bytes));
+  } catch (const std::bad_alloc&) {
+    throw SnapshotError("The snapshot " + path + " cannot be read: there is not enough memory.");
   } catch (const ArchiveError& error) {
     throw SnapshotError("The snapshot " + path + " cannot be read: " + error.what() + ".");
   }
