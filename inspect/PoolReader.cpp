@@ -32,17 +32,21 @@ PoolPicture readPool(Source& source) {
   for (int look = 0; look < cLooks; ++look) {
     if (look != 0) std::this_thread::sleep_for(cLookInterval);
     const PoolBytes pool = source.pool();
-    if (pool.state != PoolBytes::eRead) {
+    if (pool.state == PoolBytes::eMissing || pool.state == PoolBytes::eUnreadable) {
       picture.error = pool.state == PoolBytes::eMissing ? "there is none" : pool.error;
       return picture;
     }
-    std::string why;
-    const auto list = readInChild([&] { return listIn(pool.bytes); }, Source::cDeadline, why);
+    std::string why = pool.error;
+    std::optional<std::string> list;
+    if (pool.state == PoolBytes::eRead)
+      list = readInChild([&] { return listIn(pool.bytes); }, Source::cDeadline, why);
     if (list) {
+      picture.error.clear();
+      picture.isDamaged = false;
       picture.connections = connectionsIn(*list);
       return picture;
     }
-    picture.error = "it is damaged: " + why;
+    picture.error = why;
     picture.isDamaged = true;
     if (!source.isLive()) return picture;
   }

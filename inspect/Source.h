@@ -40,7 +40,8 @@ class Mapping {
 struct PoolBytes {
   enum eState : std::uint8_t {
     eMissing,
-    eUnreadable,  // not for this user, or something went wrong: `error`
+    eUnreadable,  // not for this user: `error`
+    eDamaged,     // it is no pool, or no more one: `error`
     eRead,
   };
 
