@@ -68,9 +68,11 @@ unsigned terminalWidth() {
 
 Style Style::ofOutput() {
   Style style;
+  if (!isTerminal(STDOUT_FILENO)) return style;
   const char* terminal = std::getenv("TERM");
-  style.mHasColours = isTerminal(STDOUT_FILENO) && !isSet("NO_COLOR") && terminal != nullptr &&
-                      std::string_view(terminal) != "dumb";
+  style.mHasColours =
+      !isSet("NO_COLOR") && terminal != nullptr && std::string_view(terminal) != "dumb";
+  style.mColumns = terminalWidth();
   return style;
 }
 

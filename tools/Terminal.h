@@ -18,16 +18,19 @@ enum class eColour : std::uint8_t { eGood, eWarning, eBad, eFaint, eStrong };
 /// Colours text, or leaves it as it is. Pad before: colours have no width.
 class Style {
  public:
-  /// Leaves everything as it is.
+  /// Leaves everything as it is, on 80 columns.
   Style() = default;
-  /// Colours when standard output is a terminal that knows them and NO_COLOR is not set.
+  /// Colours when standard output is a terminal that knows them and NO_COLOR is not set. As wide as
+  /// the terminal; 80 columns where there is none.
   static Style ofOutput();
 
   std::string operator()(eColour colour, std::string_view text) const;
   bool hasColours() const { return mHasColours; }
+  unsigned columns() const { return mColumns; }
 
  private:
   bool mHasColours = false;
+  unsigned mColumns = 80;
 };
 
 /// Columns that a text without control characters takes: letters of East Asia take two, combining

@@ -1,5 +1,6 @@
 #include "tools/Text.h"
 
+#include <cstdlib>
 #include <ctime>
 
 #include <fmt/core.h>
@@ -69,6 +70,34 @@ std::string modeText(std::uint32_t mode) {
   add(LIPC::eClientModeNoAudio, sends ? "announced" : "no audio");
   add(LIPC::eClientModeExclusive, "exclusive");
   return words.empty() ? fmt::format("{}", mode) : fmt::format("{} ({})", mode, words);
+}
+
+std::string modeLetters(std::uint32_t mode) {
+  std::string letters = "----";
+  for (std::size_t bit = 0; bit < letters.size(); ++bit)
+    if ((mode >> bit & 1U) != 0) letters[bit] = "ionx"[bit];
+  return mode >> letters.size() == 0 ? letters : letters + "+";
+}
+
+std::string ageText(long seconds) {
+  const long size = std::labs(seconds);
+  if (size < 120) return fmt::format("{} s", seconds);
+  if (size < 120 * 60) return fmt::format("{} min", seconds / 60);
+  if (size < 48 * 3600) return fmt::format("{} h", seconds / 3600);
+  return fmt::format("{} d", seconds / (24 * 3600));
+}
+
+std::string rangesText(const std::vector<int>& numbers) {
+  std::string text;
+  for (std::size_t i = 0; i < numbers.size();) {
+    std::size_t last = i;
+    while (last + 1 < numbers.size() && numbers[last + 1] == numbers[last] + 1)
+      ++last;
+    text += (text.empty() ? "" : ", ") + std::to_string(numbers[i]);
+    if (last > i) text += "-" + std::to_string(numbers[last]);
+    i = last + 1;
+  }
+  return text;
 }
 
 std::string numberText(float value) {

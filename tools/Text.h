@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 /// Words for what a session holds. Texts come from other processes' memory: what is not printable
 /// is escaped, so that no name can play with a terminal.
@@ -14,6 +15,13 @@ std::string printable(std::string_view text);
 std::string typeText(std::uint32_t type);
 /// "4 (no audio)"
 std::string modeText(std::uint32_t mode);
+/// Mode bits as letters, each in a place of its own: "io--" inputs and outputs, "--n-" no audio,
+/// "---x" exclusive; then "+" where there are bits that have no meaning.
+std::string modeLetters(std::uint32_t mode);
+/// "3 s", "12 min", "5 h", "9 d"
+std::string ageText(long seconds);
+/// Rising numbers: "0-3, 7"
+std::string rangesText(const std::vector<int>& numbers);
 /// The shortest decimal that reads back as the same float.
 std::string numberText(float value);
 /// HH:MM:SS, local time.

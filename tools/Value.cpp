@@ -165,6 +165,31 @@ bool areSame(float a, float b) {
   return a == b || (std::isnan(a) && std::isnan(b));
 }
 
+ClientValue valueAt(const ClientPicture& client, const ValuePlace& place) {
+  ClientValue value;
+  value.place = place;
+  value.name = valueName(client.type, place);
+  if (place.isText) {
+    value.text = client.strings[place.index];
+    value.defaultText = defaultText(client.type, place.index);
+    value.isDefault = value.text == value.defaultText;
+  } else {
+    value.number = client.parameters[place.index];
+    value.defaultNumber = defaultNumber(client.type, place.index);
+    value.isDefault = areSame(value.number, value.defaultNumber);
+  }
+  return value;
+}
+
+std::vector<ClientValue> valuesOf(const ClientPicture& client) {
+  std::vector<ClientValue> values;
+  for (unsigned i = 0; i < LIPC::cOfflineParameterCount; ++i)
+    values.push_back(valueAt(client, {false, i}));
+  for (unsigned slot = 0; slot < LIPC::cStringSlotCount; ++slot)
+    values.push_back(valueAt(client, {true, slot}));
+  return values;
+}
+
 ValuePlace placeOrFail(std::string_view what, const ClientPicture& client,
                        bool bareNumbersAreTexts) {
   if (const auto place = numberedPlace(what, bareNumbersAreTexts)) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <compare>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -15,9 +16,7 @@ struct ValuePlace {
   bool isText = false;
   unsigned index = 0;  // offline parameter, or string slot when isText
 
-  bool operator==(const ValuePlace& other) const {
-    return isText == other.isText && index == other.index;
-  }
+  auto operator<=>(const ValuePlace& other) const = default;
 };
 
 /// "p12" or "s3": a place as it is typed.
@@ -30,6 +29,20 @@ float defaultNumber(std::uint32_t clientType, unsigned parameter);
 std::string defaultText(std::uint32_t clientType, unsigned slot);
 /// Whether both are one value: the same number, or none.
 bool areSame(float a, float b);
+
+/// A value that a client has, beside its default.
+struct ClientValue {
+  ValuePlace place;
+  std::string name;
+  float number = 0.0F;  // of a parameter
+  float defaultNumber = 0.0F;
+  std::string text;  // of a string
+  std::string defaultText;
+  bool isDefault = false;
+};
+ClientValue valueAt(const inspect::ClientPicture& client, const ValuePlace& place);
+/// All parameters, then all strings.
+std::vector<ClientValue> valuesOf(const inspect::ClientPicture& client);
 
 /// The place that WHAT names in this client's row: "p12" an offline parameter, "s3" a string, "12"
 /// what `bareNumbersAreTexts` says, else a name of the tables or the beginning of one, in small or
