@@ -57,7 +57,7 @@ class Makers {
 
 std::string settingsText(const ClientPicture& client, const inspect::SettingsFacts& files,
                          const Style& style) {
-  Columns columns({"Setting", "Value", "Place", "From"});
+  Columns columns({"Setting", "Value", "No.", "From"});
   for (const inspect::SettingView& setting : settingsOf(client, files)) {
     const std::string value =
         setting.isText ? "\"" + printable(setting.text) + "\"" : numberText(setting.number);

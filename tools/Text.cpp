@@ -1,5 +1,6 @@
 #include "tools/Text.h"
 
+#include <cmath>
 #include <cstdlib>
 #include <ctime>
 
@@ -9,6 +10,13 @@
 
 namespace tools {
 namespace {
+
+/// Of a sequence that begins with 0xE2: marks that turn the direction of what follows, and other
+/// ends of a line.
+bool isDirection(unsigned second, unsigned third) {
+  if (second == 0x80) return third == 0x8E || third == 0x8F || (third >= 0xA8 && third <= 0xAE);
+  return second == 0x81 && third >= 0xA6 && third <= 0xA9;
+}
 
 /// Bytes of the UTF-8 sequence that begins the text, 0 when it is none.
 std::size_t sequenceLength(std::string_view text) {
@@ -29,6 +37,7 @@ std::size_t sequenceLength(std::string_view text) {
   if (first == 0xF0 && byte(1) < 0x90) return 0;
   if (first == 0xF4 && byte(1) >= 0x90) return 0;
   if (first == 0xC2 && byte(1) < 0xA0) return 0;
+  if (first == 0xE2 && isDirection(byte(1), byte(2))) return 0;
   return length;
 }
 
@@ -101,7 +110,7 @@ std::string rangesText(const std::vector<int>& numbers) {
 }
 
 std::string numberText(float value) {
-  return fmt::format("{}", value);
+  return std::isnan(value) ? "nan" : fmt::format("{}", value);
 }
 
 std::string clockText() {

@@ -9,7 +9,7 @@
 /// is escaped, so that no name can play with a terminal.
 namespace tools {
 
-/// Valid UTF-8 without control characters; anything else as \xNN.
+/// Valid UTF-8 without control characters and marks of direction; anything else as \xNN.
 std::string printable(std::string_view text);
 /// A four-character code as its characters, padded with nothing, unprintable ones escaped.
 std::string typeText(std::uint32_t type);
