@@ -7,6 +7,7 @@
 namespace tools {
 
 void addCompletionCommand(CLI::App& app, int& status);
+void addGetCommand(CLI::App& app, int& status);
 void addHostCommand(CLI::App& app, int& status);
 void addLayoutsCommand(CLI::App& app, int& status);
 void addLsCommand(CLI::App& app, int& status);

@@ -40,6 +40,7 @@ int main(int argc, char** argv) {
   tools::addLsCommand(app, status);
   tools::addShowCommand(app, status);
   tools::addSnapshotCommand(app, status);
+  tools::addGetCommand(app, status);
   tools::addLayoutsCommand(app, status);
   tools::addCompletionCommand(app, status);
   try {
