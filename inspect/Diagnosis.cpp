@@ -36,7 +36,7 @@ std::vector<Finding> diagnose(const Exam& exam) {
                         "The session was not watched: whether its host and its clients live, and "
                         "whether the registration lock is stuck, was not judged.",
                         {},
-                        {"lipc doctor, without --quick"}});
+                        {"lipc doctor"}});
   }
   std::stable_sort(findings.begin(), findings.end(),
                    [](const Finding& a, const Finding& b) { return a.severity < b.severity; });

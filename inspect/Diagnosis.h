@@ -25,7 +25,8 @@ struct Finding {
   std::string subject;                // the ID or name that it is about; may be empty
   std::string title;                  // a sentence
   std::vector<std::string> evidence;  // phrases without a full stop
-  std::vector<std::string> todo;      // commands and sentences; empty where nothing is to be done
+  /// Commands, which begin with a small letter, and sentences; empty where nothing is to be done.
+  std::vector<std::string> todo;
   // Texts of other processes in any of these are not escaped.
 };
 

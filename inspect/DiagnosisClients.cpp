@@ -53,7 +53,9 @@ bool diagnoseLife(const Exam& exam, const ClientPicture& client, std::string& al
       findings.push_back({"client-dead",
                           eSeverity::eWrong,
                           client.id,
-                          "The client " + quoted(client.id) + " is dead.",
+                          client.segments[0] ? "The client " + quoted(client.id) + " is dead."
+                                             : "The row of " + quoted(client.id) +
+                                                   " is nobody's: its client is dead, or left.",
                           std::move(judgement.evidence),
                           {"lipc reap"}});
       return true;
@@ -67,7 +69,7 @@ bool diagnoseLife(const Exam& exam, const ClientPicture& client, std::string& al
                           "Whether the client " + quoted(client.id) + " lives cannot be told yet.",
                           {"it was not watched for long enough: it joined, or stood still, just "
                            "now"},
-                          {"lipc doctor, again"}});
+                          {"Look again: lipc doctor"}});
       break;
   }
   return false;

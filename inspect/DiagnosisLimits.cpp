@@ -22,6 +22,9 @@ constexpr std::uint64_t cClientSegments = 3;
 constexpr std::uint64_t cHostOwn = cSessionSegments + 1;
 constexpr std::uint64_t cClientOwn = 2 + cClientSegments + 1;
 
+/// A system without a limit has a number near the largest.
+constexpr std::uint64_t cNoLimit = std::uint64_t{1} << 62;
+
 constexpr unsigned cChannelCounts[] = {2, 16};
 /// What is advised: room for so many clients of 16 channels.
 constexpr std::uint64_t cAdvisedClients = 16;
@@ -41,7 +44,7 @@ std::string number(std::uint64_t value) {
 }
 
 std::string limitText(const std::optional<std::uint64_t>& limit, const std::string& thing) {
-  return limit ? number(*limit) + " " + thing : "no limit on " + thing;
+  return limit && *limit < cNoLimit ? number(*limit) + " " + thing : "no limit on " + thing;
 }
 
 /// The smallest power of two that is not below.
@@ -176,7 +179,7 @@ void addUsed(const Exam& exam, Findings& findings) {
             countText(limits.pagesInUse.value_or(0), "page") + " of " +
             number(limits.allPages.value_or(0)),
         "needed: " + number(neededSegments) + " segments and " + number(neededPages) + " pages"},
-       {"ipcs -m -p shows whose they are; lipc reap removes what dead participants left."}});
+       {"lipc reap", "See whose the segments are: ipcs -m -p"}});
 }
 
 }  // namespace

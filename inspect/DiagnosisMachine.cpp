@@ -70,7 +70,7 @@ void diagnoseFolder(const FolderFacts& folder, bool isPoolThere, Findings& findi
     add("folder-full", "is full: " + what + " find no room.",
         std::to_string(folder.bytesFree) + " bytes of " + std::to_string(folder.bytes) +
             " are free, " + std::to_string(needed) + " are needed",
-        "Make room in it: du -a " + folder.path + " | sort -n | tail");
+        "Make room in it. What is large: du -a " + folder.path + " | sort -n | tail");
 }
 
 void diagnoseFolders(const Exam& exam, Findings& findings) {

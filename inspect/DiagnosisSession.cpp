@@ -33,7 +33,7 @@ void diagnoseNoTable(const Exam& exam, Findings& findings) {
                       {},
                       "Parts of a session are left without its table.",
                       std::move(parts),
-                      {"lipc reap, or start a host, which removes them too"}});
+                      {"lipc reap", "Or start a host, which removes them too."}});
 }
 
 void diagnoseState(const Exam& exam, Findings& findings) {
@@ -93,8 +93,9 @@ void diagnoseHost(const Exam& exam, Findings& findings) {
                           {},
                           "The session's host is dead.",
                           std::move(host.evidence),
-                          {"Start a host: it takes the session's place, and its clients come over. "
-                           "Or remove what it left: lipc reap"}});
+                          {"lipc host",
+                           "Any host will do: it takes the session's place, and the clients come "
+                           "over. To remove the session alone: lipc reap"}});
       break;
     case eVerdict::eHeld:
       findings.push_back(
@@ -164,7 +165,8 @@ void diagnoseLock(const Exam& exam, Findings& findings) {
     findings.push_back({"lock",
                         eSeverity::eFine,
                         {},
-                        "The registration lock is given back when it was taken.",
+                        count == 1 ? "The registration lock is free."
+                                   : "The registration lock is held, for a moment so far.",
                         {"its count is " + std::to_string(count), std::move(last)},
                         {}});
   }

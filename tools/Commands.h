@@ -10,6 +10,7 @@ void addDoctorCommand(CLI::App& app, int& status);
 void addHostCommand(CLI::App& app, int& status);
 void addLayoutsCommand(CLI::App& app, int& status);
 void addLsCommand(CLI::App& app, int& status);
+void addReapCommand(CLI::App& app, int& status);
 void addShowCommand(CLI::App& app, int& status);
 
 }  // namespace tools

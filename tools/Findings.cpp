@@ -1,5 +1,7 @@
 #include "tools/Findings.h"
 
+#include <algorithm>
+#include <cctype>
 #include <cstdio>
 #include <cstdlib>
 #include <sstream>
@@ -62,6 +64,16 @@ std::string coloured(eSeverity severity, const std::string& text) {
   return fmt::format("\x1b[{}m{}\x1b[0m", colour, text);
 }
 
+/// Sentences begin with a capital letter.
+bool isCommand(const std::string& todo) {
+  return !todo.empty() && std::islower(static_cast<unsigned char>(todo[0])) != 0;
+}
+
+/// Paths and commands stay on one line, to be copied.
+std::string inFull(const std::string& first, const std::string& text, bool isOneLine) {
+  return isOneLine ? first + printable(text) + "\n" : wrapped(first, text);
+}
+
 }  // namespace
 
 inspect::Exam examine(inspect::Source& source, bool isQuick) {
@@ -110,13 +122,13 @@ std::string findingText(const Finding& finding, bool hasColours) {
   std::size_t lines = 0;
   for (const std::string& evidence : finding.evidence) {
     if (++lines > cMostLines) break;
-    text += wrapped(cIndent + "- ", evidence);
+    text += inFull(cIndent + "- ", evidence, evidence.starts_with('/'));
   }
   if (finding.evidence.size() > cMostLines)
     text += cIndent +
             fmt::format("- and {} more (--json has all)\n", finding.evidence.size() - cMostLines);
   for (const std::string& todo : finding.todo)
-    text += wrapped(cIndent + "do: ", todo);
+    text += inFull(cIndent + "do: ", todo, isCommand(todo));
   return text;
 }
 

@@ -41,6 +41,7 @@ int main(int argc, char** argv) {
   tools::addShowCommand(app, status);
   tools::addLayoutsCommand(app, status);
   tools::addDoctorCommand(app, status);
+  tools::addReapCommand(app, status);
   try {
     parse(app, argc, argv, status);
   } catch (const tools::OutputError& error) {
