@@ -7,7 +7,9 @@
 #include <map>
 #include <set>
 
+#include <fcntl.h>
 #include <pwd.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <sys/utsname.h>
@@ -123,6 +125,21 @@ FolderFacts folderFacts(const std::string& path) {
   return facts;
 }
 
+PoolFileFacts poolFileFacts() {
+  PoolFileFacts facts;
+  const int file = shm_open((std::string("/") + LIPC::cConnectionPoolSegment).c_str(), O_RDONLY, 0);
+  facts.error = file < 0 && errno != ENOENT ? errno : 0;
+  facts.isThere = file >= 0 || facts.error != 0;
+  struct stat status {};
+  if (file >= 0 && fstat(file, &status) == 0) {
+    facts.bytes = static_cast<std::uint64_t>(status.st_size);
+    facts.owner = status.st_uid;
+    facts.permissions = status.st_mode & 0777;
+  }
+  if (file >= 0) close(file);
+  return facts;
+}
+
 LimitFacts limitFacts() {
   const platform::SharedMemoryLimits limits = platform::sharedMemoryLimits();
   LimitFacts facts;
@@ -218,6 +235,7 @@ class Machine final : public Source {
     for (const std::string& path : platform::sessionFolders())
       facts.folders.push_back(folderFacts(path));
     facts.settings = settings();
+    facts.poolFile = poolFileFacts();
     return facts;
   }
 

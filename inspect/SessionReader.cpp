@@ -94,6 +94,15 @@ void watchHeartbeat(const LIPC::SessionBuffer& table, int watchMS, SessionPictur
   picture.isBeating = picture.heartbeat > first;
 }
 
+void readNames(const LIPC::SessionBuffer& table, SessionPicture& picture) {
+  picture.referenceClient = LIPC::ClientID(table.referenceClientID).text();
+  picture.registrationSemaphore = nameOf(table.registrationSemaphore);
+  picture.registrationEndedSemaphore = nameOf(table.registrationEndedSemaphore);
+  picture.newAudioDataSemaphore = nameOf(table.newAudioDataSemaphore);
+  picture.registrationLock = nameOf(table.clientsCanRegisterMutex);
+  picture.lastRequest = table.readRequest(picture.isLastRequestJoin).text();
+}
+
 void readVersion(Source& source, SessionPicture& picture) {
   const Mapping mapping = source.attach(LIPC::cVersionSegment);
   if (const auto* version = mapping.as<LIPC::VersionRecord>(); version != nullptr) {
@@ -145,7 +154,7 @@ SessionPicture readSession(Source& source, const ReadOptions& options) {
   }
   picture.state = SessionPicture::eRead;
   picture.forbidsJoins = source.find(LIPC::cNoConnectSegment).has_value();
-  picture.referenceClient = LIPC::ClientID(table->referenceClientID).text();
+  readNames(*table, picture);
   if (source.isLive()) {
     watchHeartbeat(*table, options.watchHeartbeatMS, picture);
   } else {

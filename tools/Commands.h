@@ -8,9 +8,11 @@ namespace tools {
 
 void addCompletionCommand(CLI::App& app, int& status);
 void addGetCommand(CLI::App& app, int& status);
+void addDoctorCommand(CLI::App& app, int& status);
 void addHostCommand(CLI::App& app, int& status);
 void addLayoutsCommand(CLI::App& app, int& status);
 void addLsCommand(CLI::App& app, int& status);
+void addReapCommand(CLI::App& app, int& status);
 void addShowCommand(CLI::App& app, int& status);
 void addSnapshotCommand(CLI::App& app, int& status);
 

@@ -43,6 +43,8 @@ int main(int argc, char** argv) {
   tools::addGetCommand(app, status);
   tools::addLayoutsCommand(app, status);
   tools::addCompletionCommand(app, status);
+  tools::addDoctorCommand(app, status);
+  tools::addReapCommand(app, status);
   try {
     parse(app, argc, argv, status);
   } catch (const tools::OutputError& error) {
