@@ -6,7 +6,10 @@
 /// command runs when it was chosen and stores its exit status in `status`.
 namespace tools {
 
+void addConnectCommand(CLI::App& app, int& status);
+void addDisconnectCommand(CLI::App& app, int& status);
 void addHostCommand(CLI::App& app, int& status);
+void addKickCommand(CLI::App& app, int& status);
 void addLayoutsCommand(CLI::App& app, int& status);
 void addLsCommand(CLI::App& app, int& status);
 void addShowCommand(CLI::App& app, int& status);

@@ -40,6 +40,9 @@ int main(int argc, char** argv) {
   tools::addLsCommand(app, status);
   tools::addShowCommand(app, status);
   tools::addLayoutsCommand(app, status);
+  tools::addConnectCommand(app, status);
+  tools::addDisconnectCommand(app, status);
+  tools::addKickCommand(app, status);
   try {
     parse(app, argc, argv, status);
   } catch (const tools::OutputError& error) {
