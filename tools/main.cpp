@@ -45,6 +45,9 @@ int main(int argc, char** argv) {
   tools::addCompletionCommand(app, status);
   tools::addDoctorCommand(app, status);
   tools::addReapCommand(app, status);
+  tools::addConnectCommand(app, status);
+  tools::addDisconnectCommand(app, status);
+  tools::addKickCommand(app, status);
   try {
     parse(app, argc, argv, status);
   } catch (const tools::OutputError& error) {
