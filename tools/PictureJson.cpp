@@ -8,7 +8,6 @@ namespace tools {
 namespace {
 
 using inspect::ClientPicture;
-using inspect::Event;
 using inspect::SessionPicture;
 using json = nlohmann::ordered_json;
 
@@ -59,25 +58,6 @@ json connectionJson(const LIPC::Connection& connection) {
           {"wires", std::move(wires)}};
 }
 
-const char* kindName(Event::eKind kind) {
-  switch (kind) {
-    case Event::eKind::eJoined:
-      return "joined";
-    case Event::eKind::eLeft:
-      return "left";
-    case Event::eKind::eLost:
-      return "lost";
-    case Event::eKind::eRenamed:
-      return "renamed";
-    case Event::eKind::eParameterChanged:
-    case Event::eKind::eStringChanged:
-      return "changed";
-    case Event::eKind::eNote:
-      break;
-  }
-  return "note";
-}
-
 }  // namespace
 
 json sessionJson(const SessionPicture& session) {
@@ -102,35 +82,6 @@ json clientJson(const SessionPicture& session, const ClientPicture& client) {
     if (connection.source == client.id.c_str() || connection.target == client.id.c_str()) {
       result["connections"].push_back(connectionJson(connection));
     }
-  }
-  return result;
-}
-
-json eventJson(const Event& event) {
-  json result = {{"event", kindName(event.kind)}};
-  if (event.kind == Event::eKind::eNote) {
-    result["text"] = event.textAfter;
-    return result;
-  }
-  result["index"] = event.index;
-  result["id"] = event.id;
-  result["name"] = event.name;
-  result["type"] = typeText(event.type);
-  switch (event.kind) {
-    case Event::eKind::eParameterChanged:
-      result["parameter"] = event.slot;
-      result["before"] = event.before;
-      result["after"] = event.after;
-      break;
-    case Event::eKind::eStringChanged:
-      result["string"] = event.slot;
-      [[fallthrough]];
-    case Event::eKind::eRenamed:
-      result["before"] = event.textBefore;
-      result["after"] = event.textAfter;
-      break;
-    default:
-      break;
   }
   return result;
 }

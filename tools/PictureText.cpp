@@ -10,7 +10,6 @@ namespace tools {
 namespace {
 
 using inspect::ClientPicture;
-using inspect::Event;
 using inspect::SessionPicture;
 
 std::string stampText(const ClientPicture& client) {
@@ -37,13 +36,6 @@ std::string rowText(const ClientPicture& client) {
                      printable(client.id), printable(client.name), typeText(client.type),
                      modeText(client.mode), client.inputChannels, client.outputChannels,
                      stampText(client));
-}
-
-std::string slotName(const Event& event) {
-  const bool isText = event.kind == Event::eKind::eStringChanged;
-  const std::string place = fmt::format("{} {}", isText ? "string" : "parameter", event.slot);
-  const std::string key = inspect::settingKey(event.type, isText, static_cast<int>(event.slot));
-  return key.empty() ? place : place + " (" + key + ")";
 }
 
 }  // namespace
@@ -94,34 +86,6 @@ std::string clientText(const SessionPicture& session, const ClientPicture& clien
                         connection.disconnectRequested != 0 ? ", disconnected" : "");
   }
   return text;
-}
-
-std::string eventText(const Event& event) {
-  const std::string who = fmt::format("#{} {}", event.index, printable(event.id));
-  const auto line = [](const char* what, const std::string& rest) {
-    return fmt::format("{}  {:<8} {}", clockText(), what, rest);
-  };
-  switch (event.kind) {
-    case Event::eKind::eJoined:
-      return line("joined",
-                  fmt::format("{}  \"{}\"  {}", who, printable(event.name), typeText(event.type)));
-    case Event::eKind::eLeft:
-      return line("left", who);
-    case Event::eKind::eLost:
-      return line("lost", who + "  stopped refreshing its stamp; its row was freed");
-    case Event::eKind::eRenamed:
-      return line("renamed", fmt::format("{}  \"{}\" -> \"{}\"", who, printable(event.textBefore),
-                                         printable(event.textAfter)));
-    case Event::eKind::eParameterChanged:
-      return line("changed", fmt::format("{}  {}  {} -> {}", who, slotName(event),
-                                         numberText(event.before), numberText(event.after)));
-    case Event::eKind::eStringChanged:
-      return line("changed", fmt::format("{}  {}  \"{}\" -> \"{}\"", who, slotName(event),
-                                         printable(event.textBefore), printable(event.textAfter)));
-    case Event::eKind::eNote:
-      break;
-  }
-  return line("note", printable(event.textAfter));
 }
 
 std::string audioText(const std::vector<host::AudioCycle::ClientCounters>& clients) {
