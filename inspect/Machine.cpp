@@ -1,6 +1,7 @@
 // The living source: this machine.
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <ctime>
 #include <set>
 
@@ -181,6 +182,20 @@ class Machine final : public Source {
       pool.state = PoolBytes::eUnreadable;
     }
     return pool;
+  }
+
+  std::optional<std::uint64_t> poolSum() override {
+    std::string why;
+    const auto bytes = readInChild(
+        [] {
+          const std::uint64_t sum = LIPC::ConnectionPool::sumBytes();
+          return std::string(reinterpret_cast<const char*>(&sum), sizeof sum);
+        },
+        cDeadline, why);
+    std::uint64_t sum = 0;
+    if (!bytes || bytes->size() != sizeof sum) return std::nullopt;
+    std::memcpy(&sum, bytes->data(), sizeof sum);
+    return sum;
   }
 
   MachineFacts machine() override {

@@ -1,5 +1,6 @@
 #include "inspect/SessionFollower.h"
 
+#include <algorithm>
 #include <set>
 #include <utility>
 
@@ -17,6 +18,8 @@ using LIPC::ClientID;
 using LIPC::SessionBuffer;
 
 constexpr std::chrono::milliseconds cStampInterval{500};
+constexpr std::chrono::milliseconds cWholeTableInterval{1000};
+constexpr int cRowsBehind = 8;
 constexpr std::chrono::milliseconds cConnectionInterval{1000};
 /// After a look that failed: one at a damaged pool can take four seconds.
 constexpr std::chrono::milliseconds cUnreadableInterval{5000};
@@ -73,9 +76,19 @@ std::vector<Event> SessionFollower::look(Source& source, SteadyTime now) {
   if (!mTable) arrive(table, source);
   lookAtHeartbeat(LIPC::loadAcquire(table.heartbeat));
   if (now >= mNextStamps) lookAtStamps(table, source);
-  mTable->look(table);
+  mTable->look(table, rowsToLookAt());
   if (now >= mNextConnections) lookAtConnections(source);
   return std::exchange(mEvents, {});
+}
+
+/// Mostly the rows in use and some behind them: who joins takes the first free one. Reading all of
+/// the table maps a page for each row.
+int SessionFollower::rowsToLookAt() {
+  if (mNow >= mNextWholeTable) {
+    mNextWholeTable = mNow + cWholeTableInterval;
+    return LIPC::cMaxClients;
+  }
+  return std::min(mTable->rowsInUse() + cRowsBehind, LIPC::cMaxClients);
 }
 
 void SessionFollower::arrive(const SessionBuffer& table, Source& source) {
@@ -92,7 +105,7 @@ void SessionFollower::arrive(const SessionBuffer& table, Source& source) {
   mTable.emplace(table, [this](const Event& event) { takeRowEvent(event); });
   for (const auto& [index, row] : mTable->rows())
     mEvents.push_back(eventOf(Kind::ePresent, index, row));
-  mNextStamps = mNextConnections = mNow;
+  mNextStamps = mNextConnections = mNextWholeTable = mNow;
 }
 
 void SessionFollower::depart() {
@@ -101,6 +114,7 @@ void SessionFollower::depart() {
   mStamps.clear();
   mConnections = {};
   mPoolError.clear();
+  mPoolSum.reset();
   Event gone = eventOf(Kind::eSessionGone);
   gone.textAfter = whyGone(mState);
   mEvents.push_back(std::move(gone));
@@ -148,7 +162,7 @@ void SessionFollower::takeRowEvent(Event event) {
 void SessionFollower::lookAtStamps(const SessionBuffer& table, Source& source) {
   mNextStamps = mNow + cStampInterval;
   std::set<ClientID> present;
-  for (int index = 0; index < LIPC::cMaxClients; ++index) {
+  for (int index = 0; index < mTable->rowsInUse(); ++index) {
     const ClientEntry& row = table.entries[index];
     const ClientID id = row.id;
     if (id.isDefined() && present.insert(id).second) lookAtStamp(index, id, row, source);
@@ -184,6 +198,12 @@ void SessionFollower::lookAtStamp(int index, const ClientID& id, const ClientEnt
 }
 
 void SessionFollower::lookAtConnections(Source& source) {
+  // The sum before the list: what changes between the two is seen at the next look.
+  const auto sum = source.poolSum();
+  const bool isSame = sum && sum == mPoolSum;
+  mPoolSum = sum;
+  mNextConnections = mNow + cConnectionInterval;
+  if (isSame && mPoolError.empty()) return;
   const PoolPicture pool = readPool(source, cPoolLooks);
   mNextConnections = mNow + (pool.connections ? cConnectionInterval : cUnreadableInterval);
   if (pool.error != mPoolError && pool.error.empty() != mPoolError.empty()) {

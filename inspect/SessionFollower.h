@@ -54,6 +54,7 @@ class SessionFollower {
 
   void arrive(const LIPC::SessionBuffer& table, Source& source);
   void depart();
+  int rowsToLookAt();
   void lookAtHeartbeat(std::uint64_t heartbeat);
   void takeRowEvent(Event event);
   void lookAtStamps(const LIPC::SessionBuffer& table, Source& source);
@@ -70,10 +71,12 @@ class SessionFollower {
   std::map<LIPC::ClientID, Stamp> mStamps;
   ConnectionWatch mConnections;
   std::string mPoolError;
+  std::optional<std::uint64_t> mPoolSum;
   std::uint64_t mHeartbeat = 0;
   std::optional<WatchedTime> mHeartbeatUnchanged;
   bool mIsHeartbeatLost = false;
   SteadyTime mNextStamps;
+  SteadyTime mNextWholeTable;
   SteadyTime mNextConnections;
   SteadyTime mNow;  // of this look
 };

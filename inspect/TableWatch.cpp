@@ -1,5 +1,6 @@
 #include "inspect/TableWatch.h"
 
+#include <algorithm>
 #include <cstring>
 #include <utility>
 
@@ -61,9 +62,14 @@ void TableWatch::noteLeft(const LIPC::ClientID& id, Event::eKind how) {
   }
 }
 
-void TableWatch::look(const LIPC::SessionBuffer& session) {
+int TableWatch::rowsInUse() const {
+  const int known = mKnown.empty() ? 0 : mKnown.rbegin()->first + 1;
+  return mNew.empty() ? known : std::max(known, mNew.rbegin()->first + 1);
+}
+
+void TableWatch::look(const LIPC::SessionBuffer& session, int rows) {
   mSession = &session;
-  for (int index = 0; index < LIPC::cMaxClients; ++index) {
+  for (int index = 0; index < rows; ++index) {
     const ClientEntry& row = mSession->entries[index];
     const auto known = mKnown.find(index);
     if (known != mKnown.end() && !(known->second.id == row.id)) {

@@ -21,8 +21,11 @@ class TableWatch {
   /// Reports every difference since the last look. A new row is reported at the third look: until
   /// then its client is still filling it and asking the host.
   void look() { look(*mSession); }
-  /// The same for a table that is mapped somewhere else than at the look before.
-  void look(const LIPC::SessionBuffer& session);
+  /// The same for a table that is mapped somewhere else than at the look before, and for its first
+  /// so many rows.
+  void look(const LIPC::SessionBuffer& session, int rows = LIPC::cMaxClients);
+  /// The highest index that was seen in use, and one.
+  int rowsInUse() const;
   /// The rows in use that are known so far, by index.
   const std::map<int, LIPC::ClientEntry>& rows() const { return mKnown; }
 
