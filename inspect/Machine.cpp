@@ -222,6 +222,20 @@ class Machine final : public Source {
     return pool;
   }
 
+  std::optional<std::uint64_t> poolSum() override {
+    std::string why;
+    const auto bytes = readInChild(
+        [] {
+          const std::uint64_t sum = LIPC::ConnectionPool::sumBytes();
+          return std::string(reinterpret_cast<const char*>(&sum), sizeof sum);
+        },
+        cDeadline, why);
+    std::uint64_t sum = 0;
+    if (!bytes || bytes->size() != sizeof sum) return std::nullopt;
+    std::memcpy(&sum, bytes->data(), sizeof sum);
+    return sum;
+  }
+
   MachineFacts machine() override {
     MachineFacts facts = readNames();
     for (SegmentFacts& segment : facts.segments)

@@ -134,5 +134,7 @@ struct ReadOptions {
 };
 
 SessionPicture readSession(Source& source, const ReadOptions& options);
+/// What state the session is in whose table was attached as `table`; reads no rows.
+SessionPicture::eState readState(Source& source, const Mapping& table);
 
 }  // namespace inspect

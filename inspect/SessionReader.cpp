@@ -131,6 +131,20 @@ const ClientPicture* SessionPicture::find(const std::string& id) const {
   return nullptr;
 }
 
+SessionPicture::eState readState(Source& source, const Mapping& table) {
+  if (!table) {
+    const auto segment = source.find(LIPC::cSessionSegment);
+    if (!segment) return SessionPicture::eNone;
+    if (segment->error != 0) return SessionPicture::eNoPermission;
+    return source.isLive() ? SessionPicture::eNone : SessionPicture::eTooSmall;  // just made
+  }
+  SessionPicture picture;
+  readVersion(source, picture);
+  if (isForeign(picture)) return SessionPicture::eForeign;
+  return table.as<LIPC::SessionBuffer>() != nullptr ? SessionPicture::eRead
+                                                    : SessionPicture::eTooSmall;
+}
+
 SessionPicture readSession(Source& source, const ReadOptions& options) {
   SessionPicture picture;
   picture.time = source.time();

@@ -23,8 +23,10 @@ std::string clientText(const inspect::SessionPicture& session, const inspect::Cl
 nlohmann::ordered_json clientJson(const inspect::SessionPicture& session,
                                   const inspect::ClientPicture& client);
 
-/// One line, without its line feed.
+/// One line, without its line feed: the local time and `eventWords`.
 std::string eventText(const inspect::Event& event);
+/// What happened: a word and the rest.
+std::string eventWords(const inspect::Event& event);
 nlohmann::ordered_json eventJson(const inspect::Event& event);
 
 /// What became of each client's blocks since it joined; lines without the last line feed.

@@ -8,7 +8,6 @@ namespace tools {
 namespace {
 
 using inspect::ClientPicture;
-using inspect::Event;
 using inspect::SessionPicture;
 using json = nlohmann::ordered_json;
 
@@ -29,23 +28,6 @@ json settingsJson(const ClientPicture& client, const inspect::SettingsFacts& fil
   return settings;
 }
 
-const char* kindName(Event::eKind kind) {
-  switch (kind) {
-    case Event::eKind::eJoined:
-      return "joined";
-    case Event::eKind::eLeft:
-      return "left";
-    case Event::eKind::eLost:
-      return "lost";
-    case Event::eKind::eRenamed:
-      return "renamed";
-    case Event::eKind::eParameterChanged:
-    case Event::eKind::eStringChanged:
-      return "changed";
-    case Event::eKind::eNote:
-      break;
-  }
-  return "note";
 }
 
 }  // namespace
@@ -89,35 +71,6 @@ json sessionJson(const SessionPicture& session) {
           {"version", 1},
           {"host", std::move(host)},
           {"clients", std::move(clients)}};
-}
-
-json eventJson(const Event& event) {
-  json result = {{"event", kindName(event.kind)}};
-  if (event.kind == Event::eKind::eNote) {
-    result["text"] = event.textAfter;
-    return result;
-  }
-  result["index"] = event.index;
-  result["id"] = event.id;
-  result["name"] = event.name;
-  result["type"] = typeText(event.type);
-  switch (event.kind) {
-    case Event::eKind::eParameterChanged:
-      result["parameter"] = event.slot;
-      result["before"] = event.before;
-      result["after"] = event.after;
-      break;
-    case Event::eKind::eStringChanged:
-      result["string"] = event.slot;
-      [[fallthrough]];
-    case Event::eKind::eRenamed:
-      result["before"] = event.textBefore;
-      result["after"] = event.textAfter;
-      break;
-    default:
-      break;
-  }
-  return result;
 }
 
 json audioJson(const std::vector<host::AudioCycle::ClientCounters>& clients) {

@@ -11,7 +11,6 @@ namespace tools {
 namespace {
 
 using inspect::ClientPicture;
-using inspect::Event;
 using inspect::SessionPicture;
 
 constexpr std::size_t cValueColumns = 32;
@@ -79,13 +78,6 @@ std::string clientsText(const SessionPicture& session, const Style& style) {
   return session.clients.empty() ? "" : "\n" + columns.text(style, 0);
 }
 
-std::string slotName(const Event& event) {
-  const bool isText = event.kind == Event::eKind::eStringChanged;
-  const std::string place = fmt::format("{} {}", isText ? "string" : "parameter", event.slot);
-  const std::string key = inspect::settingKey(event.type, isText, static_cast<int>(event.slot));
-  return key.empty() ? place : place + " (" + key + ")";
-}
-
 }  // namespace
 
 const char* lifeName(inspect::eLife life) {
@@ -135,34 +127,6 @@ std::string sessionText(const SessionPicture& session, const Style& style) {
   for (const ClientPicture& client : session.clients)
     if (isSettingsClient(client)) text += settingsText(client, session.settings, style);
   return text;
-}
-
-std::string eventText(const Event& event) {
-  const std::string who = fmt::format("#{} {}", event.index, printable(event.id));
-  const auto line = [](const char* what, const std::string& rest) {
-    return fmt::format("{}  {:<8} {}", clockText(), what, rest);
-  };
-  switch (event.kind) {
-    case Event::eKind::eJoined:
-      return line("joined",
-                  fmt::format("{}  \"{}\"  {}", who, printable(event.name), typeText(event.type)));
-    case Event::eKind::eLeft:
-      return line("left", who);
-    case Event::eKind::eLost:
-      return line("lost", who + "  stopped refreshing its stamp; its row was freed");
-    case Event::eKind::eRenamed:
-      return line("renamed", fmt::format("{}  \"{}\" -> \"{}\"", who, printable(event.textBefore),
-                                         printable(event.textAfter)));
-    case Event::eKind::eParameterChanged:
-      return line("changed", fmt::format("{}  {}  {} -> {}", who, slotName(event),
-                                         numberText(event.before), numberText(event.after)));
-    case Event::eKind::eStringChanged:
-      return line("changed", fmt::format("{}  {}  \"{}\" -> \"{}\"", who, slotName(event),
-                                         printable(event.textBefore), printable(event.textAfter)));
-    case Event::eKind::eNote:
-      break;
-  }
-  return line("note", printable(event.textAfter));
 }
 
 std::string audioText(const std::vector<host::AudioCycle::ClientCounters>& clients) {

@@ -41,6 +41,12 @@ std::size_t sequenceLength(std::string_view text) {
   return length;
 }
 
+/// Of the second.
+int millisecondsOf(std::chrono::system_clock::time_point time) {
+  const auto since = time - std::chrono::floor<std::chrono::seconds>(time);
+  return static_cast<int>(std::chrono::duration_cast<std::chrono::milliseconds>(since).count());
+}
+
 }  // namespace
 
 std::string printable(std::string_view text) {
@@ -111,6 +117,25 @@ std::string rangesText(const std::vector<int>& numbers) {
 
 std::string numberText(float value) {
   return std::isnan(value) ? "nan" : fmt::format("{}", value);
+}
+
+std::string clockText(std::chrono::system_clock::time_point time) {
+  const std::time_t seconds =
+      std::chrono::system_clock::to_time_t(std::chrono::floor<std::chrono::seconds>(time));
+  std::tm local{};
+  localtime_r(&seconds, &local);
+  return fmt::format("{:02}:{:02}:{:02}.{:03}", local.tm_hour, local.tm_min, local.tm_sec,
+                     millisecondsOf(time));
+}
+
+std::string isoTimeText(std::chrono::system_clock::time_point time) {
+  const std::time_t seconds =
+      std::chrono::system_clock::to_time_t(std::chrono::floor<std::chrono::seconds>(time));
+  std::tm utc{};
+  gmtime_r(&seconds, &utc);
+  return fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}.{:03}Z", utc.tm_year + 1900,
+                     utc.tm_mon + 1, utc.tm_mday, utc.tm_hour, utc.tm_min, utc.tm_sec,
+                     millisecondsOf(time));
 }
 
 std::string clockText() {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -26,5 +27,9 @@ std::string rangesText(const std::vector<int>& numbers);
 std::string numberText(float value);
 /// HH:MM:SS, local time.
 std::string clockText();
+/// HH:MM:SS.mmm, local time.
+std::string clockText(std::chrono::system_clock::time_point time);
+/// ISO 8601 with milliseconds: "2025-01-31T22:59:59.999Z".
+std::string isoTimeText(std::chrono::system_clock::time_point time);
 
 }  // namespace tools

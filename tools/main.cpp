@@ -41,6 +41,7 @@ int main(int argc, char** argv) {
   tools::addShowCommand(app, status);
   tools::addSnapshotCommand(app, status);
   tools::addGetCommand(app, status);
+  tools::addWatchCommand(app, status);
   tools::addLayoutsCommand(app, status);
   tools::addCompletionCommand(app, status);
   tools::addDoctorCommand(app, status);

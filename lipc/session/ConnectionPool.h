@@ -103,6 +103,9 @@ class ConnectionPool {
   /// A private copy of the pool: for readers, who take no lock and change nothing. Where somebody
   /// makes the pool's file shorter meanwhile, the process ends with SIGBUS.
   static std::string readBytes();
+  /// A sum over those bytes, without the lock: another one, and they have changed. Throws as
+  /// readBytes.
+  static std::uint64_t sumBytes();
   /// The records of the session's list in such a copy; none where there is no list. A copy made
   /// while somebody changed the pool may be a damaged one.
   static std::vector<Connection> readSessionList(std::string_view poolBytes);
