@@ -2,7 +2,7 @@
 # Everything that it prints goes to standard error.
 
 BUILD_PACKAGES="g++ cmake ninja-build libboost-dev zlib1g-dev juce-modules-source-data
-  libcli11-dev nlohmann-json3-dev libfmt-dev"
+  libcli11-dev nlohmann-json3-dev libfmt-dev libncurses-dev libcpp-httplib-dev pkg-config"
 TEST_PACKAGES="libgtest-dev libboost-thread-dev binutils util-linux"
 CI_PACKAGES="clang-format"
 RTSAN_PACKAGES="clang-22 libclang-rt-22-dev"
