@@ -11,9 +11,11 @@
 #include "tables/SpeakerLayouts.h"
 #include "tools/Commands.h"
 #include "tools/ExitStatus.h"
+#include "tools/LayoutDrawing.h"
 #include "tools/Output.h"
 #include "tools/Picture.h"
 #include "tools/Text.h"
+#include "tools/WholeFile.h"
 
 namespace tools {
 namespace {
@@ -23,6 +25,7 @@ using json = nlohmann::ordered_json;
 struct LayoutsOptions {
   std::string key;
   bool asJson = false;
+  std::string svgPath;
 };
 
 /// One key with its speakers and, where there is one, its layout.
@@ -111,11 +114,12 @@ json listJson() {
   json layouts = json::array();
   for (const Entry& entry : entries())
     layouts.push_back(entryJson(entry));
-  return {{"layouts", std::move(layouts)}};
+  return {{"format", "lipc-layouts"}, {"version", 1}, {"layouts", std::move(layouts)}};
 }
 
 json layoutJson(const Entry& entry) {
-  json result = entryJson(entry);
+  json result = {{"format", "lipc-layouts"}, {"version", 1}};
+  result.update(entryJson(entry));
   result["speakers"] = json::array();
   for (const LSS::Speaker& speaker : entry.speakers) {
     result["speakers"].push_back({{"label", speaker.label},
@@ -128,7 +132,17 @@ json layoutJson(const Entry& entry) {
   return result;
 }
 
-void showLayout(const LayoutsOptions& options, int& status) {
+LayoutPicture pictureOf(const Entry& entry) {
+  std::string subtitle =
+      fmt::format("Layout {} \u00b7 {} channel{}, {} LFE", entry.key, entry.channels,
+                  entry.channels == 1 ? "" : "s", entry.lfeChannels);
+  if (entry.layout == nullptr) return {"(no name)", subtitle, entry.speakers};
+  if (entry.layout->nativeName != nullptr)
+    subtitle += std::string(" \u00b7 ") + entry.layout->nativeName;
+  return {entry.layout->name, subtitle, entry.speakers};
+}
+
+void showLayout(const LayoutsOptions& options, bool isDrawn, int& status) {
   const std::vector<Entry> all = entries();
   const auto entry = std::ranges::find_if(
       all, [&](const Entry& each) { return std::to_string(each.key) == options.key; });
@@ -138,6 +152,10 @@ void showLayout(const LayoutsOptions& options, int& status) {
         "layouts",
         printable(options.key));
     status = eExitNoLayout;
+  } else if (isDrawn && options.svgPath == "-") {
+    print(layoutSvg(pictureOf(*entry)));
+  } else if (isDrawn) {
+    writeWhole(options.svgPath, layoutSvg(pictureOf(*entry)));
   } else if (options.asJson) {
     print(dump(layoutJson(*entry), 2) + "\n");
   } else {
@@ -149,13 +167,22 @@ void showLayout(const LayoutsOptions& options, int& status) {
 
 void addLayoutsCommand(CLI::App& app, int& status) {
   CLI::App* command = app.add_subcommand(
-      "layouts", "List the speaker layouts, or show the speakers of one. Needs no session.");
+      "layouts", "List the speaker layouts, or show or draw one. Needs no session.");
   const auto options = std::make_shared<LayoutsOptions>();
   CLI::Option* const key = command->add_option("key", options->key, "The layout's key, a number");
-  command->add_flag("--json", options->asJson, "Print one JSON object");
-  command->callback([options, key, &status] {
+  CLI::Option* const asJson = command->add_flag("--json", options->asJson, "Print one JSON object");
+  CLI::Option* const svg = command->add_option("--svg", options->svgPath,
+                                               "Draw the layout of KEY into this SVG file, "
+                                               "or to standard output: -");
+  svg->type_name("FILE")->excludes(asJson);
+  command->footer("Example:\n  lipc layouts 14 --svg layout-14.svg");
+  command->callback([options, key, svg, &status] {
     if (key->count() > 0) {
-      showLayout(*options, status);
+      showLayout(*options, svg->count() > 0, status);
+    } else if (svg->count() > 0) {
+      complain(
+          "--svg draws one layout: give its key, for example: lipc layouts 14 --svg layout.svg");
+      status = eExitUsage;
     } else if (options->asJson) {
       print(dump(listJson(), 2) + "\n");
     } else {
