@@ -29,7 +29,8 @@ using Clock = std::chrono::steady_clock;
 constexpr milliseconds cScreenInterval{200};
 constexpr milliseconds cPlainInterval{1000};
 constexpr milliseconds cFirstInterval{200};  // before what is said once: rates need two looks
-constexpr milliseconds cConnectionsInterval{1000};
+constexpr milliseconds cSeldom{1000};  // what costs more: connections, and all rows of the table
+constexpr int cRowsAhead = 16;         // where a client that joins is seen at the next look
 constexpr milliseconds cLongestWait{3'600'000};
 constexpr int cRestForEachLook = 4;  // of a slow look's time
 
@@ -57,14 +58,18 @@ class Looker {
     inspect::ReadOptions options{.watchHeartbeatMS = watchHeartbeatMS,
                                  .withRings = true,
                                  .withLevels = true,
-                                 .withConnections = withConnections};
+                                 .withConnections = withConnections,
+                                 .withSegments = false};
     const Clock::time_point start = Clock::now();
     if (start < mConnectionsDue) options.withConnections = false;
-    if (options.withConnections) mConnectionsDue = start + cConnectionsInterval;
+    if (options.withConnections) mConnectionsDue = start + cSeldom;
+    if (start < mAllRowsDue) options.rows = mRows;
+    if (start >= mAllRowsDue) mAllRowsDue = start + cSeldom;
     inspect::SessionPicture session =
         mFailsWithout ? readOrFail(mSource, options) : inspect::readSession(mSource, options);
     const Clock::time_point end = Clock::now();
     mTook = std::chrono::duration_cast<milliseconds>(end - start);
+    mRows = cRowsAhead + (session.clients.empty() ? 0 : session.clients.back().index);
     mModel.add(std::move(session), end);
     if (mSource.isLive()) lookForLateAnswers();
   }
@@ -93,7 +98,8 @@ class Looker {
   inspect::Source& mSource;
   bool mFailsWithout;
   TopModel mModel;
-  Clock::time_point mConnectionsDue{};
+  Clock::time_point mConnectionsDue{}, mAllRowsDue{};
+  int mRows = 0;  // that are looked at in between
   milliseconds mTook{};
 };
 
