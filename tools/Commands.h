@@ -11,6 +11,7 @@ void addHostCommand(CLI::App& app, int& status);
 void addLayoutsCommand(CLI::App& app, int& status);
 void addLsCommand(CLI::App& app, int& status);
 void addShowCommand(CLI::App& app, int& status);
+void addSnapshotCommand(CLI::App& app, int& status);
 void addTopCommand(CLI::App& app, int& status);
 
 }  // namespace tools

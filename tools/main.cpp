@@ -39,6 +39,7 @@ int main(int argc, char** argv) {
   tools::addHostCommand(app, status);
   tools::addLsCommand(app, status);
   tools::addShowCommand(app, status);
+  tools::addSnapshotCommand(app, status);
   tools::addTopCommand(app, status);
   tools::addLayoutsCommand(app, status);
   tools::addCompletionCommand(app, status);
