@@ -77,7 +77,7 @@ struct ClientPicture {
   eLife life = eLife::eUnknown;
   std::optional<BufferPicture> buffer;  // none where its name leads to no buffer of this ID
   /// Client buffer, "-send", "-return"; with what is known of the processes that made and used
-  /// them.
+  /// them. Only with `withSegments`.
   std::array<std::optional<SegmentFacts>, 3> segments;
   std::optional<RingPicture> send;    // with `withRings`
   std::optional<RingPicture> answer;  // the "-return" ring; with `withRings`
@@ -129,8 +129,12 @@ struct ReadOptions {
   bool withRings = false;
   bool withLevels = false;  // also looks at samples
   bool withConnections = true;
+  bool withSegments = true;   // also what is known of each client's segments
   bool withUsers = false;     // also who has the segments attached
   bool withSettings = false;  // also the settings files
+  /// The table's first rows alone: who looks many times a second need not go through its megabytes
+  /// each time.
+  int rows = LIPC::cMaxClients;
 };
 
 SessionPicture readSession(Source& source, const ReadOptions& options);

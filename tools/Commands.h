@@ -19,5 +19,6 @@ void addReapCommand(CLI::App& app, int& status);
 void addShowCommand(CLI::App& app, int& status);
 void addSnapshotCommand(CLI::App& app, int& status);
 void addWatchCommand(CLI::App& app, int& status);
+void addTopCommand(CLI::App& app, int& status);
 
 }  // namespace tools
