@@ -10,5 +10,6 @@ void addHostCommand(CLI::App& app, int& status);
 void addLayoutsCommand(CLI::App& app, int& status);
 void addLsCommand(CLI::App& app, int& status);
 void addShowCommand(CLI::App& app, int& status);
+void addValidateCommand(CLI::App& app, int& status);
 
 }  // namespace tools

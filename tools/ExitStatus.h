@@ -14,6 +14,7 @@ enum eExitStatus : int {
   eExitClientMissing = 7,  // a loaded library's client did not join in time
   eExitSessionFailed = 8,  // the session cannot be made
   eExitNoLayout = 9,       // no speaker layout of that key
+  eExitNotCertified = 15,  // validate: a check failed
 };
 
 }  // namespace tools

@@ -39,6 +39,7 @@ int main(int argc, char** argv) {
   tools::addLsCommand(app, status);
   tools::addShowCommand(app, status);
   tools::addLayoutsCommand(app, status);
+  tools::addValidateCommand(app, status);
   try {
     parse(app, argc, argv, status);
   } catch (const tools::OutputError& error) {
