@@ -55,11 +55,18 @@ void judgeMemory(Context& context, std::size_t before, std::size_t after) {
       "Free in unloadLibrary, and in the processor's destructor, what was allocated.");
 }
 
-void oneCycle(Context& context, int cycle) {
+/// Threads are looked for while their code is still there: one that is left crashes without it.
+void oneCycle(Context& context, int cycle, const Holdings& before) {
   TestedLibrary library(context, fmt::format("cycle {} of {}: ", cycle, context.times));
   library.load();
   auto processor = library.createProcessor("validate");
   library.call("the processor's destructor", [&] { processor.reset(); });
+  library.unload();
+  if (const std::string left = threadsBeyond(context, before); !left.empty()) {
+    context.reporter.fail(
+        fmt::format("after unloadLibrary in cycle {} there is still {}.", cycle, left),
+        "Join in unloadLibrary every thread that the library began: its code goes next.");
+  }
   library.close();
 }
 
@@ -131,12 +138,11 @@ void checkCycles(Context& context) {
                           ": these were not looked at");
   std::size_t settledBytes = 0;
   for (int cycle = 1; cycle <= context.times; ++cycle) {
-    oneCycle(context, cycle);
+    oneCycle(context, cycle, before);
     if (cycle == cCyclesToSettle) settledBytes = LIPC::platform::residentBytes().value_or(0);
   }
   const std::size_t bytes = LIPC::platform::residentBytes().value_or(0);
-  context.reporter.step("the look at what is left", context.callTime);
-  if (const std::string left = leftBeyond(before); !left.empty()) {
+  if (const std::string left = leftBeyond(context, before); !left.empty()) {
     context.reporter.fail(
         fmt::format("after {} cycles of loading and unloading there are: {}.", context.times, left),
         "End in unloadLibrary what loadLibrary began: join its threads, close "

@@ -12,7 +12,7 @@ namespace tools::validate {
 namespace {
 
 constexpr std::size_t cMostNamed = 4;
-constexpr int cLooks = 40;
+constexpr int cLooks = 20;
 constexpr std::chrono::milliseconds cLook(50);
 
 /// "3 threads (a, b, c)"
@@ -34,6 +34,18 @@ std::vector<std::string> newIn(const LIPC::platform::Listing& now,
     if (before->count(key) == 0) things.push_back(fmt::format("{} \"{}\"", key, words));
   }
   return things;
+}
+
+template <class List>
+std::string leftOf(Context& context, const Holdings& before, const List& list) {
+  context.reporter.step("the look at what is left", context.callTime + cLooks * cLook);
+  std::string left;
+  for (int look = 0; look < cLooks; ++look) {
+    left = list().beyond(before);
+    if (left.empty()) break;
+    std::this_thread::sleep_for(cLook);
+  }
+  return left;
 }
 
 }  // namespace
@@ -74,14 +86,14 @@ std::string Holdings::unknown() const {
   return all;
 }
 
-std::string leftBeyond(const Holdings& before) {
-  std::string left;
-  for (int look = 0; look < cLooks; ++look) {
-    left = Holdings::now().beyond(before);
-    if (left.empty()) break;
-    std::this_thread::sleep_for(cLook);
-  }
-  return left;
+std::string leftBeyond(Context& context, const Holdings& before) {
+  return leftOf(context, before, &Holdings::now);
+}
+
+std::string threadsBeyond(Context& context, const Holdings& before) {
+  return leftOf(context, before, [] {
+    return Holdings{LIPC::platform::listOwnThreads(), std::nullopt, std::nullopt, {}};
+  });
 }
 
 }  // namespace tools::validate

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "lipc/util/platform/SelfPlatform.h"
+#include "tools/validate/Checks.h"
 
 namespace tools::validate {
 
@@ -21,7 +22,9 @@ struct Holdings {
   std::set<std::string> semaphores;
 };
 
-/// Waits for up to two seconds until there is nothing beyond `before`. Returns what there is then.
-std::string leftBeyond(const Holdings& before);
+/// Waits for up to a second until there is nothing beyond `before`. Returns what there is then.
+std::string leftBeyond(Context& context, const Holdings& before);
+/// The same for threads alone.
+std::string threadsBeyond(Context& context, const Holdings& before);
 
 }  // namespace tools::validate

@@ -177,9 +177,9 @@ void checkLeave(Context& context) {
   const std::string id = host.id();
   library.unload();
   requireLeave(context, host, 2, "unloadLibrary");
+  std::string left = threadsBeyond(context, before);
   library.close();
-  context.reporter.step("the look at what is left", context.callTime);
-  std::string left = leftBeyond(before);
+  if (left.empty()) left = leftBeyond(context, before);
   for (const std::string& each : {leftOf(firstID), id == firstID ? "" : leftOf(id)}) {
     if (!each.empty()) left += (left.empty() ? "" : "; ") + each;
   }
