@@ -118,6 +118,7 @@ bool ChildProcess::killGroup() {
 }
 
 bool followTheCommand() {
+  if (getpgrp() != getpid()) return false;
   for (const int file : {cReportFile, cLifelineFile}) {
     if (fcntl(file, F_SETFD, FD_CLOEXEC) < 0) return false;
   }

@@ -64,16 +64,6 @@ int ScriptedHost::joins() {
   return mJoins;
 }
 
-int ScriptedHost::leaves() {
-  const std::lock_guard lock(mMutex);
-  return mLeaves;
-}
-
-int ScriptedHost::losses() {
-  const std::lock_guard lock(mMutex);
-  return mLosses;
-}
-
 std::string ScriptedHost::id() {
   const std::lock_guard lock(mMutex);
   return mID;
@@ -103,8 +93,19 @@ bool ScriptedHost::waitForJoins(int count, milliseconds time) {
 }
 
 bool ScriptedHost::waitForLeaves(int count, milliseconds time) {
-  return waitUntil("the wait for the client to leave " + mWhat, time,
-                   [&] { return leaves() + losses() >= count; });
+  int losses = 0;
+  const bool hasLeft = waitUntil("the wait for the client to leave " + mWhat, time, [&] {
+    const std::lock_guard lock(mMutex);
+    losses = mLosses;
+    return mLeaves >= count || losses != 0;
+  });
+  if (losses != 0) {
+    mContext.reporter.fail(
+        mWhat + " had to free the client's row, since its stamp was not refreshed.",
+        "Refresh the stamp at each pass for as long as the client is in the session, and leave "
+        "with a request.");
+  }
+  return hasLeft;
 }
 
 void ScriptedHost::requireJoin(milliseconds time) {

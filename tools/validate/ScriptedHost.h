@@ -33,15 +33,13 @@ class ScriptedHost {
 
   host::SessionHost& session() { return *mHost; }
   int joins();
-  /// Leaves that the host was asked for, and rows that it had to free itself.
-  int leaves();
-  int losses();
   /// The ID under which the client joined last.
   std::string id();
   /// Whether a row of the type stands in the table.
   bool hasRow();
   /// Waits until the clients of the type have joined so often; false when the time is over.
   bool waitForJoins(int count, std::chrono::milliseconds time);
+  /// The same for leaves. Fails the check when the host had to free the client's row itself.
   bool waitForLeaves(int count, std::chrono::milliseconds time);
   /// As waitForJoins for the first; fails the check when the time is over.
   void requireJoin(std::chrono::milliseconds time);

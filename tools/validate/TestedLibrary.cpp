@@ -11,10 +11,10 @@ constexpr const char* cFunctions[] = {"getLIPCVersion", "getClientType", "loadLi
                                       "createProcessor", "unloadLibrary"};
 
 /// dlopen searches the library path for a name without a slash; a user means the file.
-void* openOrFail(Context& context) {
+void* openOrFail(Context& context, const std::string& prefix = {}) {
   const std::string& path = context.library;
   const std::string file = path.find('/') == std::string::npos ? "./" + path : path;
-  context.reporter.step("dlopen", context.callTime);
+  context.reporter.step(prefix + "dlopen", context.callTime);
   void* const handle = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
   if (handle == nullptr) {
     context.reporter.failUnloadable(
@@ -45,7 +45,7 @@ std::string missingFunctions(Context& context) {
 }
 
 TestedLibrary::TestedLibrary(Context& context, std::string prefix)
-    : mContext(context), mPrefix(std::move(prefix)), mHandle(openOrFail(context)) {
+    : mContext(context), mPrefix(std::move(prefix)), mHandle(openOrFail(context, mPrefix)) {
   if (const std::string missing = missingIn(mHandle); !missing.empty()) {
     dlclose(mHandle);
     context.reporter.fail("the library lacks " + missing + ".", "See the check \"functions\".");
