@@ -17,7 +17,7 @@ bool has(const char* fault) {
   return std::strcmp(std::getenv("LIPC_FAULT"), fault) == 0;
 }
 
-void wait() {
+void sleepLong() {
   std::this_thread::sleep_for(std::chrono::hours(1));
 }
 
@@ -63,9 +63,9 @@ EXPORTED int getClientType() {
 
 EXPORTED void loadLibrary() {
   if (has("crash")) crash();
-  if (has("hang")) wait();
+  if (has("hang")) sleepLong();
   if (has("exit")) std::exit(3);
-  if (has("thread")) std::thread(wait).detach();
+  if (has("thread")) std::thread(sleepLong).detach();
   if (has("file")) static_cast<void>(open("/dev/null", O_RDONLY));
 }
 

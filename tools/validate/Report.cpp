@@ -27,7 +27,8 @@ std::string wrapped(std::string_view text) {
       all += line + "\n";
       line = cIndent;
     }
-    line += (line.size() > cIndent.size() ? " " : "") + std::string(word);
+    if (line.size() > cIndent.size()) line += ' ';
+    line += word;
     at = end + 1;
   }
   return all + line + "\n";
@@ -74,7 +75,7 @@ std::string escaped(std::string_view text) {
   }
   for (const std::string_view none : {"\xEF\xBF\xBE", "\xEF\xBF\xBF"}) {
     for (std::size_t at; (at = all.find(none)) != std::string::npos;)
-      all.replace(at, none.size(), "?");
+      all.replace(at, none.size(), 1, '?');
   }
   return all;
 }
