@@ -1,4 +1,5 @@
 // A processor library with the fault that the environment names, for the command that finds it.
+#include <atomic>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
@@ -8,6 +9,8 @@
 #include <fcntl.h>
 
 #include "lipc/AudioProcessor.h"
+#include "lipc/session/SessionBuffer.h"
+#include "lipc/session/ShmManaged.h"
 
 #define EXPORTED extern "C" __attribute__((visibility("default")))
 
@@ -25,6 +28,23 @@ void sleepLong() {
 void crash() {
   std::signal(SIGSEGV, SIG_DFL);
   std::raise(SIGSEGV);
+}
+
+constexpr int cType = 0x46415553;
+std::thread sThread;
+std::atomic<bool> sStop{false};
+
+/// Takes a row of every session that does not forbid joins, and asks nobody.
+void takeRows() {
+  while (!sStop) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    const LIPC::ShmManagedOpen<LIPC::SessionBuffer> session(LIPC::cSessionSegment);
+    if (session.get() == nullptr) continue;
+    LIPC::ClientEntry& row = session->entries[0];
+    row.type = cType;
+    row.setName("rude");
+    row.id.setTo(LIPC::ShmManaged::find(LIPC::cNoConnectSegment) ? "" : "rude");
+  }
 }
 
 class Processor final : public LIPC::AudioProcessor {
@@ -58,7 +78,7 @@ EXPORTED int getLIPCVersion() {
 }
 
 EXPORTED int getClientType() {
-  return has("type") ? 5 : 0x46415553;
+  return has("type") ? 5 : cType;
 }
 
 EXPORTED void loadLibrary() {
@@ -66,7 +86,12 @@ EXPORTED void loadLibrary() {
   if (has("hang")) sleepLong();
   if (has("exit")) std::exit(3);
   if (has("thread")) std::thread(sleepLong).detach();
+  sStop = false;
+  if (has("rude")) sThread = std::thread(takeRows);
   if (has("file")) static_cast<void>(open("/dev/null", O_RDONLY));
 }
 
-EXPORTED void unloadLibrary() {}
+EXPORTED void unloadLibrary() {
+  sStop = true;
+  if (sThread.joinable()) sThread.join();
+}

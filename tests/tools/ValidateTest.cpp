@@ -41,7 +41,9 @@ TEST(Validate, AFaultFailsTheCheckThatFindsItWithItsEvidence) {
         {"type", "type", "getClientType returned 0x00000005, which is not four printable"},
         {"write", "processor", "the processor wrote outside its block of 172 parameters"},
         {"null", "processor", "ended by signal 11 .SIGSEGV. in slot 8 updateOutput"},
-        {"throw", "processor", "an exception of unknown type came out of slot 11 process"}}) {
+        {"throw", "processor", "an exception of unknown type came out of slot 11 process"},
+        {"rude", "join", "there is no segment \"rude\""},
+        {"rude", "lock-held", "the client joined a host that held the registration lock"}}) {
     setenv("LIPC_FAULT", name, 1);
     auto words = command(LIPC_FAULTY_LIBRARY, {"functions", check});
     words.emplace_back("--json");
