@@ -20,6 +20,7 @@ namespace {
 /// Above the numbers that the child gives its ends.
 constexpr int cFirstFile = 10;
 constexpr std::size_t cMostOutput = 8192;
+constexpr int cMostReads = 256;
 
 int moved(int file) {
   const int higher = fcntl(file, F_DUPFD_CLOEXEC, cFirstFile);
@@ -93,12 +94,15 @@ void ChildProcess::become(std::vector<std::string>& arguments) {
 std::vector<std::string> ChildProcess::read(std::chrono::milliseconds time) {
   pollfd ends[] = {{mReport.readEnd, POLLIN, 0}, {mPrinted.readEnd, POLLIN, 0}};
   poll(ends, 2, static_cast<int>(time.count()));
-  for (std::string some; !(some = readSome(mPrinted.readEnd)).empty();) {
-    mOutput += some;
+  // A bounded number, so that one who never stops printing does not hold this up.
+  for (int i = 0; i < cMostReads; ++i) {
+    const std::string printed = readSome(mPrinted.readEnd);
+    const std::string reported = readSome(mReport.readEnd);
+    if (printed.empty() && reported.empty()) break;
+    mUnread += reported;
+    mOutput += printed;
     if (mOutput.size() > cMostOutput) mOutput.erase(0, mOutput.size() - cMostOutput);
   }
-  for (std::string some; !(some = readSome(mReport.readEnd)).empty();)
-    mUnread += some;
   std::vector<std::string> lines;
   for (std::size_t end; (end = mUnread.find('\n')) != std::string::npos;) {
     lines.push_back(mUnread.substr(0, end));
