@@ -18,7 +18,8 @@ void addLsCommand(CLI::App& app, int& status);
 void addReapCommand(CLI::App& app, int& status);
 void addShowCommand(CLI::App& app, int& status);
 void addSnapshotCommand(CLI::App& app, int& status);
-void addWatchCommand(CLI::App& app, int& status);
 void addTopCommand(CLI::App& app, int& status);
+void addValidateCommand(CLI::App& app, int& status);
+void addWatchCommand(CLI::App& app, int& status);
 
 }  // namespace tools

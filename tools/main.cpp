@@ -50,6 +50,7 @@ int main(int argc, char** argv) {
   tools::addConnectCommand(app, status);
   tools::addDisconnectCommand(app, status);
   tools::addKickCommand(app, status);
+  tools::addValidateCommand(app, status);
   try {
     parse(app, argc, argv, status);
   } catch (const tools::OutputError& error) {
