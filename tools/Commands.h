@@ -12,6 +12,8 @@ void addHostCommand(CLI::App& app, int& status);
 void addKickCommand(CLI::App& app, int& status);
 void addLayoutsCommand(CLI::App& app, int& status);
 void addLsCommand(CLI::App& app, int& status);
+void addSetCommand(CLI::App& app, int& status);
 void addShowCommand(CLI::App& app, int& status);
+void addStringCommand(CLI::App& app, int& status);
 
 }  // namespace tools
