@@ -21,5 +21,8 @@ void addSnapshotCommand(CLI::App& app, int& status);
 void addTopCommand(CLI::App& app, int& status);
 void addValidateCommand(CLI::App& app, int& status);
 void addWatchCommand(CLI::App& app, int& status);
+void addSetCommand(CLI::App& app, int& status);
+void addShowCommand(CLI::App& app, int& status);
+void addStringCommand(CLI::App& app, int& status);
 
 }  // namespace tools

@@ -25,7 +25,7 @@ using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
 constexpr milliseconds cLook(50);
-constexpr milliseconds cConnectionLook(1000);
+constexpr milliseconds cConnectionLook(4000);
 
 struct ConnectOptions {
   std::string source;

@@ -46,8 +46,8 @@ struct Kicked {
 };
 
 /// To milliseconds.
-double rounded(double seconds) {
-  return std::round(seconds * 1000) / 1000;
+double rounded(double time) {
+  return std::round(time * 1000) / 1000;
 }
 
 /// The client's row; 1024 where it has none, or where there is no table.

@@ -30,9 +30,11 @@ constexpr milliseconds cQuietWait(1000);  // before it is worth a word
 constexpr milliseconds cLockLook(1000);
 constexpr int cHeartbeatMS = 1000;
 
+}  // namespace
+
 /// While it lives, what goes to standard output and standard error is kept and not shown: a
 /// participant that cannot join repeats why with each attempt.
-class KeptOutput {
+class PassingClient::KeptOutput {
  public:
   KeptOutput() {
     flush();
@@ -82,6 +84,8 @@ class KeptOutput {
   int mBefore[STDERR_FILENO + 1] = {-1, -1, -1};
 };
 
+namespace {
+
 /// A line on a terminal that says that the command waits, and for how long; gone at the end.
 class Progress {
  public:
@@ -117,7 +121,7 @@ std::string reason(inspect::Source& source, bool isConnected, const std::string&
     return "its connections cannot be read: " + printable(session.poolError);
   if (isConnected) return "its host does not answer";
   if (session.clients.size() >= LIPC::cMaxClients) return "its table is full";
-  const auto watched = source.watch(cLockLook, {});
+  const auto watched = source.watch(cLockLook, [](double) { return true; });
   if (watched.lockCount == 0) return "somebody holds its registration lock";
   return said.empty() ? "it took no participant" : "the participant says: " + printable(said);
 }
@@ -151,8 +155,9 @@ class PassingClient::Participant final : public LIPC::Client {
 PassingClient::PassingClient(const char* name, const LIPC::Connection& wanted,
                              inspect::Source& source) {
   catchStopRequests();
+  KeptOutput output;
   mParticipant = std::make_unique<Participant>(name, wanted);
-  waitUntilListed(wanted, source);
+  waitUntilListed(wanted, source, output);
 }
 
 PassingClient::~PassingClient() = default;
@@ -161,8 +166,8 @@ bool PassingClient::isConnected() const {
   return mParticipant->isConnected();
 }
 
-void PassingClient::waitUntilListed(const LIPC::Connection& wanted, inspect::Source& source) {
-  KeptOutput output;
+void PassingClient::waitUntilListed(const LIPC::Connection& wanted, inspect::Source& source,
+                                    KeptOutput& output) {
   Progress progress(output.terminal());
   for (const auto start = steady_clock::now();;) {
     if (isConnected()) {

@@ -30,9 +30,10 @@ class PassingClient {
   bool isConnected() const;
 
  private:
+  class KeptOutput;
   class Participant;
 
-  void waitUntilListed(const LIPC::Connection& wanted, inspect::Source& source);
+  void waitUntilListed(const LIPC::Connection& wanted, inspect::Source& source, KeptOutput& output);
 
   std::unique_ptr<Participant> mParticipant;
 };

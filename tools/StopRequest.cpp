@@ -17,8 +17,11 @@ void request(int) {
 void catchStopRequests() {
   struct sigaction action {};  // without SA_RESTART: a print that nobody reads ends too
   action.sa_handler = request;
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+  for (const int signal : {SIGINT, SIGTERM})
     sigaction(signal, &action, nullptr);
+  struct sigaction before {};
+  sigaction(SIGHUP, nullptr, &before);
+  if (before.sa_handler != SIG_IGN) sigaction(SIGHUP, &action, nullptr);
   std::signal(SIGPIPE, SIG_IGN);
 }
 

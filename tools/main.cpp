@@ -51,6 +51,8 @@ int main(int argc, char** argv) {
   tools::addDisconnectCommand(app, status);
   tools::addKickCommand(app, status);
   tools::addValidateCommand(app, status);
+  tools::addSetCommand(app, status);
+  tools::addStringCommand(app, status);
   try {
     parse(app, argc, argv, status);
   } catch (const tools::OutputError& error) {
