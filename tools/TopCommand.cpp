@@ -29,8 +29,9 @@ using Clock = std::chrono::steady_clock;
 constexpr milliseconds cScreenInterval{200};
 constexpr milliseconds cPlainInterval{1000};
 constexpr milliseconds cFirstInterval{200};  // before what is said once: rates need two looks
-constexpr milliseconds cSeldom{1000};  // what costs more: connections, and all rows of the table
-constexpr int cRowsAhead = 16;         // where a client that joins is seen at the next look
+constexpr milliseconds cAllRowsInterval{1000};
+constexpr milliseconds cConnectionsInterval{3000};
+constexpr int cRowsAhead = 16;  // where a client that joins is seen at the next look
 constexpr milliseconds cLongestWait{3'600'000};
 constexpr int cRestForEachLook = 4;  // of a slow look's time
 
@@ -62,9 +63,9 @@ class Looker {
                                  .withSegments = false};
     const Clock::time_point start = Clock::now();
     if (start < mConnectionsDue) options.withConnections = false;
-    if (options.withConnections) mConnectionsDue = start + cSeldom;
+    if (options.withConnections) mConnectionsDue = start + cConnectionsInterval;
     if (start < mAllRowsDue) options.rows = mRows;
-    if (start >= mAllRowsDue) mAllRowsDue = start + cSeldom;
+    if (start >= mAllRowsDue) mAllRowsDue = start + cAllRowsInterval;
     inspect::SessionPicture session =
         mFailsWithout ? readOrFail(mSource, options) : inspect::readSession(mSource, options);
     const Clock::time_point end = Clock::now();

@@ -49,7 +49,7 @@ ordered_json rowJson(const TopRow& row) {
                     {"blocksWaiting", nullptr},     {"answers", nullptr},
                     {"send", metersJson(row.send)}, {"return", metersJson(row.answer)}};
   if (row.blocksPerSecond) json["blocksPerSecond"] = rounded(*row.blocksPerSecond, 10);
-  if (client.buffer) json["blocksWaiting"] = client.buffer->blocksWaiting;
+  if (row.blocksWaiting()) json["blocksWaiting"] = *row.blocksWaiting();
   if (row.answers) {
     json["answers"] = {{"seen", row.answers->seen},
                        {"missing", row.answers->missing},

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <set>
 
 #include "inspect/Rings.h"
 #include "lipc/session/SessionNames.h"
@@ -90,6 +91,11 @@ float PeakHold::dB(TopTime now) const {
   return fallen < cBottomDB ? cNoLevelDB : fallen;
 }
 
+std::optional<unsigned> TopRow::blocksWaiting() const {
+  if (life == eGone || !client.buffer) return std::nullopt;
+  return client.buffer->blocksWaiting;
+}
+
 float TopRow::heldDB(bool ofReturns) const {
   float highest = cNoLevelDB;
   for (const TopMeter& meter : meters(ofReturns))
@@ -164,7 +170,18 @@ void TopModel::add(SessionPicture session, TopTime now) {
   addHeartbeat(now);
   for (ClientPicture& client : clients)
     addClient(std::move(client), now);
-  std::erase_if(mClients, [&](const auto& each) { return now - each.second.seen > cGoneFor; });
+  forgetGone(now);
+}
+
+/// Also those that came back in another row.
+void TopModel::forgetGone(TopTime now) {
+  std::set<std::string> present;
+  for (const auto& [key, client] : mClients)
+    if (client.seen == now) present.insert(key.second);
+  std::erase_if(mClients, [&](const auto& each) {
+    const auto& [key, client] = each;
+    return client.seen != now && (now - client.seen > cGoneFor || present.contains(key.second));
+  });
 }
 
 void TopModel::addHeartbeat(TopTime now) {

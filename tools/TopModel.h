@@ -57,6 +57,8 @@ struct TopRow {
   std::vector<TopMeter> send, answer;   // a meter a channel
 
   const std::vector<TopMeter>& meters(bool ofReturns) const { return ofReturns ? answer : send; }
+  /// In the queue to the host, of 63.
+  std::optional<unsigned> blocksWaiting() const;
   /// The highest of the held levels.
   float heldDB(bool ofReturns) const;
 };
@@ -136,6 +138,7 @@ class TopModel {
   };
 
   void addHeartbeat(TopTime now);
+  void forgetGone(TopTime now);
   void addClient(inspect::ClientPicture&& picture, TopTime now);
   TopRow rowOf(const Client& client) const;
 

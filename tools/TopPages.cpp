@@ -27,7 +27,7 @@ void addState(std::vector<TopLine>& page, const TopRow& row, bool isUTF8) {
   page.emplace_back(fmt::format("  mode {}  {} in, {} out", modeText(client.mode),
                                 client.inputChannels, client.outputChannels));
   std::string blocks = fmt::format("  {} blocks/s", rateText(row.blocksPerSecond));
-  if (client.buffer) blocks += fmt::format("  queue {} of 63", client.buffer->blocksWaiting);
+  if (row.blocksWaiting()) blocks += fmt::format("  queue {} of 63", *row.blocksWaiting());
   page.emplace_back(blocks);
   if (row.answers) {
     page.emplace_back(fmt::format("  answers seen {}, missing {}, of these late {}",

@@ -12,6 +12,7 @@
 #include <langinfo.h>
 #include <poll.h>
 #include <sys/ioctl.h>
+#include <sys/select.h>
 #include <unistd.h>
 
 #include "tools/TopLine.h"
@@ -53,13 +54,21 @@ eTopKey keyOf(int code) {
 
 }  // namespace
 
-/// Set up in an order that leaves no signal to what curses does at one, which is to exit.
+/// Set up in an order that leaves no signal to what curses does at one, which is to exit. Signals
+/// are let in while it waits and at no other time, so that none is lost between a look at
+/// sIsEndAsked and the wait.
 struct TopScreen::Terminal {
   Terminal() {
     struct sigaction action {};
     action.sa_handler = [](int) { sIsEndAsked = 1; };
     sigemptyset(&action.sa_mask);
     sIsEndAsked = 0;
+    sigset_t held;
+    sigemptyset(&held);
+    sigaddset(&held, SIGWINCH);
+    for (const int signal : cEndSignals)
+      sigaddset(&held, signal);
+    pthread_sigmask(SIG_BLOCK, &held, &maskBefore);
     for (std::size_t i = 0; i < std::size(cEndSignals); ++i)
       sigaction(cEndSignals[i], &action, &before[i]);
   }
@@ -70,6 +79,7 @@ struct TopScreen::Terminal {
     }
     for (std::size_t i = 0; i < std::size(cEndSignals); ++i)
       sigaction(cEndSignals[i], &before[i], nullptr);
+    pthread_sigmask(SIG_SETMASK, &maskBefore, nullptr);
   }
   Terminal(const Terminal&) = delete;
   Terminal& operator=(const Terminal&) = delete;
@@ -86,6 +96,14 @@ struct TopScreen::Terminal {
     curs_set(0);
     if (areColorsAllowed() && has_colors() && start_color() == OK) useColors();
     return true;
+  }
+
+  void waitForInput(std::chrono::milliseconds limit) const {
+    fd_set input;
+    FD_ZERO(&input);
+    FD_SET(STDIN_FILENO, &input);
+    const timespec time{limit.count() / 1000, limit.count() % 1000 * 1'000'000};
+    pselect(STDIN_FILENO + 1, &input, nullptr, nullptr, &time, &maskBefore);
   }
 
   void useColors() {
@@ -135,6 +153,7 @@ struct TopScreen::Terminal {
   SCREEN* screen = nullptr;
   bool hasColors = false;
   struct sigaction before[std::size(cEndSignals)]{};
+  sigset_t maskBefore{};
 };
 
 TopScreen::TopScreen(std::unique_ptr<Terminal> terminal) : mTerminal(std::move(terminal)) {}
@@ -159,10 +178,10 @@ void TopScreen::show(TopView& view) {
 eTopKey TopScreen::wait(std::chrono::milliseconds limit) {
   int code = getch();
   if (code == ERR && !isOver()) {
-    pollfd keys{STDIN_FILENO, POLLIN, 0};
-    poll(&keys, 1, static_cast<int>(limit.count()));
+    mTerminal->waitForInput(limit);
     code = getch();
-    mIsHungUp = code == ERR && (keys.revents & (POLLHUP | POLLERR | POLLNVAL)) != 0;
+    pollfd input{STDIN_FILENO, POLLIN, 0};
+    mIsHungUp = code == ERR && poll(&input, 1, 0) > 0 && (input.revents & (POLLHUP | POLLERR)) != 0;
   }
   return code == ERR ? eTopKey::eNone : keyOf(code);
 }

@@ -59,7 +59,7 @@ double numberOf(const TopRow& row, eTopColumn column, bool ofReturns) {
     case eTopColumn::eBlocks:
       return row.blocksPerSecond.value_or(-1);
     case eTopColumn::eQueue:
-      return row.client.buffer ? row.client.buffer->blocksWaiting : -1.0;
+      return row.blocksWaiting() ? *row.blocksWaiting() : -1.0;
     case eTopColumn::eMissing:
       return row.answers ? static_cast<double>(row.answers->missing) : -1.0;
     case eTopColumn::eLate:
@@ -100,7 +100,7 @@ std::string cellOf(const TopRow& row, eTopColumn column, bool ofReturns) {
     case eTopColumn::eBlocks:
       return rateText(row.blocksPerSecond);
     case eTopColumn::eQueue:
-      return row.client.buffer ? fmt::format("{}", row.client.buffer->blocksWaiting) : none;
+      return row.blocksWaiting() ? fmt::format("{}", *row.blocksWaiting()) : none;
     case eTopColumn::eMissing:
       return row.answers ? countText(row.answers->missing) : none;
     case eTopColumn::eLate:

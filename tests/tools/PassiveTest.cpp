@@ -68,6 +68,7 @@ TEST(Passive, NoReadingSubcommandChangesAByte) {
       {"ls", "--json"},
       {"show", "tone"},
       {"snapshot", snapshot},
+      {"top", "--once"},
       {"ls", "--from", snapshot},
       {"show", "meter", "--from", snapshot, "--json"},
   };
