@@ -101,6 +101,7 @@ json bufferJson(const ClientPicture& client) {
 json clientJson(const SessionPicture& session, const ClientPicture& client) {
   json result = {{"format", "lipc-show"}, {"version", 1}};
   result.update(rowJson(client, session));
+  result["hostBeating"] = session.isBeating;
   result["parameters"] = client.parameters;
   result["strings"] = client.strings;
   result["values"] = valuesJson(client);

@@ -36,7 +36,8 @@ std::string whyNoBuffer(const ClientPicture& client) {
   return fmt::format("its segment of {} bytes is no client buffer of this ID", segment->bytes);
 }
 
-std::string headText(const ClientPicture& client, const Style& style) {
+std::string headText(const SessionPicture& session, const ClientPicture& client,
+                     const Style& style) {
   std::string text = fmt::format(
       "Client      {}  {}\n", style(eColour::eStrong, printable(client.id)), quoted(client.name));
   text += fmt::format("            row {}, type {}, mode {}, {} in, {} out\n", client.index,
@@ -49,6 +50,8 @@ std::string headText(const ClientPicture& client, const Style& style) {
   if (client.buffer && client.buffer->type != client.type)
     text += fmt::format("            its client buffer has another type: {}\n",
                         typeText(client.buffer->type));
+  if (!session.isBeating)
+    text += "            " + style(eColour::eBad, "the host's heartbeat stands still") + "\n";
   if (const inspect::ProcessFacts* maker = makerOf(client)) {
     const Columns::Cell command = commandCell(*maker);
     const std::string begin = fmt::format("            made by process {}: ", maker->id);
@@ -193,7 +196,7 @@ bool isOf(const ClientPicture& client, const LIPC::Connection& connection) {
 
 std::string clientText(const SessionPicture& session, const ClientPicture& client,
                        bool withDefaults, const Style& style) {
-  return headText(client, style) + valuesText(client, session, withDefaults, style) +
+  return headText(session, client, style) + valuesText(client, session, withDefaults, style) +
          connectionsText(session, client, style) + ringsText(client, style) +
          segmentsText(client, style) + semaphoresText(client);
 }
