@@ -60,7 +60,7 @@ class Planner {
            std::string title, std::vector<std::string> evidence, std::uint32_t owner) {
     if (action == eAction::eOtherUser)
       evidence.push_back(
-          fmt::format("it is of user {}: as that user, sudo -u '#{}' lipc reap", owner, owner));
+          fmt::format("it is of user {}; do: {}", owner, inspect::asUser(owner, "lipc reap")));
     mPlan.verdicts.push_back({what, name, verdict, action, std::move(title), std::move(evidence)});
   }
 
