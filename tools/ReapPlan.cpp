@@ -120,7 +120,9 @@ class Planner {
     switch (judgement.verdict) {
       case eVerdict::eDead:
         action = removal(owner);
-        title = name + " is dead: its row, segments, semaphores and connections go.";
+        title = client.segments[0]
+                    ? name + " is dead: its row, segments, semaphores and connections go."
+                    : fmt::format("The row of \"{}\" is nobody's: it goes.", client.id);
         break;
       case eVerdict::eHeld:
         title = name + " stands still, and its process is there: it is left alone.";
