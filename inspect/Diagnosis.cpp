@@ -20,6 +20,10 @@ std::string userText(std::uint32_t user, const MachineFacts& machine) {
   return text;
 }
 
+std::string asUser(std::uint32_t user, const std::string& command) {
+  return user == 0 ? "sudo " + command : "sudo -u '#" + std::to_string(user) + "' " + command;
+}
+
 std::vector<Finding> diagnose(const Exam& exam) {
   Findings findings;
   diagnoseSession(exam, findings);

@@ -41,6 +41,9 @@ struct Exam {
 /// The findings, wrong ones first. Without `watched`, one names those that need it.
 std::vector<Finding> diagnose(const Exam& exam);
 
+/// The command, run as that user.
+std::string asUser(std::uint32_t user, const std::string& command);
+
 std::uint64_t pagesOf(std::uint64_t bytes, std::uint64_t pageBytes);
 /// Pages of a client's three segments with that many channels each way.
 std::uint64_t clientPages(unsigned channels, std::uint64_t pageBytes);

@@ -30,13 +30,15 @@ Finding heldFinding(const ClientPicture& client, std::vector<std::string> eviden
                   (isStopped ? " is stopped." : " stands still, and its process lives.");
   if (owner == nullptr) return finding;
   const std::string process = std::to_string(owner->id);
-  finding.todo.push_back(isStopped
-                             ? "Let it go on: kill -CONT " + process +
-                                   " (or fg, or its debugger); or end it: kill -KILL " + process
-                             : "Look at that process: it may be in a debugger, or hang. To end "
-                               "it: kill " +
-                                   process);
-  finding.todo.emplace_back("lipc reap leaves it alone for as long as its process is there.");
+  if (isStopped) {
+    finding.todo = {"kill -CONT " + process, "kill -KILL " + process,
+                    "The first lets it go on, as fg in its terminal or its debugger does; the "
+                    "second ends it."};
+  } else {
+    finding.todo = {"kill " + process,
+                    "That ends it. Look at it before: it may be in a debugger, or hang."};
+  }
+  finding.todo.emplace_back("It is not reaped for as long as its process is there.");
   return finding;
 }
 

@@ -1,6 +1,7 @@
 // The machine: clock, folders, settings files, and what dead processes left.
 #include <algorithm>
 #include <cstring>
+#include <set>
 
 #include "inspect/DiagnosisParts.h"
 
@@ -166,11 +167,14 @@ void diagnoseMachine(const Exam& exam, Findings& findings) {
 void diagnoseLeftovers(const Exam& exam, Findings& findings) {
   for (const LeftoverText& text : cLeftoverTexts) {
     std::vector<std::string> evidence;
+    std::set<std::string> commands;  // by owner
     for (const Leftover& leftover : exam.leftovers) {
       if (leftover.kind != text.kind || exam.session.find(leftover.clientID) != nullptr) continue;
-      if (leftover.isThere)
-        evidence.push_back(leftover.name + " of " + userText(leftover.owner, exam.machine) + ": " +
-                           leftover.evidence);
+      if (!leftover.isThere) continue;
+      evidence.push_back(leftover.name + " of " + userText(leftover.owner, exam.machine) + ": " +
+                         leftover.evidence);
+      const bool isMine = exam.machine.userID == 0 || leftover.owner == exam.machine.userID;
+      commands.insert(isMine ? "lipc reap" : asUser(leftover.owner, "lipc reap"));
     }
     if (evidence.empty()) continue;
     findings.push_back({text.key,
@@ -179,7 +183,7 @@ void diagnoseLeftovers(const Exam& exam, Findings& findings) {
                         "There " + std::string(evidence.size() == 1 ? "is " : "are ") +
                             countText(evidence.size(), text.thing) + text.meaning,
                         evidence,
-                        {"lipc reap"}});
+                        {commands.begin(), commands.end()}});
   }
 }
 

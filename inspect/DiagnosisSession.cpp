@@ -57,7 +57,7 @@ void diagnoseState(const Exam& exam, Findings& findings) {
                      std::to_string(session.table->bytes) + " bytes, a table has " +
                      std::to_string(sizeof(LIPC::SessionBuffer)) + "; it was made by " +
                      processText(session.table->creator),
-                 "End that process, then: ipcrm -m " + std::to_string(session.table->id));
+                 "ipcrm -m " + std::to_string(session.table->id));
     case SessionPicture::eForeign:
       return add("session-foreign", "The session's host is of another version or width.",
                  "it has " + versionText(session.protocolVersion, session.pointerWidthBits) +
@@ -106,10 +106,12 @@ void diagnoseHost(const Exam& exam, Findings& findings) {
                                             : "The session's host stands still, and its process "
                                               "lives.",
            std::move(host.evidence),
-           {session.table->creator.isStopped ? "Let it go on: kill -CONT " + process
-                                             : "Look at that process. It may be in a debugger, or "
-                                               "hang; to end it: kill " +
-                                                   process}});
+           session.table->creator.isStopped
+               ? std::vector<std::string>{"kill -CONT " + process,
+                                          "That lets it go on, as fg in its terminal does."}
+               : std::vector<std::string>{"kill " + process,
+                                          "That ends it. Look at it before: it may be in a "
+                                          "debugger, or hang."}});
       break;
     case eVerdict::eUnknown:
       findings.push_back({"host-unknown",

@@ -60,29 +60,32 @@ class Planner {
            std::string title, std::vector<std::string> evidence, std::uint32_t owner) {
     if (action == eAction::eOtherUser)
       evidence.push_back(
-          fmt::format("it is of user {}: as that user, sudo -u '#{}' lipc reap", owner, owner));
+          fmt::format("it is of user {}; do: {}", owner, inspect::asUser(owner, "lipc reap")));
     mPlan.verdicts.push_back({what, name, verdict, action, std::move(title), std::move(evidence)});
   }
 
   void planSession() {
     const SessionPicture& session = mExam.session;
     inspect::Judgement host = judgeHost(session, *mExam.watched);
-    // Of another version, a heartbeat may stand elsewhere; of none at all, it is no session.
     const bool isReadable = session.state == SessionPicture::eRead;
-    const bool isDead =
-        host.verdict == eVerdict::eDead && (isReadable || !session.table->isAttached());
-    if (!isDead && !isReadable)
-      host.evidence.emplace_back("it cannot be read: lipc doctor says why");
+    const bool isForeign = session.state == SessionPicture::eForeign;
+    // Of another version, a heartbeat may stand elsewhere.
+    const bool isDead = host.verdict == eVerdict::eDead &&
+                        (isReadable || (isForeign && !session.table->isAttached()));
+    mCanLock = isReadable || isDead;
+    if (!mCanLock) host.evidence.emplace_back("it cannot be read: lipc doctor says why");
     mPlan.isSessionDead = isDead && isMine(session.table->owner);
-    add("session", LIPC::cSessionSegment, isDead ? "dead" : verdictText(host.verdict),
+    add("session", LIPC::cSessionSegment,
+        isDead       ? "dead"
+        : isReadable ? verdictText(host.verdict)
+                     : "unknown",
         isDead ? removal(session.table->owner) : eAction::eKeep,
         isDead ? "The session's host is dead: the session's segments and its connection pool go."
                : "The session stays.",
         std::move(host.evidence), session.table->owner);
   }
 
-  /// Of a host that died before it had made its table. Who starts a host makes it within less time
-  /// than was looked for.
+  /// Of a host that died before it had made its table. One that starts has the hosts' lock.
   void planParts() {
     std::vector<std::string> evidence;
     bool isHeld = false;
@@ -100,7 +103,7 @@ class Planner {
       if (pool.error == 0) owner = pool.owner;
     }
     if (evidence.empty()) return;
-    evidence.emplace_back("there is no session table, and no host that holds the hosts' lock");
+    evidence.emplace_back("there is no session table");
     mPlan.isSessionDead = !isHeld && isMine(owner);
     add("session", LIPC::cSessionSegment, isHeld ? "held" : "dead",
         isHeld ? eAction::eKeep : removal(owner), "Parts of a session are left without its table.",
@@ -117,7 +120,9 @@ class Planner {
     switch (judgement.verdict) {
       case eVerdict::eDead:
         action = removal(owner);
-        title = name + " is dead: its row, segments, semaphores and connections go.";
+        title = client.segments[0]
+                    ? name + " is dead: its row, segments, semaphores and connections go."
+                    : fmt::format("The row of \"{}\" is nobody's: it goes.", client.id);
         break;
       case eVerdict::eHeld:
         title = name + " stands still, and its process is there: it is left alone.";
@@ -140,15 +145,21 @@ class Planner {
     const char* what = leftover.kind == Leftover::eSegment     ? "segment"
                        : leftover.kind == Leftover::eSemaphore ? "semaphore"
                                                                : "key file";
-    if (isMine(leftover.owner) || !leftover.isThere) mPlan.leftovers.push_back(leftover);
+    const bool isRemoved = mCanLock && (isMine(leftover.owner) || !leftover.isThere);
+    if (isRemoved) mPlan.leftovers.push_back(leftover);
     if (!leftover.isThere) return;  // where it is not known it is not counted
-    add(what, leftover.name, "dead", removal(leftover.owner),
-        fmt::format("The {} {} is nobody's.", what, leftover.name), {leftover.evidence},
+    std::vector<std::string> evidence = {leftover.evidence};
+    if (!mCanLock)
+      evidence.emplace_back(
+          "it stays: clients of a session that cannot be read cannot be kept out");
+    add(what, leftover.name, "dead", mCanLock ? removal(leftover.owner) : eAction::eKeep,
+        fmt::format("The {} {} is nobody's.", what, leftover.name), std::move(evidence),
         leftover.owner);
   }
 
   const Exam& mExam;
   ReapPlan mPlan;
+  bool mCanLock = true;  // joins can be kept out meanwhile
 };
 
 }  // namespace

@@ -30,6 +30,8 @@ constexpr milliseconds cLockDeadline(7000);
 /// As long as a client that leaves waits for its host's answer.
 constexpr milliseconds cAnswerDeadline(1500);
 constexpr milliseconds cLook(10);
+/// A host makes all of its session within that.
+constexpr milliseconds cBeginning(1000);
 
 /// By the clock that nobody sets. False when there was none to take in time.
 bool takeWithin(LIPC::SemaphoreHandle& semaphore, milliseconds deadline) {
@@ -217,13 +219,21 @@ class Reaper {
   Reaped mReaped;
 };
 
+/// Whether somebody has made a table since, or is about to: a host that does not take the hosts'
+/// lock makes its other parts first.
+bool hasBegun(const Exam& exam) {
+  if (exam.session.table) return false;
+  std::this_thread::sleep_for(cBeginning);
+  return LIPC::ShmManaged::find(LIPC::cSessionSegment).has_value();
+}
+
 /// With the lock that a lipc host has for as long as it runs, so that none starts meanwhile.
-Reaped reapSession(const ReapPlan& plan) {
+Reaped reapSession(const ReapPlan& plan, const Exam& exam) {
   try {
     const host::HostLock lock;
-    if (host::isSessionAlive())
+    if (host::isSessionAlive() || hasBegun(exam))
       throw Failure(eExitSessionAlive,
-                    "the session's host lives again. Nothing was touched. See it with: lipc ls");
+                    "a session is alive after all. Nothing was touched. See it with: lipc ls");
     Reaped reaped;
     const SignalsHeld signals;
     reaped.removed = host::clearDeadSession();
@@ -253,7 +263,7 @@ Reaped reapWithoutSession(const ReapPlan& plan) {
 }  // namespace
 
 Reaped reap(const ReapPlan& plan, const Exam& exam, inspect::Source& source) {
-  if (plan.isSessionDead) return reapSession(plan);
+  if (plan.isSessionDead) return reapSession(plan, exam);
   if (!exam.session.table) return reapWithoutSession(plan);
   Reaper reaper(exam, source);
   for (const ClientPicture& client : plan.clients)
