@@ -16,13 +16,12 @@ void addKickCommand(CLI::App& app, int& status);
 void addLayoutsCommand(CLI::App& app, int& status);
 void addLsCommand(CLI::App& app, int& status);
 void addReapCommand(CLI::App& app, int& status);
+void addSetCommand(CLI::App& app, int& status);
 void addShowCommand(CLI::App& app, int& status);
 void addSnapshotCommand(CLI::App& app, int& status);
+void addStringCommand(CLI::App& app, int& status);
 void addTopCommand(CLI::App& app, int& status);
 void addValidateCommand(CLI::App& app, int& status);
 void addWatchCommand(CLI::App& app, int& status);
-void addSetCommand(CLI::App& app, int& status);
-void addShowCommand(CLI::App& app, int& status);
-void addStringCommand(CLI::App& app, int& status);
 
 }  // namespace tools

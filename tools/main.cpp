@@ -28,31 +28,31 @@ void parse(CLI::App& app, int argc, char** argv, int& status) {
 
 int main(int argc, char** argv) {
   CLI::App app(
-      "Runs a reference session host, shows the session that is alive on this machine, and lists "
-      "the speaker layouts.",
+      "Shows the session that is alive on this machine, follows it, finds what is wrong with it, "
+      "mends it; certifies processor libraries; runs a reference host.",
       "lipc");
   app.require_subcommand(0, 1);  // none is an error too, but not before an unknown word is
   app.set_version_flag("--version",
                        fmt::format("lipc {}, protocol {}", LIPC_VERSION, LIPC::cProtocolVersion));
   app.failure_message(CLI::FailureMessage::help);
   int status = tools::eExitOK;
-  tools::addHostCommand(app, status);
   tools::addLsCommand(app, status);
   tools::addShowCommand(app, status);
-  tools::addSnapshotCommand(app, status);
-  tools::addGetCommand(app, status);
   tools::addWatchCommand(app, status);
   tools::addTopCommand(app, status);
-  tools::addLayoutsCommand(app, status);
-  tools::addCompletionCommand(app, status);
-  tools::addDoctorCommand(app, status);
-  tools::addReapCommand(app, status);
+  tools::addGetCommand(app, status);
+  tools::addSetCommand(app, status);
+  tools::addStringCommand(app, status);
   tools::addConnectCommand(app, status);
   tools::addDisconnectCommand(app, status);
   tools::addKickCommand(app, status);
+  tools::addDoctorCommand(app, status);
+  tools::addReapCommand(app, status);
+  tools::addSnapshotCommand(app, status);
   tools::addValidateCommand(app, status);
-  tools::addSetCommand(app, status);
-  tools::addStringCommand(app, status);
+  tools::addHostCommand(app, status);
+  tools::addLayoutsCommand(app, status);
+  tools::addCompletionCommand(app, status);
   try {
     parse(app, argc, argv, status);
   } catch (const tools::OutputError& error) {
