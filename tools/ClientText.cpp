@@ -21,7 +21,7 @@ constexpr std::size_t cValueColumns = 24;
 constexpr std::size_t cRunsALine = 3;
 
 std::string quoted(std::string_view text) {
-  return "\"" + printable(text) + "\"";
+  return fmt::format("\"{}\"", printable(text));
 }
 
 /// A string of a row; the columns set it off.
@@ -86,8 +86,8 @@ std::string valuesText(const ClientPicture& client, const SessionPicture& sessio
     const auto source = sources.find(value.place);
     Columns::Cell cell = cut(now, cValueColumns);
     if (!value.isDefault) cell.colour = eColour::eWarning;
-    columns.add({(value.isDefault ? " " : "*") + placeText(value.place), value.name,
-                 std::move(cell), cut(usual, cValueColumns),
+    columns.add({fmt::format("{}{}", value.isDefault ? ' ' : '*', placeText(value.place)),
+                 value.name, std::move(cell), cut(usual, cValueColumns),
                  source != sources.end() ? source->second : ""});
   }
   if (shown == 0) return section("Values", "all parameters and strings are at their defaults");

@@ -16,7 +16,8 @@ void trimEnd(std::string& line) {
 Columns::Columns(std::vector<std::string> heads) : mHeads(std::move(heads)) {
   for (std::string& head : mHeads) {
     mIsRight.push_back(head.starts_with('>'));
-    if (mIsRight.back()) head.erase(0, 1);
+    mIsLastCut = head.starts_with('~');
+    if (mIsRight.back() || mIsLastCut) head.erase(0, 1);
   }
 }
 
@@ -40,7 +41,7 @@ std::string Columns::text(const Style& style, std::size_t indent) const {
       if (wide[i] == 0) continue;
       std::size_t width = wide[i];
       const bool isLast = i + 1 == row.size();
-      if (isLast && !mIsRight[i] && used < style.columns())
+      if (isLast && mIsLastCut && used < style.columns())
         width = std::min<std::size_t>(width, style.columns() - used);
       std::string words = cut(row[i].text, width);
       const std::string blanks(width - columnsOf(words), ' ');

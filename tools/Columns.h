@@ -10,8 +10,7 @@
 
 namespace tools {
 
-/// Text in aligned columns, each as wide as what it holds; one that holds nothing is left out. What
-/// is too long for the line is cut in the last one.
+/// Text in aligned columns, each as wide as what it holds; one that holds nothing is left out.
 class Columns {
  public:
   struct Cell {
@@ -23,7 +22,8 @@ class Columns {
     std::optional<eColour> colour;
   };
 
-  /// Heads; one that begins with '>' has its column flush right.
+  /// Heads; one that begins with '>' has its column flush right. The last one may begin with '~':
+  /// what is too long for the line is cut there.
   explicit Columns(std::vector<std::string> heads);
   /// A cell for each head.
   void add(std::vector<Cell> row) { mRows.push_back(std::move(row)); }
@@ -35,6 +35,7 @@ class Columns {
 
   std::vector<std::string> mHeads;
   std::vector<bool> mIsRight;
+  bool mIsLastCut = false;
   std::vector<std::vector<Cell>> mRows;
 };
 

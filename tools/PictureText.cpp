@@ -27,13 +27,13 @@ class Makers {
   }
 
   std::string text(const Style& style) const {
-    Columns columns({">Process", "Rows", "Command"});
+    Columns columns({">Process", "Rows", "~Command"});
     for (const auto& [id, maker] : mMakers) {
       std::string rows = rangesText(maker.rows);
-      if (maker.isHost) rows = rows.empty() ? "host" : "host, " + rows;
+      if (maker.isHost) rows = rows.empty() ? "host" : fmt::format("host, {}", rows);
       columns.add({std::to_string(id), cut(rows, cRowsColumns), commandCell(maker.process)});
     }
-    return mMakers.empty() ? "" : "\n" + columns.text(style, 0);
+    return mMakers.empty() ? "" : fmt::format("\n{}", columns.text(style, 0));
   }
 
  private:
@@ -58,8 +58,8 @@ std::string settingsText(const ClientPicture& client, const inspect::SettingsFac
                          const Style& style) {
   Columns columns({"Setting", "Value", "No.", "From"});
   for (const inspect::SettingView& setting : settingsOf(client, files)) {
-    const std::string value =
-        setting.isText ? "\"" + printable(setting.text) + "\"" : numberText(setting.number);
+    const std::string value = setting.isText ? fmt::format("\"{}\"", printable(setting.text))
+                                             : numberText(setting.number);
     const ValuePlace place{setting.isText, static_cast<unsigned>(setting.index)};
     columns.add({setting.key, cut(value, cValueColumns), placeText(place), setting.source});
   }
@@ -75,7 +75,7 @@ std::string clientsText(const SessionPicture& session, const Style& style) {
                  std::to_string(client.inputChannels), std::to_string(client.outputChannels),
                  lifeCell(client), maker != nullptr ? std::to_string(maker->id) : "-"});
   }
-  return session.clients.empty() ? "" : "\n" + columns.text(style, 0);
+  return session.clients.empty() ? "" : fmt::format("\n{}", columns.text(style, 0));
 }
 
 }  // namespace
@@ -94,7 +94,7 @@ const char* lifeName(inspect::eLife life) {
 
 Columns::Cell lifeCell(const ClientPicture& client) {
   const auto age = client.stampAgeSeconds();
-  return {lifeName(client.life) + (age ? " " + ageText(*age) : std::string()),
+  return {lifeName(client.life) + (age ? fmt::format(" {}", ageText(*age)) : std::string()),
           client.life == inspect::eLife::eAlive   ? eColour::eGood
           : client.life == inspect::eLife::eStale ? eColour::eBad
                                                   : eColour::eWarning};

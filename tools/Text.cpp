@@ -109,7 +109,7 @@ std::string rangesText(const std::vector<int>& numbers) {
     while (last + 1 < numbers.size() && numbers[last + 1] == numbers[last] + 1)
       ++last;
     text += (text.empty() ? "" : ", ") + std::to_string(numbers[i]);
-    if (last > i) text += "-" + std::to_string(numbers[last]);
+    if (last > i) text += fmt::format("-{}", numbers[last]);
     i = last + 1;
   }
   return text;

@@ -131,7 +131,7 @@ std::string listOf(const std::vector<NamedPlace>& names) {
 }  // namespace
 
 std::string placeText(const ValuePlace& place) {
-  return (place.isText ? "s" : "p") + std::to_string(place.index);
+  return fmt::format("{}{}", place.isText ? 's' : 'p', place.index);
 }
 
 std::string valueName(std::uint32_t clientType, const ValuePlace& place) {
