@@ -6,6 +6,7 @@
 /// command runs when it was chosen and stores its exit status in `status`.
 namespace tools {
 
+void addGraphCommand(CLI::App& app, int& status);
 void addHostCommand(CLI::App& app, int& status);
 void addLayoutsCommand(CLI::App& app, int& status);
 void addLsCommand(CLI::App& app, int& status);

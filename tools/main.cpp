@@ -40,6 +40,7 @@ int main(int argc, char** argv) {
   tools::addLsCommand(app, status);
   tools::addShowCommand(app, status);
   tools::addWatchCommand(app, status);
+  tools::addGraphCommand(app, status);
   tools::addLayoutsCommand(app, status);
   try {
     parse(app, argc, argv, status);
