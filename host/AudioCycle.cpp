@@ -33,9 +33,10 @@ bool areSame(const Connection& a, const Connection& b) {
 
 }  // namespace
 
-AudioCycle::AudioCycle(const LIPC::Semaphore& newAudioData,
+AudioCycle::AudioCycle(const LIPC::Semaphore& newAudioData, const std::atomic<bool>& isPaused,
                        std::function<void(const std::string&)> report)
     : mNewData(newAudioData),
+      mIsPaused(isPaused),
       mReport(std::move(report)),
       mThread(LIPC::startThread([this] { run(); })) {}
 
@@ -131,7 +132,7 @@ void AudioCycle::run() {
   LIPC::setCurrentThreadName("LIPC host audio");
   try {
     while (waitForNews())
-      cycle();
+      if (!mIsPaused) cycle();
   } catch (const std::exception& error) {
     mReport(std::string("the audio thread ended: ") + error.what());
   }

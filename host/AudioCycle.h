@@ -35,8 +35,10 @@ namespace host {
 /// Threads: the operations may be called from any.
 class AudioCycle {
  public:
+  /// While `isPaused` says so nothing is read and answered: a fault. It outlives this object.
   /// `report` is called from the thread when it ends by an exception.
-  AudioCycle(const LIPC::Semaphore& newAudioData, std::function<void(const std::string&)> report);
+  AudioCycle(const LIPC::Semaphore& newAudioData, const std::atomic<bool>& isPaused,
+             std::function<void(const std::string&)> report);
   /// Stops.
   ~AudioCycle();
   AudioCycle(const AudioCycle&) = delete;
@@ -79,6 +81,7 @@ class AudioCycle {
   void connect(const LIPC::Connection& connection);
 
   LIPC::SemaphoreHandle mNewData;
+  const std::atomic<bool>& mIsPaused;
   std::function<void(const std::string&)> mReport;
   std::mutex mMutex;  // guards what follows, up to the thread
   std::map<LIPC::ClientID, Client> mClients;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "lipc/session/SessionNames.h"
@@ -9,13 +10,14 @@ namespace host {
 
 /// Ways in which the host misbehaves on request, so that participants can be tested against them.
 struct Faults {
-  bool silent = false;          // never answers a join or a leave
-  bool stallHeartbeat = false;  // the heartbeat stands still
-  bool heartbeatBack = false;   // the heartbeat goes back every two seconds
-  bool holdLock = false;        // holds the registration lock for ever
-  bool noConnect = false;       // forbids joins ("LIPC_SESSION_NOCONNECT")
-  bool fillTable = false;       // fills every free row of the table
-  bool noAudio = false;         // reads no client's blocks and answers none
+  bool silent = false;                // never answers a join or a leave
+  bool stallHeartbeat = false;        // the heartbeat stands still
+  bool heartbeatBack = false;         // the heartbeat goes back every two seconds
+  bool holdLock = false;              // holds the registration lock for ever
+  bool noConnect = false;             // forbids joins ("LIPC_SESSION_NOCONNECT")
+  bool fillTable = false;             // fills every free row of the table
+  bool noAudio = false;               // reads no client's blocks and answers none
+  std::optional<std::uint64_t> seed;  // each of these by chance as well: FaultPlan.h
 };
 
 struct HostOptions {

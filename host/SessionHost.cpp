@@ -23,6 +23,7 @@ using std::chrono::milliseconds;
 constexpr milliseconds cBeatInterval(100);
 constexpr int cBeatsPerStepBack = 20;
 constexpr std::uint64_t cStepBack = 5;
+constexpr milliseconds cSilenceLook(20);
 constexpr milliseconds cLeaveTimeout(5000);
 constexpr milliseconds cQuietWait(500);
 constexpr milliseconds cLeaveLook(20);
@@ -64,7 +65,10 @@ void requireOpen(const LIPC::SemaphoreHandle& handle) {
 }  // namespace
 
 SessionHost::SessionHost(const HostOptions& options, inspect::EventSink sink)
-    : mOptions(options), mSink(std::move(sink)), mRemovedAtStart(checkAndClear()) {
+    : mOptions(options),
+      mMisbehaviour(options.faults),
+      mSink(std::move(sink)),
+      mRemovedAtStart(checkAndClear()) {
   mConnections = makeConnections();
   mSegments = std::make_unique<SessionSegments>(options);
   LIPC::SessionBuffer& table = session();
@@ -75,8 +79,9 @@ SessionHost::SessionHost(const HostOptions& options, inspect::EventSink sink)
     requireOpen(**handle);
   requireOpen(LIPC::SemaphoreHandle(table.newAudioDataSemaphore));
   if (!options.faults.noAudio) {
-    mAudio = std::make_unique<AudioCycle>(
-        table.newAudioDataSemaphore, [this](const std::string& text) { reportFromThread(text); });
+    mAudio =
+        std::make_unique<AudioCycle>(table.newAudioDataSemaphore, mMisbehaviour.noAudio,
+                                     [this](const std::string& text) { reportFromThread(text); });
   }
   if (options.faults.holdLock) mClientsCanRegister->try_wait();
   if (options.faults.fillTable) fillTable();
@@ -104,23 +109,27 @@ void SessionHost::fillTable() {
   }
 }
 
+std::thread SessionHost::start(void (SessionHost::*body)(), const char* name) {
+  return LIPC::startThread([this, body, name] {
+    LIPC::setCurrentThreadName(name);
+    try {
+      (this->*body)();
+    } catch (const std::exception& error) {
+      reportFromThread(std::string("the thread \"") + name + "\" ended: " + error.what());
+    }
+  });
+}
+
 void SessionHost::startThreads() {
-  const auto start = [this](void (SessionHost::*body)(), const char* name) {
-    mThreads.push_back(LIPC::startThread([this, body, name] {
-      LIPC::setCurrentThreadName(name);
-      try {
-        (this->*body)();
-      } catch (const std::exception& error) {
-        reportFromThread(std::string("the thread \"") + name + "\" ended: " + error.what());
-      }
-    }));
-  };
-  start(&SessionHost::beat, "LIPC host heartbeat");
-  start(&SessionHost::watch, "LIPC host watch");
-  if (!mOptions.faults.silent) start(&SessionHost::answerRequests, "LIPC host registration");
+  mThreads.push_back(start(&SessionHost::beat, "LIPC host heartbeat"));
+  mThreads.push_back(start(&SessionHost::watch, "LIPC host watch"));
+  if (!mOptions.faults.silent)
+    mThreads.push_back(start(&SessionHost::answerRequests, "LIPC host registration"));
+  if (mOptions.faults.seed) mFaultsThread = start(&SessionHost::misbehave, "LIPC host faults");
 }
 
 void SessionHost::stopThreads() {
+  behave();
   {
     const std::lock_guard lock(mStopMutex);
     mStop = true;
@@ -146,16 +155,19 @@ bool SessionHost::sleepUnlessStopped(milliseconds duration) {
 void SessionHost::beat() {
   std::uint64_t& heartbeat = session().heartbeat;
   for (int beats = 1; sleepUnlessStopped(cBeatInterval); ++beats) {
-    if (mOptions.faults.stallHeartbeat) continue;
+    if (mMisbehaviour.stallHeartbeat) continue;
     const std::uint64_t now = LIPC::loadRelaxed(heartbeat);
-    const bool back = mOptions.faults.heartbeatBack && beats % cBeatsPerStepBack == 0;
-    LIPC::storeRelease(heartbeat, back ? now - cStepBack : now + 1);
+    const bool back = (mOptions.faults.heartbeatBack && beats % cBeatsPerStepBack == 0) ||
+                      mMisbehaviour.stepsBack.exchange(0) != 0;
+    LIPC::storeRelease(heartbeat, back && now > cStepBack ? now - cStepBack : now + 1);
   }
 }
 
 void SessionHost::answerRequests() {
   for (;;) {
     mRegistration->wait();
+    while (mMisbehaviour.silent && sleepUnlessStopped(cSilenceLook)) {
+    }
     {
       const std::lock_guard lock(mStopMutex);
       if (mStop) return;
@@ -225,6 +237,7 @@ std::vector<LIPC::Connection> SessionHost::connections() {
 std::vector<std::string> SessionHost::stop(const WaitingReport& waiting) {
   if (mStopped) return {};
   mStopped = true;
+  behave();
   if (mCycle) mCycle->stop();
   stopAudio();
   try {

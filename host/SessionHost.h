@@ -33,6 +33,7 @@ namespace host {
 ///                         lost clients and a registration lock that nobody gives back
 ///   audio thread          carries the clients' audio, woken by them; not with the fault noAudio
 ///   cycle thread          drives the loaded libraries' processors
+///   faults thread         misbehaves by chance; only where a seed is given
 ///
 /// One lock guards the table's rows, the connections and the watches against each other within the
 /// host; between processes the session's registration lock does. The audio has a lock of its own,
@@ -72,10 +73,17 @@ class SessionHost {
 
  private:
   void fillTable();
+  std::thread start(void (SessionHost::*body)(), const char* name);
   void startThreads();
   void stopThreads();
   bool sleepUnlessStopped(std::chrono::milliseconds duration);
 
+  void misbehave();
+  void behave();
+  bool sleepUnlessBehaving(std::chrono::milliseconds duration);
+  void doFor(std::chrono::milliseconds duration, std::atomic<bool>& fault);
+  void holdLockFor(std::chrono::milliseconds duration);
+  void forbidJoinsFor(std::chrono::milliseconds duration);
   void beat();
   void answerRequests();
   void answerRequest();
@@ -95,8 +103,24 @@ class SessionHost {
   void reapDeserted(const LIPC::ClientID& id);
   std::vector<LIPC::ClientID> clientsPresent();
 
+  /// What the host just does wrong: as its options say, and by chance.
+  struct Misbehaviour {
+    explicit Misbehaviour(const Faults& faults)
+        : silent(faults.silent),
+          stallHeartbeat(faults.stallHeartbeat),
+          holdLock(faults.holdLock),
+          noAudio(faults.noAudio) {}
+
+    std::atomic<bool> silent;
+    std::atomic<bool> stallHeartbeat;
+    std::atomic<bool> holdLock;
+    std::atomic<bool> noAudio;
+    std::atomic<int> stepsBack{0};  // of the heartbeat, still to do
+  };
+
   // In this order: whatever comes later uses what comes before.
   HostOptions mOptions;
+  Misbehaviour mMisbehaviour;
   inspect::EventSink mSink;
   HostLock mHostLock;
   std::vector<std::string> mRemovedAtStart;
@@ -117,8 +141,10 @@ class SessionHost {
   std::mutex mStopMutex;
   std::condition_variable mStopChanged;
   bool mStop = false;
+  bool mStopFaults = false;
   bool mStopped = false;
   std::vector<std::thread> mThreads;
+  std::thread mFaultsThread;
 };
 
 }  // namespace host

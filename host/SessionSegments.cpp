@@ -66,4 +66,8 @@ void SessionSegments::forbidJoins() {
   if (!mNoConnect) mNoConnect = make<NoConnectMark>(LIPC::cNoConnectSegment);
 }
 
+void SessionSegments::allowJoins() {
+  remove(mNoConnect);
+}
+
 }  // namespace host

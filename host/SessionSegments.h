@@ -28,6 +28,8 @@ class SessionSegments {
   LIPC::SessionBuffer& session() const { return *mSession->get(); }
   /// From now on no client joins.
   void forbidJoins();
+  /// They may again.
+  void allowJoins();
 
  private:
   struct PannerBlock;

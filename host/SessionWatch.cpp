@@ -27,7 +27,7 @@ void SessionHost::watch() {
     if (looks % cLooksPerClientCheck != 0) continue;
     watchClients();
     if (looks > 0 && looks % cLooksPerRefresh == 0) refreshKeyFiles();
-    if (!mOptions.faults.silent && !mOptions.faults.holdLock) watchLock();
+    if (!mMisbehaviour.silent && !mMisbehaviour.holdLock) watchLock();
   }
 }
 

@@ -77,7 +77,7 @@ struct ClientPicture {
   eLife life = eLife::eUnknown;
   std::optional<BufferPicture> buffer;  // none where its name leads to no buffer of this ID
   /// Client buffer, "-send", "-return"; with what is known of the processes that made and used
-  /// them.
+  /// them. Only with `withSegments`.
   std::array<std::optional<SegmentFacts>, 3> segments;
   std::optional<RingPicture> send;    // with `withRings`
   std::optional<RingPicture> answer;  // the "-return" ring; with `withRings`
@@ -102,6 +102,14 @@ struct SessionPicture {
   bool isBeating = false;  // it advanced while it was watched
   bool forbidsJoins = false;
   std::string referenceClient;
+  /// Platform names of the session's semaphores, by the table; empty where a record is malformed.
+  std::string registrationSemaphore;
+  std::string registrationEndedSemaphore;
+  std::string newAudioDataSemaphore;
+  std::string registrationLock;
+  /// The last request in the table: who asked to join or to leave last.
+  std::string lastRequest;
+  bool isLastRequestJoin = false;
   std::int64_t time = 0;  // when it was read; seconds since 1970
   std::optional<SegmentFacts> table;
   std::vector<ClientPicture> clients;
@@ -121,8 +129,12 @@ struct ReadOptions {
   bool withRings = false;
   bool withLevels = false;  // also looks at samples
   bool withConnections = true;
+  bool withSegments = true;   // also what is known of each client's segments
   bool withUsers = false;     // also who has the segments attached
   bool withSettings = false;  // also the settings files
+  /// The table's first rows alone: who looks many times a second need not go through its megabytes
+  /// each time.
+  int rows = LIPC::cMaxClients;
 };
 
 SessionPicture readSession(Source& source, const ReadOptions& options);

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <exception>
@@ -75,7 +76,7 @@ ClientPicture rowOf(int index, const LIPC::ClientEntry& entry) {
 
 void addSegments(ClientPicture& client, Source& source, const ReadOptions& options) {
   const auto names = LIPC::segmentNamesOf(LIPC::ClientID(client.id));
-  for (std::size_t i = 0; i < names.size(); ++i)
+  for (std::size_t i = 0; options.withSegments && i < names.size(); ++i)
     client.segments[i] = source.find(names[i], options.withUsers);
   client.buffer = bufferOf(client.id, source);
   client.life = lifeOf(client.buffer);
@@ -92,6 +93,15 @@ void watchHeartbeat(const LIPC::SessionBuffer& table, int watchMS, SessionPictur
     picture.heartbeat = LIPC::loadAcquire(table.heartbeat);
   }
   picture.isBeating = picture.heartbeat > first;
+}
+
+void readNames(const LIPC::SessionBuffer& table, SessionPicture& picture) {
+  picture.referenceClient = LIPC::ClientID(table.referenceClientID).text();
+  picture.registrationSemaphore = nameOf(table.registrationSemaphore);
+  picture.registrationEndedSemaphore = nameOf(table.registrationEndedSemaphore);
+  picture.newAudioDataSemaphore = nameOf(table.newAudioDataSemaphore);
+  picture.registrationLock = nameOf(table.clientsCanRegisterMutex);
+  picture.lastRequest = table.readRequest(picture.isLastRequestJoin).text();
 }
 
 void readVersion(Source& source, SessionPicture& picture) {
@@ -159,14 +169,14 @@ SessionPicture readSession(Source& source, const ReadOptions& options) {
   }
   picture.state = SessionPicture::eRead;
   picture.forbidsJoins = source.find(LIPC::cNoConnectSegment).has_value();
-  picture.referenceClient = LIPC::ClientID(table->referenceClientID).text();
+  readNames(*table, picture);
   if (source.isLive()) {
     watchHeartbeat(*table, options.watchHeartbeatMS, picture);
   } else {
     picture.heartbeat = table->heartbeat;
     picture.isBeating = source.watch({}, {}).isBeating();
   }
-  for (int index = 0; index < LIPC::cMaxClients; ++index) {
+  for (int index = 0; index < std::min(options.rows, LIPC::cMaxClients); ++index) {
     const LIPC::ClientEntry& entry = table->entries[index];
     if (entry.isFree()) continue;
     picture.clients.push_back(rowOf(index, entry));

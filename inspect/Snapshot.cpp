@@ -144,24 +144,6 @@ Content contentOf(Source& source) {
 
 using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 
-void writeFile(const std::string& path, const std::string& bytes) {
-  const std::string partial = path + ".partial";
-  File file(std::fopen(partial.c_str(), "wbe"), std::fclose);
-  bool isWritten = file && std::fwrite(bytes.data(), 1, bytes.size(), file.get()) == bytes.size();
-  int error = errno;
-  if (file && std::fclose(file.release()) != 0) {
-    if (isWritten) error = errno;
-    isWritten = false;
-  }
-  if (isWritten && std::rename(partial.c_str(), path.c_str()) != 0) {
-    error = errno;
-    isWritten = false;
-  }
-  if (isWritten) return;
-  std::remove(partial.c_str());
-  throw SnapshotError("The snapshot " + path + " cannot be written: " + std::strerror(error) + ".");
-}
-
 std::string readFile(const std::string& path) {
   File file(std::fopen(path.c_str(), "rbe"), std::fclose);
   std::string bytes;
@@ -245,21 +227,22 @@ class Snapshot final : public Source {
 
 }  // namespace
 
-bool writeSnapshot(const std::string& path, Source& source, std::chrono::milliseconds duration,
-                   const std::function<bool(double)>& progress) {
+std::optional<std::string> takeSnapshot(Source& source, std::chrono::milliseconds duration,
+                                        const std::function<bool(double)>& progress) {
   bool isWanted = true;
   Watched watched = source.watch(duration, [&](double part) { return isWanted = progress(part); });
-  if (!isWanted) return false;
+  if (!isWanted) return std::nullopt;
   Content content = contentOf(source);
   content.watched = std::move(watched);
-  writeFile(path, whole(content));
-  return true;
+  return whole(content);
 }
 
 std::unique_ptr<Source> openSnapshot(const std::string& path) {
   const std::string bytes = readFile(path);
   try {
     return std::make_unique<Snapshot>(contentOf(bytes));
+  } catch (const std::bad_alloc&) {
+    throw SnapshotError("The snapshot " + path + " cannot be read: there is not enough memory.");
   } catch (const ArchiveError& error) {
     throw SnapshotError("The snapshot " + path + " cannot be read: " + error.what() + ".");
   }

@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
 
@@ -9,23 +10,20 @@
 
 namespace inspect {
 
-/// A snapshot that cannot be written or read; the text is a whole sentence, the path in it not
-/// escaped.
+/// A snapshot that cannot be read; the text is a whole sentence, the path in it not escaped.
 class SnapshotError final : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// Writes everything that can be known of the session and of this machine into one file: the bytes
+/// Everything that can be known of the session and of this machine, as the bytes of one file: those
 /// of the session's segments and of its clients', audio of the last six blocks among them, the
-/// connection pool, the facts, and what was watched for `duration` (see Source::watch). The file
-/// appears when it is complete. False when `progress` ended it: then there is none.
+/// connection pool, the facts, and what was watched for `duration` (Source::watch). Nothing when
+/// `progress` ended it.
 ///
-///   bytes  "LIPC snapshot\n", then version (32 bits), bytes of what follows the sum (64),
-///          a sum over them (64, FNV-1a), and they: Archive.h
-///
-/// Throws SnapshotError.
-bool writeSnapshot(const std::string& path, Source& source, std::chrono::milliseconds duration,
-                   const std::function<bool(double)>& progress);
+///   "LIPC snapshot\n", version (32 bits), number of the bytes behind the sum (64), sum over them
+///   (64, FNV-1a), and they: Archive.h
+std::optional<std::string> takeSnapshot(Source& source, std::chrono::milliseconds duration,
+                                        const std::function<bool(double)>& progress);
 
 /// Throws SnapshotError for a file that is missing, cut short, changed, of another version, or no
 /// snapshot.

@@ -40,7 +40,8 @@ class Mapping {
 struct PoolBytes {
   enum eState : std::uint8_t {
     eMissing,
-    eUnreadable,  // not for this user, or something went wrong: `error`
+    eUnreadable,  // not for this user: `error`
+    eDamaged,     // it is no pool, or no more one: `error`
     eRead,
   };
 
@@ -67,7 +68,7 @@ class Source {
 
   /// Whether what is read now may be other than what was read before.
   virtual bool isLive() const = 0;
-  /// Seconds since 1970, where the session is.
+  /// Seconds since 1970, where and when the session is.
   virtual std::int64_t time() = 0;
   /// The segment of a name; nothing when there is none. `withUsers`: also who has it attached,
   /// which takes a look at every process of the machine.

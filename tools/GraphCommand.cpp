@@ -3,7 +3,6 @@
 
 #include <nlohmann/json.hpp>
 
-#include "inspect/ConnectionWatch.h"
 #include "tools/Commands.h"
 #include "tools/ExitStatus.h"
 #include "tools/GraphDrawing.h"
@@ -37,12 +36,7 @@ json graphJson(const SessionPicture& session) {
   if (!session.connections) return result;
   result["connections"] = json::array();
   for (const LIPC::Connection& connection : *session.connections)
-    result["connections"].push_back({{"source", connection.source.text()},
-                                     {"target", connection.target.text()},
-                                     {"owner", connection.owner.text()},
-                                     {"automatic", connection.isAuto != 0},
-                                     {"disconnected", connection.disconnectRequested != 0},
-                                     {"wires", inspect::wiresOf(connection)}});
+    result["connections"].push_back(connectionJson(connection));
   return result;
 }
 

@@ -268,6 +268,13 @@ void addHostCommand(CLI::App& app, int& status) {
       ->group(faults);
   command->add_flag("--no-audio", fault.noAudio, "Read no client's blocks and answer none")
       ->group(faults);
+  command
+      ->add_option(
+          "--seed", fault.seed,
+          "Misbehave by chance, now and then and for some seconds, in these ways; the same "
+          "seed gives the same faults at the same times")
+      ->type_name("N")
+      ->group(faults);
   command->callback([options, &status] { status = runHost(*options); });
 }
 

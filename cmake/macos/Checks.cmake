@@ -1,10 +1,10 @@
 # The tests of the preset `macos`: nothing that it builds can be run, so they read it (./check).
 
 # Sorts the files of what is built in `folder` and below it into `libraries`, `programs` and, of the
-# folders tests/ and bench/, `tests`. The module is in none of them.
+# folders tests/ and bench/, `tests`. The module and the lipc command are in none of them.
 function(collect_files folder)
   get_property(targets DIRECTORY ${folder} PROPERTY BUILDSYSTEM_TARGETS)
-  list(REMOVE_ITEM targets VexoSettings)
+  list(REMOVE_ITEM targets VexoSettings lipc_command)
   foreach(target IN LISTS targets)
     get_target_property(type ${target} TYPE)
     if(type STREQUAL "STATIC_LIBRARY")
@@ -27,6 +27,7 @@ function(collect_files folder)
 endfunction()
 
 set(module $<TARGET_FILE:VexoSettings>)
+set(command $<TARGET_FILE:lipc_command>)
 set(libraries)
 set(programs)
 set(tests)
@@ -38,13 +39,16 @@ endfunction()
 
 macos_test(EverySourceAndHeaderIsCompiled
            sources ${PROJECT_BINARY_DIR} ${PROJECT_SOURCE_DIR} ${CMAKE_MAKE_PROGRAM})
-macos_test(EverythingIsMachOForX86_64 format ${module} ${libraries} ${programs} ${tests})
+macos_test(EverythingIsMachOForX86_64 format ${module} ${command} ${libraries} ${programs} ${tests})
 macos_test(TheModuleExportsItsFiveFunctionsAndNothingElse
            exports ${module} createProcessor getLIPCVersion getClientType loadLibrary unloadLibrary)
 macos_test(TheModuleCarriesTheLayouts contains ${module} "VexoMax 26.1" "BrFC" "Vexo_6_0_Quad")
-# JUCE's modules need Apple's frameworks, and the libraries of tests and benchmarks are compiled for
-# Linux only.
+# JUCE's modules need Apple's frameworks, and the libraries of the command, the tests and the benchmarks
+# are compiled for Linux only.
 macos_test(TheModuleLeavesNothingOpenButJUCE lookups "juce" ${module})
 macos_test(TheProgramsLeaveNothingOpen lookups "-" ${programs})
+macos_test(TheCommandLeavesOnlyCursesAndTheHTTPServerOpen
+           lookups "httplib /usr/lib/x86_64-linux-gnu/libncursesw.so.6 \
+/usr/lib/x86_64-linux-gnu/libtinfo.so.6" ${command})
 macos_test(TestsAndBenchmarksLeaveOnlyTheirPackagesOpen
            lookups "juce testing boost benchmark main" ${tests})

@@ -1,18 +1,19 @@
-# debian_headers(FOLDER TARGET... [DYNAMIC_LOOKUP] [DEFINITIONS ...])
+# debian_headers(NAME TARGET... [DYNAMIC_LOOKUP] [DEFINITIONS ...])
 #
-# Makes each TARGET the headers in /usr/include/FOLDER and, with DYNAMIC_LOOKUP, leaves the package's
-# symbols to the dynamic linker: Debian compiles its libraries for Linux only. FOLDER is linked into
-# the build tree, because /usr/include itself has glibc's headers.
+# Makes each TARGET the headers in the folder /usr/include/NAME, or the one header of that name, and,
+# with DYNAMIC_LOOKUP, leaves the package's symbols to the dynamic linker: Debian compiles its
+# libraries for Linux only. NAME is linked into the build tree, because /usr/include itself has
+# glibc's headers.
 include_guard()
 
-function(debian_headers folder)
+function(debian_headers name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "DYNAMIC_LOOKUP" "" "DEFINITIONS")
-  if(NOT IS_DIRECTORY /usr/include/${folder})
-    message(FATAL_ERROR "There is no /usr/include/${folder}: install its Debian package.")
+  if(NOT EXISTS /usr/include/${name})
+    message(FATAL_ERROR "There is no /usr/include/${name}: install its Debian package.")
   endif()
   set(headers ${CMAKE_BINARY_DIR}/headers)
   file(MAKE_DIRECTORY ${headers})
-  file(CREATE_LINK /usr/include/${folder} ${headers}/${folder} SYMBOLIC)
+  file(CREATE_LINK /usr/include/${name} ${headers}/${name} SYMBOLIC)
   foreach(target IN LISTS arg_UNPARSED_ARGUMENTS)
     if(TARGET ${target})
       continue()

@@ -123,10 +123,11 @@ bool ConnectionPool::remove() {
   return bip::shared_memory_object::remove(cConnectionPoolSegment);
 }
 
-bool ConnectionPool::isThere() {
+int ConnectionPool::errorOfOpening() {
   const int file = shm_open(cConnectionPoolPath, O_RDONLY, 0);
-  if (file >= 0) close(file);
-  return file >= 0 || errno == EACCES;
+  if (file < 0) return errno;
+  close(file);
+  return 0;
 }
 
 std::string ConnectionPool::readBytes() {
