@@ -132,7 +132,7 @@ class Placing {
   }
 
   /// Each cell to the mean place of its neighbours on one side.
-  void sortBy(Indices& column, Indices Cell::*neighbours, const std::vector<double>& places) {
+  void sortBy(Indices& column, Indices Cell::*neighbours, std::vector<double>& places) {
     std::vector<std::pair<double, int>> wishes;
     for (const int cell : column) {
       const Indices& all = mCells[at(cell)].*neighbours;
@@ -146,14 +146,13 @@ class Placing {
                      [](const auto& a, const auto& b) { return a.first < b.first; });
     for (std::size_t i = 0; i < wishes.size(); ++i)
       column[i] = wishes[i].second;
+    rank(column, places);
   }
 
-  std::vector<double> places() const {
-    std::vector<double> places(mCells.size());
-    for (const Indices& column : mColumns)
-      for (std::size_t i = 0; i < column.size(); ++i)
-        places[at(column[i])] = (static_cast<double>(i) + 0.5) / static_cast<double>(column.size());
-    return places;
+  /// Stores the cells' places in their column, 0 to 1.
+  void rank(const Indices& column, std::vector<double>& places) const {
+    for (std::size_t i = 0; i < column.size(); ++i)
+      places[at(column[i])] = (static_cast<double>(i) + 0.5) / static_cast<double>(column.size());
   }
 
   /// Between all neighbouring columns: pairs of lines that are the other way round at their ends,
@@ -189,11 +188,14 @@ class Placing {
   void order() {
     std::vector<Indices> best = mColumns;
     std::size_t fewest = crossings();
+    std::vector<double> places(mCells.size());
+    for (const Indices& column : mColumns)
+      rank(column, places);
     for (int sweep = 0; sweep < cSweeps && fewest > 0; ++sweep) {
       for (std::size_t i = 1; i < mColumns.size(); ++i)
-        sortBy(mColumns[i], &Cell::before, places());
+        sortBy(mColumns[i], &Cell::before, places);
       for (std::size_t i = mColumns.size() - 1; i-- > 0;)
-        sortBy(mColumns[i], &Cell::after, places());
+        sortBy(mColumns[i], &Cell::after, places);
       const std::size_t count = crossings();
       if (count >= fewest) continue;
       fewest = count;

@@ -82,7 +82,7 @@ TEST(Graph, WhateverStandsInASessionIsDrawnEscaped) {
   }
 }
 
-TEST(Graph, AFullTableInOneLongChainIsDrawnWithinASecond) {
+TEST(Graph, AFullTableInOneLongChainIsDrawnWithinSeconds) {
   std::vector<std::string> ids;
   for (int i = 0; i < 1024; ++i)
     ids.push_back(std::to_string(i));
