@@ -39,6 +39,7 @@ int main(int argc, char** argv) {
   tools::addLsCommand(app, status);
   tools::addShowCommand(app, status);
   tools::addWatchCommand(app, status);
+  tools::addGraphCommand(app, status);
   tools::addTopCommand(app, status);
   tools::addGetCommand(app, status);
   tools::addSetCommand(app, status);

@@ -70,6 +70,8 @@ TEST(Passive, NoReadingSubcommandChangesAByte) {
       {"snapshot", snapshot},
       {"top", "--once"},
       {"ls", "--from", snapshot},
+      {"graph", "--wires"},
+      {"watch"},
       {"show", "meter", "--from", snapshot, "--json"},
   };
   for (const auto& arguments : commands) {
