@@ -180,7 +180,7 @@ void diagnoseLeftovers(const Exam& exam, Findings& findings) {
     findings.push_back({text.key,
                         text.severity,
                         {},
-                        "There " + std::string(evidence.size() == 1 ? "is " : "are ") +
+                        std::string(evidence.size() == 1 ? "There is " : "There are ") +
                             countText(evidence.size(), text.thing) + text.meaning,
                         evidence,
                         {commands.begin(), commands.end()}});

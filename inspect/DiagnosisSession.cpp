@@ -218,7 +218,7 @@ void diagnoseSemaphores(const Exam& exam, Findings& findings) {
     if (name->empty()) {
       missing.push_back(std::string("the table's record of \"") + what + "\" is malformed");
     } else if (exam.machine.areSemaphoresListed && !isThere) {
-      missing.push_back("\"" + std::string(what) + "\": there is no semaphore " + *name);
+      missing.push_back(quoted(what) + ": there is no semaphore " + *name);
     }
   }
   if (missing.empty()) return;
