@@ -17,12 +17,12 @@ bool isOf(const LIPC::ClientID& id, const Buffer& buffer) {
 
 }  // namespace
 
-void askToLeave(const LIPC::ClientID& id) {
+bool askToLeave(const LIPC::ClientID& id) {
   const std::string name = id.text();
   const auto segment = LIPC::ShmManaged::find(name.c_str());
-  if (!segment || !segment->isAttached()) return;
+  if (!segment || !segment->isAttached()) return false;
   const Buffer buffer(name.c_str());
-  if (isOf(id, buffer)) LIPC::Semaphore::postIfPresent(buffer->mustDisconnectSemaphore);
+  return isOf(id, buffer) && LIPC::Semaphore::postIfPresent(buffer->mustDisconnectSemaphore);
 }
 
 }  // namespace host

@@ -8,7 +8,7 @@ namespace host {
 
 /// Posts the must-disconnect semaphore of a client that somebody has attached: it leaves, and comes
 /// back where it may. It also wakes a client whose timed wait a clock that was set back has made
-/// long.
-void askToLeave(const LIPC::ClientID& id);
+/// long. False when nothing was posted.
+bool askToLeave(const LIPC::ClientID& id);
 
 }  // namespace host

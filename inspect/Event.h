@@ -3,31 +3,60 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace inspect {
 
 /// Something that happened in the session.
 struct Event {
   enum class eKind {
-    eJoined,
-    eLeft,
-    eLost,              // a client that stopped refreshing its stamp; its row was freed
+    ePresent,           // a client that was there already
+    eJoined,            //
+    eLeft,              // textAfter: of a client that was lost before, else empty
+    eLost,              // a client that stopped refreshing its stamp; its row was freed, unless
+                        // textAfter says what was seen instead
+    eStampBack,         // a lost client refreshes its stamp again
     eRenamed,           // textBefore, textAfter
     eParameterChanged,  // slot, before, after
     eStringChanged,     // slot, textBefore, textAfter
-    eNote,              // textAfter: the host did something about the session
+
+    eConnectionPresent,  // that was there already: id, target, wires; so do the next three
+    eConnected,          //
+    eDisconnected,       // removed, or a client asked for that
+    eWiresChanged,       // also wiresBefore
+
+    eSessionThere,    // heartbeat
+    eSessionGone,     // textAfter: why it cannot be followed, where it is not just gone
+    eHeartbeatLost,   // heartbeat: where it stands still
+    eHeartbeatBack,   // heartbeat: advances again
+    eHostChanged,     // heartbeatBefore, heartbeat: it went back
+    ePoolUnreadable,  // textAfter: why the connections cannot be read
+    ePoolReadable,    //
+
+    eNote,  // textAfter: the host did something about the session
   };
+  /// Channel of the source, channel of the target.
+  using Wires = std::vector<std::pair<int, int>>;
 
   eKind kind = eKind::eNote;
   int index = -1;          // row
-  std::string id;          // of the client
+  std::string id;          // of the client; of a connection's source
   std::string name;        // display name
   std::uint32_t type = 0;  // four-character code
-  unsigned slot = 0;       // offline parameter index or string slot
+  unsigned inputChannels = 0;
+  unsigned outputChannels = 0;
+  unsigned slot = 0;  // offline parameter index or string slot
   float before = 0.0F;
   float after = 0.0F;
   std::string textBefore;
   std::string textAfter;
+  std::string target;  // of a connection
+  Wires wiresBefore;
+  Wires wires;
+  bool isAuto = false;  // a rule made the connection
+  std::uint64_t heartbeatBefore = 0;
+  std::uint64_t heartbeat = 0;
 };
 
 /// Called from the host's threads, one call at a time.

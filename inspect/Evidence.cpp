@@ -1,6 +1,6 @@
 #include "inspect/Evidence.h"
 
-#include <algorithm>
+#include <set>
 
 #include "lipc/session/ClientBuffer.h"
 #include "lipc/session/ShmManaged.h"
@@ -35,6 +35,30 @@ std::vector<ProcessFacts> possibleOwners(const SegmentFacts& segment, const Sess
   if (segment.attachCount > 0 && (segment.creator.lives || segment.creator.id <= 0))
     owners.push_back(segment.creator);
   return owners;
+}
+
+/// The processes, one of which may be the host: the one that made the table; and, where the system
+/// tells, those that have it attached and are no client.
+std::vector<ProcessFacts> possibleHosts(const SessionPicture& session,
+                                        std::vector<std::string>& evidence) {
+  const SegmentFacts& table = *session.table;
+  if (!table.isAttached()) {
+    evidence.emplace_back("nobody has its table attached");
+    return {};
+  }
+  std::vector<ProcessFacts> hosts;
+  evidence.push_back("the table was made by " + processText(table.creator));
+  if (table.creator.lives || table.creator.id <= 0) hosts.push_back(table.creator);
+  if (!table.areUsersComplete) return hosts;
+  std::set<std::int64_t> clients;
+  for (const ClientPicture& client : session.clients)
+    if (client.segments[0]) clients.insert(client.segments[0]->creator.id);
+  for (const ProcessFacts& user : table.users) {
+    if (!user.lives || clients.count(user.id) != 0 || user.id == table.creator.id) continue;
+    evidence.push_back("the table is attached by " + processText(user) + ", which is no client");
+    hosts.push_back(user);
+  }
+  return hosts;
 }
 
 void judgeStanding(const SegmentFacts& segment, const SessionPicture& session,
@@ -91,12 +115,9 @@ Judgement judgeHost(const SessionPicture& session, const Watched& watched) {
   if (watched.milliseconds < 1000) return judgement;
   judgement.evidence.push_back("its heartbeat stood still at " + std::to_string(watched.heartbeat) +
                                during);
-  const ProcessFacts& maker = session.table->creator;
-  judgement.evidence.push_back("the table was made by " + processText(maker));
-  judgement.verdict = maker.id <= 0 ? eVerdict::eUnknown
-                      : maker.lives ? eVerdict::eHeld
-                                    : eVerdict::eDead;
-  if (!session.table->isAttached()) judgement.verdict = eVerdict::eDead;
+  const std::vector<ProcessFacts> hosts = possibleHosts(session, judgement.evidence);
+  judgement.verdict = hosts.empty() ? eVerdict::eDead : eVerdict::eHeld;
+  if (!hosts.empty() && hosts[0].id <= 0) judgement.verdict = eVerdict::eUnknown;
   return judgement;
 }
 

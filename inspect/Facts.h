@@ -75,6 +75,20 @@ struct SemaphoreFacts {
   }
 };
 
+/// The connection pool's file.
+struct PoolFileFacts {
+  bool isThere = false;
+  std::int32_t error = 0;  // errno: this process may not read it, and the rest is unknown
+  std::uint64_t bytes = 0;
+  std::uint32_t owner = 0;
+  std::uint32_t permissions = 0;
+
+  template <class Archive>
+  void fields(Archive& archive) {
+    archive(isThere, error, bytes, owner, permissions);
+  }
+};
+
 /// A folder in which sessions keep files, and how much is free where it lies.
 struct FolderFacts {
   std::string path;
@@ -144,11 +158,12 @@ struct MachineFacts {
   std::vector<SemaphoreFacts> semaphores;
   std::vector<FolderFacts> folders;
   SettingsFacts settings;
+  PoolFileFacts poolFile;
 
   template <class Archive>
   void fields(Archive& archive) {
     archive(system, user, userID, time, limits, keyFiles, segments, areSemaphoresListed, semaphores,
-            folders, settings);
+            folders, settings, poolFile);
   }
 };
 

@@ -41,8 +41,8 @@ struct Leftover {
 /// The segments of the session as a whole are its host's: Evidence.h.
 std::vector<Leftover> leftoversIn(const MachineFacts& facts);
 
-/// Of these facts: the key files, segments and semaphores of this machine, without a look at any
-/// process.
+/// Of these facts: the key files, segments and semaphores of this machine. Nothing is asked of any
+/// process: of each only the ID is known.
 MachineFacts readNames();
 
 }  // namespace inspect

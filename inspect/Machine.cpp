@@ -1,10 +1,15 @@
 // The living source: this machine.
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
+#include <cstring>
 #include <ctime>
+#include <map>
 #include <set>
 
+#include <fcntl.h>
 #include <pwd.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <sys/utsname.h>
@@ -27,21 +32,44 @@ namespace {
 
 namespace platform = LIPC::platform;
 
-using Users = std::map<int, std::vector<pid_t>>;
+/// What the system tells of processes. It is asked for each once a second at the most, since a
+/// session of a thousand clients has three segments for each, made by few processes.
+class Processes {
+ public:
+  ProcessFacts facts(pid_t process) {
+    forgetWhatIsOld();
+    if (process <= 0) return {process, false, false, {}};
+    const auto [known, isNew] = mFacts.try_emplace(process);
+    if (isNew) {
+      platform::ProcessState state = platform::processState(process);
+      known->second = {process, state.lives, state.isStopped, std::move(state.command)};
+    }
+    return known->second;
+  }
 
-ProcessFacts processFacts(pid_t process) {
-  ProcessFacts facts;
-  facts.id = process;
-  if (process <= 0) return facts;
-  platform::ProcessState state = platform::processState(process);
-  facts.lives = state.lives;
-  facts.isStopped = state.isStopped;
-  facts.command = std::move(state.command);
-  return facts;
-}
+  /// Who has segments attached, a process for each mapping.
+  const std::map<int, std::vector<pid_t>>& users() {
+    forgetWhatIsOld();
+    if (!mUsers) mUsers = platform::segmentUsers();
+    return *mUsers;
+  }
 
-SegmentFacts segmentFacts(const std::string& name, const LIPC::SegmentState& state,
-                          const Users* users) {
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  void forgetWhatIsOld() {
+    if (Clock::now() - mSince < std::chrono::seconds(1)) return;
+    mSince = Clock::now();
+    mFacts.clear();
+    mUsers.reset();
+  }
+
+  Clock::time_point mSince = Clock::now();
+  std::map<pid_t, ProcessFacts> mFacts;
+  std::optional<std::map<int, std::vector<pid_t>>> mUsers;
+};
+
+SegmentFacts segmentFacts(const std::string& name, const LIPC::SegmentState& state) {
   SegmentFacts facts;
   facts.name = name;
   facts.id = state.id;
@@ -52,17 +80,23 @@ SegmentFacts segmentFacts(const std::string& name, const LIPC::SegmentState& sta
   facts.permissions = state.permissions;
   facts.lastAttached = state.lastAttached;
   facts.lastDetached = state.lastDetached;
-  facts.creator = processFacts(state.creator);
-  facts.lastUser = processFacts(state.lastUser);
-  if (users == nullptr) return facts;
+  facts.creator.id = state.creator;
+  facts.lastUser.id = state.lastUser;
+  return facts;
+}
+
+void addProcesses(SegmentFacts& facts, Processes& processes, bool withUsers) {
+  facts.creator = processes.facts(static_cast<pid_t>(facts.creator.id));
+  facts.lastUser = processes.facts(static_cast<pid_t>(facts.lastUser.id));
+  if (!withUsers) return;
   std::size_t mappings = 0;
-  if (const auto found = users->find(state.id); found != users->end()) {
+  const auto& users = processes.users();
+  if (const auto found = users.find(static_cast<int>(facts.id)); found != users.end()) {
     mappings = found->second.size();
     for (const pid_t user : std::set<pid_t>(found->second.begin(), found->second.end()))
-      facts.users.push_back(processFacts(user));
+      facts.users.push_back(processes.facts(user));
   }
   facts.areUsersComplete = mappings == facts.attachCount;
-  return facts;
 }
 
 KeyFileFacts keyFileFacts(const std::string& name) {
@@ -88,6 +122,21 @@ FolderFacts folderFacts(const std::string& path) {
   facts.isWritable = access(path.c_str(), W_OK | X_OK) == 0;
   facts.bytes = std::uint64_t{status.f_blocks} * status.f_frsize;
   facts.bytesFree = std::uint64_t{status.f_bavail} * status.f_frsize;
+  return facts;
+}
+
+PoolFileFacts poolFileFacts() {
+  PoolFileFacts facts;
+  const int file = shm_open((std::string("/") + LIPC::cConnectionPoolSegment).c_str(), O_RDONLY, 0);
+  facts.error = file < 0 && errno != ENOENT ? errno : 0;
+  facts.isThere = file >= 0 || facts.error != 0;
+  struct stat status {};
+  if (file >= 0 && fstat(file, &status) == 0) {
+    facts.bytes = static_cast<std::uint64_t>(status.st_size);
+    facts.owner = status.st_uid;
+    facts.permissions = status.st_mode & 0777;
+  }
+  if (file >= 0) close(file);
   return facts;
 }
 
@@ -134,21 +183,6 @@ void addSemaphores(MachineFacts& facts) {
   }
 }
 
-/// The names of this machine and what they lead to; `users` may be none.
-MachineFacts namesWith(const std::optional<Users>& users) {
-  MachineFacts facts;
-  facts.time = std::time(nullptr);
-  std::vector<std::string> names = LIPC::namesWithKeyFiles();
-  std::sort(names.begin(), names.end());
-  for (const std::string& name : names) {
-    facts.keyFiles.push_back(keyFileFacts(name));
-    if (const auto state = LIPC::ShmManaged::find(name.c_str()))
-      facts.segments.push_back(segmentFacts(name, *state, users ? &*users : nullptr));
-  }
-  addSemaphores(facts);
-  return facts;
-}
-
 class Machine final : public Source {
  public:
   bool isLive() const override { return true; }
@@ -157,8 +191,9 @@ class Machine final : public Source {
   std::optional<SegmentFacts> find(const std::string& name, bool withUsers) override {
     const auto state = LIPC::ShmManaged::find(name.c_str());
     if (!state) return std::nullopt;
-    const Users users = withUsers ? platform::segmentUsers() : Users();
-    return segmentFacts(name, *state, withUsers ? &users : nullptr);
+    SegmentFacts facts = segmentFacts(name, *state);
+    addProcesses(facts, mProcesses, withUsers);
+    return facts;
   }
 
   /// Whatever the segment is: who reads looks at its size.
@@ -177,14 +212,34 @@ class Machine final : public Source {
     if (bytes) {
       pool.state = PoolBytes::eRead;
       pool.bytes = std::move(*bytes);
-    } else if (LIPC::ConnectionPool::isThere()) {
-      pool.state = PoolBytes::eUnreadable;
+      return pool;
     }
+    const int error = LIPC::ConnectionPool::errorOfOpening();
+    pool.state = error == ENOENT ? PoolBytes::eMissing
+                 : error == 0    ? PoolBytes::eDamaged
+                                 : PoolBytes::eUnreadable;
+    if (error != 0) pool.error = std::strerror(error);
     return pool;
   }
 
+  std::optional<std::uint64_t> poolSum() override {
+    std::string why;
+    const auto bytes = readInChild(
+        [] {
+          const std::uint64_t sum = LIPC::ConnectionPool::sumBytes();
+          return std::string(reinterpret_cast<const char*>(&sum), sizeof sum);
+        },
+        cDeadline, why);
+    std::uint64_t sum = 0;
+    if (!bytes || bytes->size() != sizeof sum) return std::nullopt;
+    std::memcpy(&sum, bytes->data(), sizeof sum);
+    return sum;
+  }
+
   MachineFacts machine() override {
-    MachineFacts facts = namesWith(platform::segmentUsers());
+    MachineFacts facts = readNames();
+    for (SegmentFacts& segment : facts.segments)
+      addProcesses(segment, mProcesses, true);
     facts.system = systemName();
     facts.user = userName();
     facts.userID = getuid();
@@ -194,6 +249,7 @@ class Machine final : public Source {
     for (const std::string& path : platform::sessionFolders())
       facts.folders.push_back(folderFacts(path));
     facts.settings = settings();
+    facts.poolFile = poolFileFacts();
     return facts;
   }
 
@@ -203,12 +259,25 @@ class Machine final : public Source {
                 const std::function<bool(double)>& progress) override {
     return watchSession(*this, duration, progress);
   }
+
+ private:
+  Processes mProcesses;
 };
 
 }  // namespace
 
 MachineFacts readNames() {
-  return namesWith(std::nullopt);
+  MachineFacts facts;
+  facts.time = std::time(nullptr);
+  std::vector<std::string> names = LIPC::namesWithKeyFiles();
+  std::sort(names.begin(), names.end());
+  for (const std::string& name : names) {
+    facts.keyFiles.push_back(keyFileFacts(name));
+    if (const auto state = LIPC::ShmManaged::find(name.c_str()))
+      facts.segments.push_back(segmentFacts(name, *state));
+  }
+  addSemaphores(facts);
+  return facts;
 }
 
 std::unique_ptr<Source> openMachine() {

@@ -102,6 +102,14 @@ struct SessionPicture {
   bool isBeating = false;  // it advanced while it was watched
   bool forbidsJoins = false;
   std::string referenceClient;
+  /// Platform names of the session's semaphores, by the table; empty where a record is malformed.
+  std::string registrationSemaphore;
+  std::string registrationEndedSemaphore;
+  std::string newAudioDataSemaphore;
+  std::string registrationLock;
+  /// The last request in the table: who asked to join or to leave last.
+  std::string lastRequest;
+  bool isLastRequestJoin = false;
   std::int64_t time = 0;  // when it was read; seconds since 1970
   std::optional<SegmentFacts> table;
   std::vector<ClientPicture> clients;
@@ -130,5 +138,7 @@ struct ReadOptions {
 };
 
 SessionPicture readSession(Source& source, const ReadOptions& options);
+/// What state the session is in whose table was attached as `table`; reads no rows.
+SessionPicture::eState readState(Source& source, const Mapping& table);
 
 }  // namespace inspect

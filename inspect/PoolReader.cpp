@@ -9,7 +9,6 @@
 namespace inspect {
 namespace {
 
-constexpr int cLooks = 10;
 constexpr std::chrono::milliseconds cLookInterval{10};
 
 std::string listIn(const std::string& bytes) {
@@ -27,22 +26,24 @@ std::vector<LIPC::Connection> connectionsIn(const std::string& bytes) {
 
 }  // namespace
 
-PoolPicture readPool(Source& source) {
+PoolPicture readPool(Source& source, int looks) {
   PoolPicture picture;
-  for (int look = 0; look < cLooks; ++look) {
+  for (int look = 0; look < looks; ++look) {
     if (look != 0) std::this_thread::sleep_for(cLookInterval);
     const PoolBytes pool = source.pool();
-    if (pool.state != PoolBytes::eRead) {
+    if (pool.state == PoolBytes::eMissing || pool.state == PoolBytes::eUnreadable) {
       picture.error = pool.state == PoolBytes::eMissing ? "there is none" : pool.error;
       return picture;
     }
-    std::string why;
-    const auto list = readInChild([&] { return listIn(pool.bytes); }, Source::cDeadline, why);
+    std::string why = pool.error;
+    std::optional<std::string> list;
+    if (pool.state == PoolBytes::eRead)
+      list = readInChild([&] { return listIn(pool.bytes); }, Source::cDeadline, why);
     if (list) {
-      picture.connections = connectionsIn(*list);
+      picture = {.connections = connectionsIn(*list), .error = {}, .isDamaged = false};
       return picture;
     }
-    picture.error = "it is damaged: " + why;
+    picture.error = why;
     picture.isDamaged = true;
     if (!source.isLive()) return picture;
   }

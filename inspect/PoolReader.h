@@ -17,7 +17,7 @@ struct PoolPicture {
 };
 
 /// Reads the session's list of connections in a child process, with a deadline. Where somebody is
-/// just changing a living pool, looks again.
-PoolPicture readPool(Source& source);
+/// just changing a living pool, looks again, up to so many times.
+PoolPicture readPool(Source& source, int looks = 10);
 
 }  // namespace inspect

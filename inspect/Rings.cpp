@@ -14,6 +14,14 @@ using LIPC::SHMSliceBuffer;
 using LIPC::SHMSlices;
 
 constexpr int cAnswerAge = 4;  // blocks behind the newest in which a client looks for its answer
+constexpr std::int64_t cStampTolerance = 2;
+constexpr std::int64_t cMostMissed = 100;  // more is a clock that was set
+constexpr int cReads = 3;                  // of a ring that advances meanwhile
+
+/// a - b; wraps where stamps are spoilt.
+std::int64_t stepOf(std::int64_t a, std::int64_t b) {
+  return static_cast<std::int64_t>(static_cast<std::uint64_t>(a) - static_cast<std::uint64_t>(b));
+}
 
 SlicePicture pictureOf(const SHMSliceBuffer& slice) {
   SlicePicture picture;
@@ -65,9 +73,12 @@ std::optional<RingPicture> ringOf(const Mapping& mapping, bool isSend, bool with
 
   RingPicture ring;
   ring.channels = mapped.channelCount();
-  ring.newest = slices->currentIndex();
-  for (int i = 0; i < SHMSlices::cSliceCount; ++i)
-    ring.slices[static_cast<std::size_t>(i)] = pictureOf(slices->slices[i]);
+  for (int read = 0; read < cReads; ++read) {
+    ring.newest = slices->currentIndex();
+    for (int i = 0; i < SHMSlices::cSliceCount; ++i)
+      ring.slices[static_cast<std::size_t>(i)] = pictureOf(slices->slices[i]);
+    if (ring.newest == slices->currentIndex()) break;
+  }
   if (withLevels) {
     constexpr int count = SHMSlices::cSliceCount;
     const int index = (ring.newest + count - wholeAge(ring, isSend)) % count;
@@ -89,6 +100,39 @@ MissedCount countMissed(const RingPicture& answer) {
     if (isMissed(answer, age)) ++count.missed;
   }
   return count;
+}
+
+BlockStep stepBefore(const RingPicture& send, int age) {
+  if (age + 1 >= SHMSlices::cSliceCount) return {};
+  const SlicePicture& block = send.behind(age);
+  const SlicePicture& before = send.behind(age + 1);
+  if (block.sampleCount == 0 || before.sampleCount == 0) return {};
+  const std::int64_t step = stepOf(block.timeStamp, before.timeStamp);
+  const std::int64_t samples = before.sampleCount;
+  if (step <= 0 || step > cMostMissed * samples) return {BlockStep::eJump, 0};
+  const std::int64_t blocks = (step + cStampTolerance) / samples;
+  const std::int64_t off = step - blocks * samples;
+  if (blocks == 0 || off > cStampTolerance || off < -cStampTolerance) return {BlockStep::eJump, 0};
+  if (blocks == 1) return {BlockStep::eNext, 0};
+  return {BlockStep::eMissing, blocks - 1};
+}
+
+const char* stepName(BlockStep::eKind kind) {
+  constexpr const char* cNames[] = {"unknown", "next", "missing", "jump"};
+  return cNames[kind];
+}
+
+eAnswer newestAnswer(const RingPicture& answer) {
+  const SlicePicture& newest = answer.behind(0);
+  if (newest.sampleCount == 0 || answer.behind(cAnswerAge).sampleCount == 0)
+    return eAnswer::eNotDue;
+  const std::int64_t due = stepOf(newest.timeStamp, std::int64_t{cAnswerAge} * newest.sampleCount);
+  for (int age = 0; age < SHMSlices::cSliceCount; ++age) {
+    const std::int64_t off = stepOf(answer.behind(age).timeStamp, due);
+    if (off == 0 || off == cStampTolerance || off == -cStampTolerance)
+      return answer.behind(age).isReady ? eAnswer::eThere : eAnswer::eNotReady;
+  }
+  return eAnswer::eNoSlice;
 }
 
 }  // namespace inspect

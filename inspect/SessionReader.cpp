@@ -95,6 +95,15 @@ void watchHeartbeat(const LIPC::SessionBuffer& table, int watchMS, SessionPictur
   picture.isBeating = picture.heartbeat > first;
 }
 
+void readNames(const LIPC::SessionBuffer& table, SessionPicture& picture) {
+  picture.referenceClient = LIPC::ClientID(table.referenceClientID).text();
+  picture.registrationSemaphore = nameOf(table.registrationSemaphore);
+  picture.registrationEndedSemaphore = nameOf(table.registrationEndedSemaphore);
+  picture.newAudioDataSemaphore = nameOf(table.newAudioDataSemaphore);
+  picture.registrationLock = nameOf(table.clientsCanRegisterMutex);
+  picture.lastRequest = table.readRequest(picture.isLastRequestJoin).text();
+}
+
 void readVersion(Source& source, SessionPicture& picture) {
   const Mapping mapping = source.attach(LIPC::cVersionSegment);
   if (const auto* version = mapping.as<LIPC::VersionRecord>(); version != nullptr) {
@@ -123,6 +132,20 @@ const ClientPicture* SessionPicture::find(const std::string& id) const {
   return nullptr;
 }
 
+SessionPicture::eState readState(Source& source, const Mapping& table) {
+  if (!table) {
+    const auto segment = source.find(LIPC::cSessionSegment);
+    if (!segment) return SessionPicture::eNone;
+    if (segment->error != 0) return SessionPicture::eNoPermission;
+    return source.isLive() ? SessionPicture::eNone : SessionPicture::eTooSmall;  // just made
+  }
+  SessionPicture picture;
+  readVersion(source, picture);
+  if (isForeign(picture)) return SessionPicture::eForeign;
+  return table.as<LIPC::SessionBuffer>() != nullptr ? SessionPicture::eRead
+                                                    : SessionPicture::eTooSmall;
+}
+
 SessionPicture readSession(Source& source, const ReadOptions& options) {
   SessionPicture picture;
   picture.time = source.time();
@@ -146,7 +169,7 @@ SessionPicture readSession(Source& source, const ReadOptions& options) {
   }
   picture.state = SessionPicture::eRead;
   picture.forbidsJoins = source.find(LIPC::cNoConnectSegment).has_value();
-  picture.referenceClient = LIPC::ClientID(table->referenceClientID).text();
+  readNames(*table, picture);
   if (source.isLive()) {
     watchHeartbeat(*table, options.watchHeartbeatMS, picture);
   } else {

@@ -31,7 +31,7 @@ struct Watched {
   bool isTableThere = false;        // at the end
   std::uint64_t heartbeat = 0;      // at the end
   std::int32_t beats = 0;           // by how much the heartbeat advanced
-  std::int32_t heartbeatsBack = 0;  // times that it went back, or another table was there
+  std::int32_t heartbeatsBack = 0;  // times that it went back: another host, or a fault
   /// Of the registration lock at the end; nothing where the system does not tell.
   std::optional<std::int32_t> lockCount;
   bool isLockStuck = false;  // held without a request for longer than a join takes

@@ -40,7 +40,8 @@ class Mapping {
 struct PoolBytes {
   enum eState : std::uint8_t {
     eMissing,
-    eUnreadable,  // not for this user, or something went wrong: `error`
+    eUnreadable,  // not for this user: `error`
+    eDamaged,     // it is no pool, or no more one: `error`
     eRead,
   };
 
@@ -75,6 +76,9 @@ class Source {
   /// Its bytes; empty when there are none, or none for this user.
   virtual Mapping attach(const std::string& name) = 0;
   virtual PoolBytes pool() = 0;
+  /// A sum over the pool's bytes, which is much cheaper than they are: while it stays the same they
+  /// have not changed. Nothing where it cannot be had.
+  virtual std::optional<std::uint64_t> poolSum() { return std::nullopt; }
   virtual MachineFacts machine() = 0;
   virtual SettingsFacts settings() = 0;
   /// Watches the session for that long; `progress` is called about ten times a second with the part

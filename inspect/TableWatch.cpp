@@ -1,5 +1,6 @@
 #include "inspect/TableWatch.h"
 
+#include <algorithm>
 #include <cstring>
 #include <utility>
 
@@ -15,6 +16,8 @@ Event describe(Event::eKind kind, int index, const ClientEntry& entry) {
   event.id = entry.id.text();
   event.name = std::string(entry.nameView());
   event.type = entry.type;
+  event.inputChannels = entry.inputChannelCount;
+  event.outputChannels = entry.outputChannelCount;
   return event;
 }
 
@@ -28,9 +31,9 @@ bool isSameFloat(float a, float b) {
 }  // namespace
 
 TableWatch::TableWatch(const LIPC::SessionBuffer& session, EventSink sink)
-    : mSession(session), mSink(std::move(sink)) {
+    : mSession(&session), mSink(std::move(sink)) {
   for (int index = 0; index < LIPC::cMaxClients; ++index) {
-    const ClientEntry& entry = mSession.entries[index];
+    const ClientEntry& entry = mSession->entries[index];
     if (!entry.isFree()) mKnown.emplace(index, entry);
   }
 }
@@ -40,8 +43,8 @@ void TableWatch::report(Event::eKind kind, int index, const ClientEntry& entry) 
 }
 
 void TableWatch::noteJoined(const LIPC::ClientID& id) {
-  const int index = mSession.getClientIndex(id);
-  const ClientEntry* entry = mSession.getClientEntry(index);
+  const int index = mSession->getClientIndex(id);
+  const ClientEntry* entry = mSession->getClientEntry(index);
   if (entry == nullptr) return;
   mNew.erase(index);
   mKnown.insert_or_assign(index, *entry);
@@ -59,9 +62,15 @@ void TableWatch::noteLeft(const LIPC::ClientID& id, Event::eKind how) {
   }
 }
 
-void TableWatch::look() {
-  for (int index = 0; index < LIPC::cMaxClients; ++index) {
-    const ClientEntry& row = mSession.entries[index];
+int TableWatch::rowsInUse() const {
+  const int known = mKnown.empty() ? 0 : mKnown.rbegin()->first + 1;
+  return mNew.empty() ? known : std::max(known, mNew.rbegin()->first + 1);
+}
+
+void TableWatch::look(const LIPC::SessionBuffer& session, int rows) {
+  mSession = &session;
+  for (int index = 0; index < rows; ++index) {
+    const ClientEntry& row = mSession->entries[index];
     const auto known = mKnown.find(index);
     if (known != mKnown.end() && !(known->second.id == row.id)) {
       report(Event::eKind::eLeft, index, known->second);
@@ -75,7 +84,9 @@ void TableWatch::look() {
     if (const auto entry = mKnown.find(index); entry != mKnown.end()) {
       compare(index, entry->second, now);
     } else if (++mNew[index] >= cLooksUntilReported) {
-      noteJoined(now.id);
+      mNew.erase(index);
+      mKnown.emplace(index, now);
+      report(Event::eKind::eJoined, index, now);
     }
   }
 }

@@ -20,13 +20,20 @@ class TableWatch {
   void noteLeft(const LIPC::ClientID& id, Event::eKind how);
   /// Reports every difference since the last look. A new row is reported at the third look: until
   /// then its client is still filling it and asking the host.
-  void look();
+  void look() { look(*mSession); }
+  /// The same for a table that is mapped somewhere else than at the look before, and for its first
+  /// so many rows.
+  void look(const LIPC::SessionBuffer& session, int rows = LIPC::cMaxClients);
+  /// The highest index that was seen in use, and one.
+  int rowsInUse() const;
+  /// The rows in use that are known so far, by index.
+  const std::map<int, LIPC::ClientEntry>& rows() const { return mKnown; }
 
  private:
   void report(Event::eKind kind, int index, const LIPC::ClientEntry& entry);
   void compare(int index, LIPC::ClientEntry& known, const LIPC::ClientEntry& now);
 
-  const LIPC::SessionBuffer& mSession;
+  const LIPC::SessionBuffer* mSession;
   EventSink mSink;
   std::map<int, LIPC::ClientEntry> mKnown;  // rows in use, by index
   std::map<int, int> mNew;                  // rows not reported yet: looks that saw them

@@ -7,11 +7,19 @@
 namespace tools {
 
 void addCompletionCommand(CLI::App& app, int& status);
+void addConnectCommand(CLI::App& app, int& status);
+void addDisconnectCommand(CLI::App& app, int& status);
+void addDoctorCommand(CLI::App& app, int& status);
+void addGetCommand(CLI::App& app, int& status);
 void addHostCommand(CLI::App& app, int& status);
+void addKickCommand(CLI::App& app, int& status);
 void addLayoutsCommand(CLI::App& app, int& status);
 void addLsCommand(CLI::App& app, int& status);
+void addReapCommand(CLI::App& app, int& status);
 void addShowCommand(CLI::App& app, int& status);
 void addSnapshotCommand(CLI::App& app, int& status);
 void addTopCommand(CLI::App& app, int& status);
+void addValidateCommand(CLI::App& app, int& status);
+void addWatchCommand(CLI::App& app, int& status);
 
 }  // namespace tools

@@ -8,7 +8,6 @@ namespace tools {
 namespace {
 
 using inspect::ClientPicture;
-using inspect::Event;
 using inspect::SessionPicture;
 using json = nlohmann::ordered_json;
 
@@ -29,6 +28,18 @@ json settingsJson(const ClientPicture& client, const inspect::SettingsFacts& fil
   return settings;
 }
 
+}
+
+}  // namespace
+
+json processJson(const inspect::ProcessFacts* process) {
+  if (process == nullptr || process->id <= 0) return nullptr;
+  return {{"id", process->id},
+          {"lives", process->lives},
+          {"stopped", process->isStopped},
+          {"command", process->command}};
+}
+
 json rowJson(const ClientPicture& client, const SessionPicture& session) {
   json row = {{"index", client.index},
               {"id", client.id},
@@ -39,100 +50,27 @@ json rowJson(const ClientPicture& client, const SessionPicture& session) {
               {"outputChannels", client.outputChannels},
               {"stampAgeSeconds", nullptr}};
   if (const auto age = client.stampAgeSeconds()) row["stampAgeSeconds"] = *age;
+  row["life"] = lifeName(client.life);
+  row["process"] = processJson(makerOf(client));
   if (isSettingsClient(client)) row["settings"] = settingsJson(client, session.settings);
   return row;
 }
 
-json connectionJson(const LIPC::Connection& connection) {
-  json wires = json::array();
-  for (const LIPC::Connection::Wire& wire : connection.wires) {
-    if (wire.channel[0] != LIPC::Connection::cNoChannel &&
-        wire.channel[1] != LIPC::Connection::cNoChannel) {
-      wires.push_back({wire.channel[0], wire.channel[1]});
-    }
-  }
-  return {{"source", connection.source.text()},
-          {"target", connection.target.text()},
-          {"owner", connection.owner.text()},
-          {"automatic", connection.isAuto != 0},
-          {"disconnected", connection.disconnectRequested != 0},
-          {"wires", std::move(wires)}};
-}
-
-const char* kindName(Event::eKind kind) {
-  switch (kind) {
-    case Event::eKind::eJoined:
-      return "joined";
-    case Event::eKind::eLeft:
-      return "left";
-    case Event::eKind::eLost:
-      return "lost";
-    case Event::eKind::eRenamed:
-      return "renamed";
-    case Event::eKind::eParameterChanged:
-    case Event::eKind::eStringChanged:
-      return "changed";
-    case Event::eKind::eNote:
-      break;
-  }
-  return "note";
-}
-
-}  // namespace
-
 json sessionJson(const SessionPicture& session) {
-  json host = {
-      {"protocol", session.protocolVersion},  {"pointerWidthBits", session.pointerWidthBits},
-      {"heartbeat", session.heartbeat},       {"beating", session.isBeating},
-      {"forbidsJoins", session.forbidsJoins}, {"referenceClient", session.referenceClient}};
+  json host = {{"protocol", session.protocolVersion},
+               {"pointerWidthBits", session.pointerWidthBits},
+               {"heartbeat", session.heartbeat},
+               {"beating", session.isBeating},
+               {"forbidsJoins", session.forbidsJoins},
+               {"referenceClient", session.referenceClient},
+               {"process", processJson(session.table ? &session.table->creator : nullptr)}};
   json clients = json::array();
   for (const ClientPicture& client : session.clients)
     clients.push_back(rowJson(client, session));
-  return {{"host", std::move(host)}, {"clients", std::move(clients)}};
-}
-
-json clientJson(const SessionPicture& session, const ClientPicture& client) {
-  json result = rowJson(client, session);
-  result["parameters"] = client.parameters;
-  result["strings"] = client.strings;
-  result["connections"] = nullptr;
-  if (!session.connections) return result;
-  result["connections"] = json::array();
-  for (const LIPC::Connection& connection : *session.connections) {
-    if (connection.source == client.id.c_str() || connection.target == client.id.c_str()) {
-      result["connections"].push_back(connectionJson(connection));
-    }
-  }
-  return result;
-}
-
-json eventJson(const Event& event) {
-  json result = {{"event", kindName(event.kind)}};
-  if (event.kind == Event::eKind::eNote) {
-    result["text"] = event.textAfter;
-    return result;
-  }
-  result["index"] = event.index;
-  result["id"] = event.id;
-  result["name"] = event.name;
-  result["type"] = typeText(event.type);
-  switch (event.kind) {
-    case Event::eKind::eParameterChanged:
-      result["parameter"] = event.slot;
-      result["before"] = event.before;
-      result["after"] = event.after;
-      break;
-    case Event::eKind::eStringChanged:
-      result["string"] = event.slot;
-      [[fallthrough]];
-    case Event::eKind::eRenamed:
-      result["before"] = event.textBefore;
-      result["after"] = event.textAfter;
-      break;
-    default:
-      break;
-  }
-  return result;
+  return {{"format", "lipc-ls"},
+          {"version", 1},
+          {"host", std::move(host)},
+          {"clients", std::move(clients)}};
 }
 
 json audioJson(const std::vector<host::AudioCycle::ClientCounters>& clients) {

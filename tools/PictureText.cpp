@@ -1,127 +1,132 @@
-#include <algorithm>
+#include <map>
 
 #include <fmt/core.h>
 
 #include "inspect/Settings.h"
 #include "tools/Picture.h"
 #include "tools/Text.h"
+#include "tools/Value.h"
 
 namespace tools {
 namespace {
 
 using inspect::ClientPicture;
-using inspect::Event;
 using inspect::SessionPicture;
 
-std::string stampText(const ClientPicture& client) {
-  return client.stampAgeSeconds() ? fmt::format("stamp {} s old", *client.stampAgeSeconds())
-                                  : std::string("no stamp");
-}
+constexpr std::size_t cValueColumns = 32;
 
-std::string settingsText(const ClientPicture& client, const inspect::SettingsFacts& files) {
-  std::string text =
-      fmt::format("\n      {:<35} {:<20} {:<14} {}\n", "setting", "value", "published as", "from");
-  for (const inspect::SettingView& setting : settingsOf(client, files)) {
-    const std::string value = setting.isText ? fmt::format("\"{}\"", printable(setting.text))
-                                             : numberText(setting.number);
-    const std::string place =
-        (setting.isText ? "string " : "parameter ") + std::to_string(setting.index);
-    text +=
-        fmt::format("      {:<35} {:<20} {:<14} {}\n", setting.key, value, place, setting.source);
+/// The processes that made the session's segments, each with the rows of its clients.
+class Makers {
+ public:
+  explicit Makers(const SessionPicture& session) {
+    if (session.table) add(session.table->creator).isHost = true;
+    for (const ClientPicture& client : session.clients) {
+      const inspect::ProcessFacts* maker = makerOf(client);
+      if (maker != nullptr) add(*maker).rows.push_back(client.index);
+    }
   }
-  return text;
+
+  std::string text(const Style& style) const {
+    Columns columns({">Process", "Rows", "Command"});
+    for (const auto& [id, maker] : mMakers) {
+      std::string rows = rangesText(maker.rows);
+      if (maker.isHost) rows = rows.empty() ? "host" : "host, " + rows;
+      columns.add({std::to_string(id), cut(rows, cRowsColumns), commandCell(maker.process)});
+    }
+    return mMakers.empty() ? "" : "\n" + columns.text(style, 0);
+  }
+
+ private:
+  struct Maker {
+    inspect::ProcessFacts process;
+    bool isHost = false;
+    std::vector<int> rows;
+  };
+
+  static constexpr std::size_t cRowsColumns = 20;
+
+  Maker& add(const inspect::ProcessFacts& process) {
+    Maker& maker = mMakers[process.id];
+    maker.process = process;
+    return maker;
+  }
+
+  std::map<std::int64_t, Maker> mMakers;
+};
+
+std::string settingsText(const ClientPicture& client, const inspect::SettingsFacts& files,
+                         const Style& style) {
+  Columns columns({"Setting", "Value", "No.", "From"});
+  for (const inspect::SettingView& setting : settingsOf(client, files)) {
+    const std::string value =
+        setting.isText ? "\"" + printable(setting.text) + "\"" : numberText(setting.number);
+    const ValuePlace place{setting.isText, static_cast<unsigned>(setting.index)};
+    columns.add({setting.key, cut(value, cValueColumns), placeText(place), setting.source});
+  }
+  return fmt::format("\nSettings of {}\n", printable(client.id)) + columns.text(style, 2);
 }
 
-std::string rowText(const ClientPicture& client) {
-  return fmt::format("  #{:<4} {}  \"{}\"  {}  mode {}  {} in, {} out  {}\n", client.index,
-                     printable(client.id), printable(client.name), typeText(client.type),
-                     modeText(client.mode), client.inputChannels, client.outputChannels,
-                     stampText(client));
-}
-
-std::string slotName(const Event& event) {
-  const bool isText = event.kind == Event::eKind::eStringChanged;
-  const std::string place = fmt::format("{} {}", isText ? "string" : "parameter", event.slot);
-  const std::string key = inspect::settingKey(event.type, isText, static_cast<int>(event.slot));
-  return key.empty() ? place : place + " (" + key + ")";
+std::string clientsText(const SessionPicture& session, const Style& style) {
+  Columns columns({">Row", "ID", "Name", "Type", "Mode", ">In", ">Out", "Life", ">Process"});
+  for (const ClientPicture& client : session.clients) {
+    const inspect::ProcessFacts* maker = makerOf(client);
+    columns.add({std::to_string(client.index), printable(client.id), printable(client.name),
+                 typeText(client.type), modeLetters(client.mode),
+                 std::to_string(client.inputChannels), std::to_string(client.outputChannels),
+                 lifeCell(client), maker != nullptr ? std::to_string(maker->id) : "-"});
+  }
+  return session.clients.empty() ? "" : "\n" + columns.text(style, 0);
 }
 
 }  // namespace
 
-std::string sessionText(const SessionPicture& session) {
-  std::string text = fmt::format("Host      protocol {}, {} bits, heartbeat {} ({}){}\n",
-                                 session.protocolVersion, session.pointerWidthBits,
-                                 session.heartbeat, session.isBeating ? "beating" : "stalled",
-                                 session.forbidsJoins ? ", forbids joins" : "");
-  if (!session.referenceClient.empty()) {
-    text += fmt::format("Reference {}\n", printable(session.referenceClient));
-  }
-  text += fmt::format("Clients   {}\n", session.clients.size());
-  for (const ClientPicture& client : session.clients) {
-    text += fmt::format("\n{}", rowText(client));
-    if (isSettingsClient(client)) text += settingsText(client, session.settings);
-  }
-  return text;
-}
-
-std::string clientText(const SessionPicture& session, const ClientPicture& client) {
-  std::string text = rowText(client);
-  if (isSettingsClient(client)) text += settingsText(client, session.settings);
-  text += "\n      offline parameters that are not 0\n";
-  for (unsigned i = 0; i < LIPC::cOfflineParameterCount; ++i) {
-    const float value = client.parameters[i];
-    if (value != 0.0F) text += fmt::format("      {:>3}  {}\n", i, numberText(value));
-  }
-  text += "\n      strings that are not empty\n";
-  for (unsigned slot = 0; slot < LIPC::cStringSlotCount; ++slot) {
-    if (client.strings[slot].empty()) continue;
-    text += fmt::format("      {:>3}  \"{}\"\n", slot, printable(client.strings[slot]));
-  }
-  text += "\n      connections\n";
-  if (!session.connections) return text + "      (the connection pool cannot be read)\n";
-  for (const LIPC::Connection& connection : *session.connections) {
-    if (!(connection.source == client.id.c_str()) && !(connection.target == client.id.c_str())) {
-      continue;
-    }
-    const auto wires = std::count_if(std::begin(connection.wires), std::end(connection.wires),
-                                     [](const auto& wire) {
-                                       return wire.channel[0] != LIPC::Connection::cNoChannel &&
-                                              wire.channel[1] != LIPC::Connection::cNoChannel;
-                                     });
-    text += fmt::format("      {} -> {}  {} wires{}{}\n", printable(connection.source.view()),
-                        printable(connection.target.view()), wires,
-                        connection.isAuto != 0 ? ", automatic" : "",
-                        connection.disconnectRequested != 0 ? ", disconnected" : "");
-  }
-  return text;
-}
-
-std::string eventText(const Event& event) {
-  const std::string who = fmt::format("#{} {}", event.index, printable(event.id));
-  const auto line = [](const char* what, const std::string& rest) {
-    return fmt::format("{}  {:<8} {}", clockText(), what, rest);
-  };
-  switch (event.kind) {
-    case Event::eKind::eJoined:
-      return line("joined",
-                  fmt::format("{}  \"{}\"  {}", who, printable(event.name), typeText(event.type)));
-    case Event::eKind::eLeft:
-      return line("left", who);
-    case Event::eKind::eLost:
-      return line("lost", who + "  stopped refreshing its stamp; its row was freed");
-    case Event::eKind::eRenamed:
-      return line("renamed", fmt::format("{}  \"{}\" -> \"{}\"", who, printable(event.textBefore),
-                                         printable(event.textAfter)));
-    case Event::eKind::eParameterChanged:
-      return line("changed", fmt::format("{}  {}  {} -> {}", who, slotName(event),
-                                         numberText(event.before), numberText(event.after)));
-    case Event::eKind::eStringChanged:
-      return line("changed", fmt::format("{}  {}  \"{}\" -> \"{}\"", who, slotName(event),
-                                         printable(event.textBefore), printable(event.textAfter)));
-    case Event::eKind::eNote:
+const char* lifeName(inspect::eLife life) {
+  switch (life) {
+    case inspect::eLife::eAlive:
+      return "alive";
+    case inspect::eLife::eStale:
+      return "stale";
+    case inspect::eLife::eUnknown:
       break;
   }
-  return line("note", printable(event.textAfter));
+  return "unknown";
+}
+
+Columns::Cell lifeCell(const ClientPicture& client) {
+  const auto age = client.stampAgeSeconds();
+  return {lifeName(client.life) + (age ? " " + ageText(*age) : std::string()),
+          client.life == inspect::eLife::eAlive   ? eColour::eGood
+          : client.life == inspect::eLife::eStale ? eColour::eBad
+                                                  : eColour::eWarning};
+}
+
+Columns::Cell commandCell(const inspect::ProcessFacts& process) {
+  if (process.id <= 0) return {"(unknown)", eColour::eWarning};
+  if (!process.lives) return {"(gone)", eColour::eBad};
+  if (process.isStopped) return {"(stopped) " + printable(process.command), eColour::eWarning};
+  return printable(process.command);
+}
+
+const inspect::ProcessFacts* makerOf(const ClientPicture& client) {
+  for (const auto& segment : client.segments)
+    if (segment && segment->creator.id > 0) return &segment->creator;
+  return nullptr;
+}
+
+std::string sessionText(const SessionPicture& session, const Style& style) {
+  const std::string beating =
+      session.isBeating ? style(eColour::eGood, "beating") : style(eColour::eBad, "stalled");
+  std::string text =
+      fmt::format("Host      protocol {}, {} bits, heartbeat {} ({}){}\n", session.protocolVersion,
+                  session.pointerWidthBits, session.heartbeat, beating,
+                  session.forbidsJoins ? ", forbids joins" : "");
+  if (!session.referenceClient.empty())
+    text += fmt::format("Reference {}\n", printable(session.referenceClient));
+  text += fmt::format("Clients   {}\n", session.clients.size());
+  text += clientsText(session, style) + Makers(session).text(style);
+  for (const ClientPicture& client : session.clients)
+    if (isSettingsClient(client)) text += settingsText(client, session.settings, style);
+  return text;
 }
 
 std::string audioText(const std::vector<host::AudioCycle::ClientCounters>& clients) {

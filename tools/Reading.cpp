@@ -22,11 +22,28 @@ std::unique_ptr<inspect::Source> openSource(const std::string& from) {
   }
 }
 
+namespace {
+
+/// Every row has the ID of the first: no session comes to that by itself.
+void failIfOverwritten(const SessionPicture& session, const char* where) {
+  if (session.clients.size() < LIPC::cMaxClients) return;
+  const std::string& id = session.clients.front().id;
+  for (const inspect::ClientPicture& client : session.clients)
+    if (client.id != id) return;
+  throw Failure(eExitDamaged,
+                "the session's table {} is damaged: all of its {} rows have the same ID. Somebody "
+                "wrote over it; end what runs in the session, and start its host anew.",
+                where, LIPC::cMaxClients);
+}
+
+}  // namespace
+
 SessionPicture readOrFail(inspect::Source& source, const inspect::ReadOptions& options) {
   SessionPicture session = inspect::readSession(source, options);
   const char* where = source.isLive() ? "on this machine" : "in this snapshot";
   switch (session.state) {
     case SessionPicture::eRead:
+      failIfOverwritten(session, where);
       break;
     case SessionPicture::eNone:
       throw Failure(eExitNoSession, "there is no session {}.{}", where,
@@ -53,6 +70,9 @@ SessionPicture readOrFail(inspect::Source& source, const inspect::ReadOptions& o
 
 const inspect::ClientPicture& clientOrFail(const SessionPicture& session, const std::string& id) {
   if (const inspect::ClientPicture* client = session.find(id)) return *client;
+  // As it is shown, where it cannot be typed.
+  for (const inspect::ClientPicture& client : session.clients)
+    if (printable(client.id) == id) return client;
   throw Failure(eExitNoClient,
                 "no client of the session has the ID \"{}\". See who is there with: lipc ls",
                 printable(id));

@@ -1,5 +1,7 @@
 #include "tools/Text.h"
 
+#include <cmath>
+#include <cstdlib>
 #include <ctime>
 
 #include <fmt/core.h>
@@ -8,6 +10,13 @@
 
 namespace tools {
 namespace {
+
+/// Of a sequence that begins with 0xE2: marks that turn the direction of what follows, and other
+/// ends of a line.
+bool isDirection(unsigned second, unsigned third) {
+  if (second == 0x80) return third == 0x8E || third == 0x8F || (third >= 0xA8 && third <= 0xAE);
+  return second == 0x81 && third >= 0xA6 && third <= 0xA9;
+}
 
 /// Bytes of the UTF-8 sequence that begins the text, 0 when it is none.
 std::size_t sequenceLength(std::string_view text) {
@@ -28,7 +37,14 @@ std::size_t sequenceLength(std::string_view text) {
   if (first == 0xF0 && byte(1) < 0x90) return 0;
   if (first == 0xF4 && byte(1) >= 0x90) return 0;
   if (first == 0xC2 && byte(1) < 0xA0) return 0;
+  if (first == 0xE2 && isDirection(byte(1), byte(2))) return 0;
   return length;
+}
+
+/// Of the second.
+int millisecondsOf(std::chrono::system_clock::time_point time) {
+  const auto since = time - std::chrono::floor<std::chrono::seconds>(time);
+  return static_cast<int>(std::chrono::duration_cast<std::chrono::milliseconds>(since).count());
 }
 
 }  // namespace
@@ -71,8 +87,55 @@ std::string modeText(std::uint32_t mode) {
   return words.empty() ? fmt::format("{}", mode) : fmt::format("{} ({})", mode, words);
 }
 
+std::string modeLetters(std::uint32_t mode) {
+  std::string letters = "----";
+  for (std::size_t bit = 0; bit < letters.size(); ++bit)
+    if ((mode >> bit & 1U) != 0) letters[bit] = "ionx"[bit];
+  return mode >> letters.size() == 0 ? letters : letters + "+";
+}
+
+std::string ageText(long seconds) {
+  const long size = std::labs(seconds);
+  if (size < 120) return fmt::format("{} s", seconds);
+  if (size < 120 * 60) return fmt::format("{} min", seconds / 60);
+  if (size < 48 * 3600) return fmt::format("{} h", seconds / 3600);
+  return fmt::format("{} d", seconds / (24 * 3600));
+}
+
+std::string rangesText(const std::vector<int>& numbers) {
+  std::string text;
+  for (std::size_t i = 0; i < numbers.size();) {
+    std::size_t last = i;
+    while (last + 1 < numbers.size() && numbers[last + 1] == numbers[last] + 1)
+      ++last;
+    text += (text.empty() ? "" : ", ") + std::to_string(numbers[i]);
+    if (last > i) text += "-" + std::to_string(numbers[last]);
+    i = last + 1;
+  }
+  return text;
+}
+
 std::string numberText(float value) {
-  return fmt::format("{}", value);
+  return std::isnan(value) ? "nan" : fmt::format("{}", value);
+}
+
+std::string clockText(std::chrono::system_clock::time_point time) {
+  const std::time_t seconds =
+      std::chrono::system_clock::to_time_t(std::chrono::floor<std::chrono::seconds>(time));
+  std::tm local{};
+  localtime_r(&seconds, &local);
+  return fmt::format("{:02}:{:02}:{:02}.{:03}", local.tm_hour, local.tm_min, local.tm_sec,
+                     millisecondsOf(time));
+}
+
+std::string isoTimeText(std::chrono::system_clock::time_point time) {
+  const std::time_t seconds =
+      std::chrono::system_clock::to_time_t(std::chrono::floor<std::chrono::seconds>(time));
+  std::tm utc{};
+  gmtime_r(&seconds, &utc);
+  return fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}.{:03}Z", utc.tm_year + 1900,
+                     utc.tm_mon + 1, utc.tm_mday, utc.tm_hour, utc.tm_min, utc.tm_sec,
+                     millisecondsOf(time));
 }
 
 std::string clockText() {

@@ -40,9 +40,17 @@ int main(int argc, char** argv) {
   tools::addLsCommand(app, status);
   tools::addShowCommand(app, status);
   tools::addSnapshotCommand(app, status);
+  tools::addGetCommand(app, status);
+  tools::addWatchCommand(app, status);
   tools::addTopCommand(app, status);
   tools::addLayoutsCommand(app, status);
   tools::addCompletionCommand(app, status);
+  tools::addDoctorCommand(app, status);
+  tools::addReapCommand(app, status);
+  tools::addConnectCommand(app, status);
+  tools::addDisconnectCommand(app, status);
+  tools::addKickCommand(app, status);
+  tools::addValidateCommand(app, status);
   try {
     parse(app, argc, argv, status);
   } catch (const tools::OutputError& error) {

@@ -97,11 +97,15 @@ class ConnectionPool {
   static ConnectionPool create(std::size_t bytes);
   /// False when there is none, or when it may not be removed.
   static bool remove();
-  /// Whether there is one, in whatever state. Leaves no trace.
-  static bool isThere();
+  /// 0 when there is one that this process may read, in whatever state; else an errno, ENOENT when
+  /// there is none. Leaves no trace.
+  static int errorOfOpening();
   /// A private copy of the pool: for readers, who take no lock and change nothing. Where somebody
   /// makes the pool's file shorter meanwhile, the process ends with SIGBUS.
   static std::string readBytes();
+  /// A sum over those bytes, without the lock: another one, and they have changed. Throws as
+  /// readBytes.
+  static std::uint64_t sumBytes();
   /// The records of the session's list in such a copy; none where there is no list. A copy made
   /// while somebody changed the pool may be a damaged one.
   static std::vector<Connection> readSessionList(std::string_view poolBytes);

@@ -14,12 +14,16 @@ using nlohmann::json;
 using namespace support;
 namespace fs = std::filesystem;
 
-/// What differs from run to run: the heartbeat, the age of a stamp and, at the beginning of a line,
+/// What differs from run to run: the heartbeat, stamps, processes and, at the beginning of a line,
 /// the local time within the last seconds.
 std::string steady(std::string all) {
   for (const auto& [run, same] : {std::pair{"heartbeat [0-9]+", "heartbeat N"},
                                   {"\"heartbeat\": ?[0-9]+", "\"heartbeat\":0"},
-                                  {"stamp [0-3] s old", "stamp N s old"},
+                                  {"alive [0-3] s +[0-9]+\n", "alive N s  P\n"},
+                                  {"alive [0-3] s, stamp [0-9T]{15}", "alive N s, stamp S"},
+                                  {"(^|\n) +[0-9]+  (host(, 0)?)  .*", "$1P  $2"},
+                                  {"made by process [0-9]+: .*", "made by P"},
+                                  {"\"process\": ?\\{[^}]*\\}", "\"process\":{}"},
                                   {"(AgeSeconds\": ?)[0-3]\\b", "$1 0"}})
     all = std::regex_replace(all, std::regex(run), same);
   for (std::time_t time = std::time(nullptr), ago = 0; ago < 20; ++ago, --time) {
@@ -152,7 +156,7 @@ TEST(LipcCommand, ReadersSeeTheWholeSessionAndLeaveNoTrace) {
     TestHost host(options);
     EXPECT_EQ(Lipc({"ls"}).output,
               "Host      protocol 5, 64 bits, heartbeat N (stalled), forbids joins\n"
-              "Reference b\nClients   0\n");
+              "Reference b\nClients   0\n\nProcess  Rows  Command\nP  host\n");
   }
   options.faults = {};
   TestHost host(options);
@@ -171,29 +175,31 @@ TEST(LipcCommand, ReadersSeeTheWholeSessionAndLeaveNoTrace) {
   ASSERT_TRUE(client.join());
   ASSERT_TRUE(support::eventually(10s, [&] { return host->connections().size() == 2; }));
 
-  const std::string row =
-      "  #0    id  \"na\\x1b[31mmed \\xff\"  T st  mode 3 (inputs, outputs)  2 in, 1 out  "
-      "stamp N s old\n";
-  EXPECT_EQ(
-      Lipc({"ls"}).output,
-      "Host      protocol 5, 64 bits, heartbeat N (beating)\nReference b\nClients   1\n\n" + row);
-  EXPECT_EQ(Lipc({"show", "id"}).output,
-            row +
-                "\n      offline parameters that are not 0\n        4  3\n        6  5\n"
-                "      127  -2.5\n\n      strings that are not empty\n        9  \"one\"\n"
-                "\n      connections\n      id -> b  2 wires\n"
-                "      c -> id  0 wires, disconnected\n");
+  EXPECT_EQ(Lipc({"ls"}).output,
+            "Host      protocol 5, 64 bits, heartbeat N (beating)\nReference b\nClients   1\n\n"
+            "Row  ID  Name                Type  Mode  In  Out  Life       Process\n"
+            "  0  id  na\\x1b[31mmed \\xff  T st  io--   2    1  alive N s  P\n\n"
+            "Process  Rows     Command\nP  host, 0\n");
+  EXPECT_EQ(Lipc({"ls", "--ids"}).output, "id\n");
+  const std::string shownText = Lipc({"show", "id"}).output;
+  EXPECT_EQ(shownText.substr(0, shownText.find("\nSegments")),
+            "Client      id  \"na\\x1b[31mmed \\xff\"\n"
+            "            row 0, type T st, mode 3 (inputs, outputs), 2 in, 1 out\n"
+            "            alive N s, stamp S\n            made by P\n\nValues\n"
+            " No.   Value  Default\n*p3    0      1e-45\n*p5    0      2756527000000\n"
+            "*p127  -2.5   0\n*s9    one    \"\"\n  The other 134 are at their defaults.\n\n"
+            "Connections\n  Source  Target  Wires            State\n"
+            "  id      b       3 -> 4, 0 -> 31  target absent, 1 without a channel\n"
+            "  c       id      none             disconnected, source absent\n\n"
+            "Rings       no block was sent; 0 of 63 blocks wait for the host\n");
   json rowJson = R"({"index": 0, "id": "id", "name": "na\u001b[31mmed \ufffd", "type": "T st",
                      "mode": 3, "inputChannels": 2, "outputChannels": 1,
-                     "stampAgeSeconds": 0})"_json;
+                     "stampAgeSeconds": 0, "life": "alive", "process": {}})"_json;
   const auto before = traces();
   const json listed = json::parse(Lipc({"ls", "--json"}).output);
   json shown = json::parse(Lipc({"show", "id", "--json"}).output);
   EXPECT_EQ(traces(), before) << "but for what the client itself has touched";
   EXPECT_EQ(listed["clients"], json::array({rowJson}));
-  EXPECT_EQ(listed["host"],
-            R"({"protocol": 5, "pointerWidthBits": 64, "heartbeat": 0, "beating": true,
-                "forbidsJoins": false, "referenceClient": "b"})"_json);
   rowJson["strings"] = R"(["", "", "", "", "", "", "", "", "", "one"])"_json;
   rowJson["parameters"] = std::vector<float>(128, 0.0F);
   rowJson["parameters"][4] = 3.0;
@@ -204,7 +210,9 @@ TEST(LipcCommand, ReadersSeeTheWholeSessionAndLeaveNoTrace) {
            "wires": [[3, 4], [0, 31]]},
           {"source": "c", "target": "id", "owner": "", "automatic": false, "disconnected": true,
            "wires": []}])"_json;
-  EXPECT_EQ(shown, rowJson);
+  for (const auto& [key, value] : rowJson.items())
+    EXPECT_EQ(shown[key], value) << key;
+  EXPECT_EQ(shown["segments"][1]["creator"]["id"], getpid());
 }
 
 TEST(LipcCommand, TheHostShowsTheSettingsClientOnceAndLeavesNothing) {
@@ -215,7 +223,7 @@ TEST(LipcCommand, TheHostShowsTheSettingsClientOnceAndLeavesNothing) {
   EXPECT_EQ(session["host"]["beating"], true);
   json expected = R"({"index": 0, "id": "VexoSettings", "name": "VexoSettings", "type": "VSet",
                       "mode": 4, "inputChannels": 0, "outputChannels": 0,
-                      "stampAgeSeconds": 0})"_json;
+                      "stampAgeSeconds": 0, "life": "alive", "process": {}})"_json;
   // clang-format off
   for (const auto& [key, index, value] :
        {std::tuple{"SoloMode", 4, 0.0}, {"HdxAuxTrackDelaySetting", 32, 0.0},
@@ -264,31 +272,34 @@ TEST(LipcCommand, TheHostTellsEachThingThatHappensAndEndsWithASignal) {
     std::vector<std::string> flags, lines;
   };
   const std::string who = R"("index":0,"id":"client","name":"new","type":"VSet")";
-  for (const auto& [flags, lines] :
-       {Telling{{"--json"},
-                {R"({"host":{"protocol":5,"pointerWidthBits":64,"heartbeat":0,"beating":true,)"
-                 R"("forbidsJoins":false,"referenceClient":"mixer"},"clients":[]})",
-                 R"({"event":"joined","index":0,"id":"client","name":"client","type":"VSet"})",
-                 R"({"event":"renamed",)" + who + R"(,"before":"client","after":"new"})",
-                 R"({"event":"changed",)" + who + R"(,"parameter":33,"before":0.0,"after":2.5})",
-                 R"({"event":"changed",)" + who + R"(,"string":9,"before":"","after":"\u001b"})",
-                 R"({"event":"audio","clients":[{"id":"client","blocksIn":0,"answered":0,)"
-                 R"("late":0,"dropped":0,"overruns":0}]})",
-                 R"({"event":"joined","index":1,"id":"killed","name":"Tone","type":"TONE"})",
-                 R"({"event":"lost","index":1,"id":"killed","name":"Tone","type":"TONE"})",
-                 R"({"event":"left",)" + who + "}"}},
-        Telling{{},
-                {"Host      protocol 5, 64 bits, heartbeat N (beating)\nReference mixer\n"
-                 "Clients   0\n\n",
-                 "T  joined   #0 client  \"client\"  VSet",
-                 "T  renamed  #0 client  \"client\" -> \"new\"",
-                 "T  changed  #0 client  parameter 33 (DAWLinkControlSetting)  0 -> 2.5",
-                 "T  changed  #0 client  string 9  \"\" -> \"\\x1b\"",
-                 "T  audio     blocks in   answered     late  dropped overruns\n"
-                 "                            0          0        0        0        0  client",
-                 "T  joined   #1 killed  \"Tone\"  TONE",
-                 "T  lost     #1 killed  stopped refreshing its stamp; its row was freed",
-                 "T  left     #0 client"}}}) {
+  for (
+      const auto& [flags, lines] :
+      {Telling{
+           {"--json"},
+           {R"({"format":"lipc-ls","version":1,"host":{"protocol":5,"pointerWidthBits":64,"heartbeat":0,"beating":true,)"
+            R"("forbidsJoins":false,"referenceClient":"mixer","process":{}},)"
+            R"("clients":[]})",
+            R"({"event":"joined","index":0,"id":"client","name":"client","type":"VSet"})",
+            R"({"event":"renamed",)" + who + R"(,"before":"client","after":"new"})",
+            R"({"event":"changed",)" + who + R"(,"parameter":33,"key":"DAWLinkControlSetting","before":0.0,"after":2.5})",
+            R"({"event":"changed",)" + who + R"(,"string":9,"before":"","after":"\u001b"})",
+            R"({"event":"audio","clients":[{"id":"client","blocksIn":0,"answered":0,)"
+            R"("late":0,"dropped":0,"overruns":0}]})",
+            R"({"event":"joined","index":1,"id":"killed","name":"Tone","type":"TONE"})",
+            R"({"event":"lost","index":1,"id":"killed","name":"Tone","type":"TONE"})",
+            R"({"event":"left",)" + who + "}"}},
+       Telling{{},
+               {"Host      protocol 5, 64 bits, heartbeat N (beating)\nReference mixer\n"
+                "Clients   0\n\nProcess  Rows  Command\nP  host\n\n",
+                "T  joined   #0 client  \"client\"  VSet",
+                "T  renamed  #0 client  \"client\" -> \"new\"",
+                "T  changed  #0 client  parameter 33 (DAWLinkControlSetting)  0 -> 2.5",
+                "T  changed  #0 client  string 9  \"\" -> \"\\x1b\"",
+                "T  audio     blocks in   answered     late  dropped overruns\n"
+                "                            0          0        0        0        0  client",
+                "T  joined   #1 killed  \"Tone\"  TONE",
+                "T  lost     #1 killed  stopped refreshing its stamp; its row was freed",
+                "T  left     #0 client"}}}) {
     TestClient client("client", static_cast<int>(LIPC::cSettingsType));
     std::optional<Process> other;
     std::vector<std::string> arguments{LIPC_COMMAND, "host", "--reference", "mixer"};

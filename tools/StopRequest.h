@@ -1,0 +1,11 @@
+#pragma once
+
+namespace tools {
+
+/// From here on SIGINT, SIGTERM and SIGHUP only make a request, so that a command can leave a
+/// session in order, and a reader that closes its end of a pipe ends no process. For good: a second
+/// signal ends nothing either, since what remains to be done has a deadline of its own.
+void catchStopRequests();
+bool isStopRequested();
+
+}  // namespace tools
