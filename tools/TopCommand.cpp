@@ -14,6 +14,7 @@
 #include "tools/Output.h"
 #include "tools/Picture.h"
 #include "tools/Reading.h"
+#include "tools/Terminal.h"
 #include "tools/Text.h"
 #include "tools/TopJson.h"
 #include "tools/TopModel.h"
@@ -130,9 +131,9 @@ void say(const TopView& view, const TopModel& model, const TopOptions& options, 
   if (options.asJson)
     print(dump(topJson(model), isLast ? 2 : -1) + "\n");
   else if (isLast)
-    print(view.text(terminalColumns()));
+    print(view.text(static_cast<int>(terminalWidth())));
   else
-    print(clockText() + "  " + view.text(terminalColumns()) + "\n");
+    print(clockText() + "  " + view.text(static_cast<int>(terminalWidth())) + "\n");
 }
 
 void runPlain(Looker& looker, TopView& view, const TopOptions& options, bool isLive) {

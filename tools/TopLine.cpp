@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include <wchar.h>
+#include "tools/Terminal.h"
 
 namespace tools {
 namespace {
@@ -17,16 +17,6 @@ std::string_view takeCharacter(std::string_view& text) {
   return character;
 }
 
-int columnsOfCharacter(std::string_view character) {
-  if (character.size() == 1) return 1;
-  auto code = static_cast<wchar_t>(static_cast<unsigned char>(character[0]) &
-                                   (0xFF >> (character.size() + 1)));
-  for (const char byte : character.substr(1))
-    code = static_cast<wchar_t>((code << 6) | (static_cast<unsigned char>(byte) & 0x3F));
-  const int columns = wcwidth(code);
-  return columns < 0 ? 1 : columns;
-}
-
 }  // namespace
 
 std::string TopLine::text() const {
@@ -37,16 +27,9 @@ std::string TopLine::text() const {
   return all;
 }
 
-int columnsOf(std::string_view text) {
-  int columns = 0;
-  while (!text.empty())
-    columns += columnsOfCharacter(takeCharacter(text));
-  return columns;
-}
-
 std::string fitted(std::string_view text, int columns, bool isUTF8, bool alignsRight) {
   const auto width = [&](std::string_view character) {
-    return isUTF8 ? columnsOfCharacter(character) : 1;
+    return isUTF8 ? static_cast<int>(columnsOf(character)) : 1;
   };
   int needed = 0;
   for (std::string_view rest = text; !rest.empty();)

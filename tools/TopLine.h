@@ -38,8 +38,6 @@ struct TopLine {
   std::string text() const;
 };
 
-/// Columns that a printable text takes on a terminal. Of what is no ASCII the locale decides.
-int columnsOf(std::string_view text);
 /// Cut or filled up to so many columns. Without `isUTF8` each character that is no ASCII becomes a
 /// question mark.
 std::string fitted(std::string_view text, int columns, bool isUTF8, bool alignsRight = false);

@@ -4,6 +4,7 @@
 #include <fmt/core.h>
 
 #include "inspect/Settings.h"
+#include "tools/Terminal.h"
 #include "tools/Text.h"
 #include "tools/TopMeters.h"
 #include "tools/TopView.h"
@@ -16,7 +17,9 @@ using inspect::SessionPicture;
 
 void addState(std::vector<TopLine>& page, const TopRow& row, bool isUTF8) {
   const ClientPicture& client = row.client;
-  const auto shown = [&](const std::string& text) { return fitted(text, columnsOf(text), isUTF8); };
+  const auto shown = [&](const std::string& text) {
+    return fitted(text, static_cast<int>(columnsOf(text)), isUTF8);
+  };
   page.emplace_back(fmt::format("{}  \"{}\"  {}", shown(printable(client.id)),
                                 shown(printable(client.name)), typeText(client.type)),
                     eTopStyle::eBold);
@@ -85,7 +88,7 @@ void addConnections(std::vector<TopLine>& page, const ClientPicture& client,
         "  {} -> {}  {} wires{}{}", printable(connection.source.view()),
         printable(connection.target.view()), wires, connection.isAuto != 0 ? ", automatic" : "",
         connection.disconnectRequested != 0 ? ", disconnected" : "");
-    page.emplace_back(fitted(text, columnsOf(text), isUTF8));
+    page.emplace_back(fitted(text, static_cast<int>(columnsOf(text)), isUTF8));
   }
 }
 

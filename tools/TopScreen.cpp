@@ -11,10 +11,10 @@
 #include <curses.h>
 #include <langinfo.h>
 #include <poll.h>
-#include <sys/ioctl.h>
 #include <sys/select.h>
 #include <unistd.h>
 
+#include "tools/Terminal.h"
 #include "tools/TopLine.h"
 
 namespace tools {
@@ -26,9 +26,9 @@ constexpr int cEndSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
 
 volatile std::sig_atomic_t sIsEndAsked = 0;
 
-bool isTerminal() {
+bool canPlaceCharacters() {
   const char* name = std::getenv("TERM");
-  return isatty(STDIN_FILENO) != 0 && isatty(STDOUT_FILENO) != 0 && name != nullptr &&
+  return isTerminal(STDIN_FILENO) && isTerminal(STDOUT_FILENO) && name != nullptr &&
          *name != '\0' && std::string_view(name) != "dumb";
 }
 
@@ -140,7 +140,7 @@ struct TopScreen::Terminal {
     int left = COLS;
     wmove(stdscr, row, 0);
     for (const TopSpan& span : line.spans) {
-      const int columns = std::min(columnsOf(span.text), left);
+      const int columns = std::min(static_cast<int>(columnsOf(span.text)), left);
       attrset(static_cast<int>(attributesOf(span.style) | all));
       addstr(fitted(span.text, columns, isLocaleUTF8()).c_str());
       left -= columns;
@@ -161,7 +161,7 @@ TopScreen::TopScreen(std::unique_ptr<Terminal> terminal) : mTerminal(std::move(t
 TopScreen::~TopScreen() = default;
 
 std::unique_ptr<TopScreen> TopScreen::open() {
-  if (!isTerminal()) return nullptr;
+  if (!canPlaceCharacters()) return nullptr;
   auto terminal = std::make_unique<Terminal>();
   if (!terminal->open()) return nullptr;
   return std::unique_ptr<TopScreen>(new TopScreen(std::move(terminal)));
@@ -192,11 +192,6 @@ bool TopScreen::isOver() const {
 
 bool isLocaleUTF8() {
   return std::string_view(nl_langinfo(CODESET)) == "UTF-8";
-}
-
-int terminalColumns() {
-  winsize size{};
-  return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
 }
 
 }  // namespace tools

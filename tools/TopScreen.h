@@ -36,7 +36,5 @@ class TopScreen {
 
 /// Whether the locale that was set is UTF-8.
 bool isLocaleUTF8();
-/// Columns of the terminal on standard output; 0 where it is none.
-int terminalColumns();
 
 }  // namespace tools

@@ -4,6 +4,7 @@
 
 #include <fmt/core.h>
 
+#include "tools/Terminal.h"
 #include "tools/Text.h"
 #include "tools/TopMeters.h"
 
@@ -124,10 +125,10 @@ eTopStyle styleOf(const TopRow& row, eTopColumn column) {
 
 /// As wide as the longest of them.
 int longest(const std::vector<TopRow>& rows, eTopColumn column, bool ofReturns) {
-  int columns = columnsOf(titleOf(column, ofReturns).head);
+  std::size_t columns = columnsOf(titleOf(column, ofReturns).head);
   for (const TopRow& row : rows)
     columns = std::max(columns, columnsOf(cellOf(row, column, ofReturns)));
-  return columns;
+  return static_cast<int>(columns);
 }
 
 int mostChannels(const std::vector<TopRow>& rows, bool ofReturns) {

@@ -4,14 +4,13 @@
 
 #include <fmt/core.h>
 
+#include "tools/Terminal.h"
 #include "tools/Text.h"
 
 namespace tools {
 namespace {
 
 using inspect::SessionPicture;
-
-constexpr int cPlainWidth = 80;
 
 /// Why there are no rows; empty where there may be some.
 std::string whyNone(const SessionPicture& session) {
@@ -182,7 +181,7 @@ std::vector<TopLine> TopView::opened(int width) const {
                                   [&](const TopRow& row) { return row.client.id == mOpened; });
   if (found != mRows.end()) return clientPage(*found, mSession, mShow, width);
   const std::string id = printable(mOpened);
-  return {TopLine(fitted(id, columnsOf(id), mShow.isUTF8), eTopStyle::eBold),
+  return {TopLine(fitted(id, static_cast<int>(columnsOf(id)), mShow.isUTF8), eTopStyle::eBold),
           TopLine("  is not in the session")};
 }
 
@@ -199,7 +198,7 @@ std::vector<TopLine> TopView::lines(int width, int height) {
 }
 
 std::string TopView::text(int width) const {
-  const TopTable table(mRows, width > 0 ? width : cPlainWidth, mShow, true);
+  const TopTable table(mRows, width, mShow, true);
   std::string text = titleLine().text() + "\n" + table.head(mOrder.column).text() + "\n";
   for (const TopRow& row : mRows)
     text += table.line(row).text() + "\n";

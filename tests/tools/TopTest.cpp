@@ -1,8 +1,7 @@
 // What lipc top makes of several looks at a session.
-#include <clocale>
-
 #include <gtest/gtest.h>
 
+#include "tools/Terminal.h"
 #include "tools/TopView.h"
 
 namespace {
@@ -110,7 +109,6 @@ TEST(Top, AHostThatStallsOrGoesAndAClientThatLeavesAreSeen) {
 }
 
 TEST(Top, EveryPictureFitsItsScreenWhateverTheTextsAndTheKeys) {
-  ASSERT_TRUE(std::setlocale(LC_CTYPE, "C.UTF-8"));
   SessionPicture session = sessionAt(1000, 0.5F);
   session.clients.resize(30, session.clients[0]);
   for (int i = 0; i < 30; ++i) {
@@ -134,12 +132,11 @@ TEST(Top, EveryPictureFitsItsScreenWhateverTheTextsAndTheKeys) {
           EXPECT_EQ(line.text().find_first_of("\n\x1b\xFF"), std::string::npos);
         if (view.isOpen() || width < 30 || key != 0) continue;
         for (std::size_t i = 1; i < lines.size(); ++i)
-          EXPECT_LE(columnsOf(lines[i].text()), width) << lines[i].text();
+          EXPECT_LE(columnsOf(lines[i].text()), static_cast<std::size_t>(width)) << lines[i].text();
       }
       EXPECT_TRUE(view.handle(static_cast<eTopKey>(key % static_cast<int>(eTopKey::eQuit))));
     }
   }
-  std::setlocale(LC_CTYPE, "C");
 }
 
 }  // namespace
