@@ -13,22 +13,6 @@ using inspect::RingPicture;
 using inspect::SessionPicture;
 using json = nlohmann::ordered_json;
 
-json connectionJson(const LIPC::Connection& connection) {
-  json wires = json::array();
-  for (const LIPC::Connection::Wire& wire : connection.wires) {
-    if (wire.channel[0] != LIPC::Connection::cNoChannel &&
-        wire.channel[1] != LIPC::Connection::cNoChannel) {
-      wires.push_back({wire.channel[0], wire.channel[1]});
-    }
-  }
-  return {{"source", connection.source.text()},
-          {"target", connection.target.text()},
-          {"owner", connection.owner.text()},
-          {"automatic", connection.isAuto != 0},
-          {"disconnected", connection.disconnectRequested != 0},
-          {"wires", std::move(wires)}};
-}
-
 json valuesJson(const ClientPicture& client) {
   json values = json::array();
   for (const ClientValue& value : valuesOf(client)) {
@@ -97,6 +81,22 @@ json bufferJson(const ClientPicture& client) {
 }
 
 }  // namespace
+
+json connectionJson(const LIPC::Connection& connection) {
+  json wires = json::array();
+  for (const LIPC::Connection::Wire& wire : connection.wires) {
+    if (wire.channel[0] != LIPC::Connection::cNoChannel &&
+        wire.channel[1] != LIPC::Connection::cNoChannel) {
+      wires.push_back({wire.channel[0], wire.channel[1]});
+    }
+  }
+  return {{"source", connection.source.text()},
+          {"target", connection.target.text()},
+          {"owner", connection.owner.text()},
+          {"automatic", connection.isAuto != 0},
+          {"disconnected", connection.disconnectRequested != 0},
+          {"wires", std::move(wires)}};
+}
 
 json clientJson(const SessionPicture& session, const ClientPicture& client) {
   json result = {{"format", "lipc-show"}, {"version", 1}};

@@ -16,6 +16,7 @@ void addKickCommand(CLI::App& app, int& status);
 void addLayoutsCommand(CLI::App& app, int& status);
 void addLsCommand(CLI::App& app, int& status);
 void addReapCommand(CLI::App& app, int& status);
+void addServeCommand(CLI::App& app, int& status);
 void addShowCommand(CLI::App& app, int& status);
 void addSnapshotCommand(CLI::App& app, int& status);
 void addTopCommand(CLI::App& app, int& status);

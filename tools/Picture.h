@@ -44,6 +44,7 @@ const inspect::ProcessFacts* makerOf(const inspect::ClientPicture& client);
 nlohmann::ordered_json processJson(const inspect::ProcessFacts* process);
 /// Whether a connection begins or ends at a client.
 bool isOf(const inspect::ClientPicture& client, const LIPC::Connection& connection);
+nlohmann::ordered_json connectionJson(const LIPC::Connection& connection);
 /// The keys that a client has in every object.
 nlohmann::ordered_json rowJson(const inspect::ClientPicture& client,
                                const inspect::SessionPicture& session);

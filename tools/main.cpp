@@ -39,6 +39,7 @@ int main(int argc, char** argv) {
   tools::addHostCommand(app, status);
   tools::addLsCommand(app, status);
   tools::addShowCommand(app, status);
+  tools::addServeCommand(app, status);
   tools::addSnapshotCommand(app, status);
   tools::addGetCommand(app, status);
   tools::addWatchCommand(app, status);
