@@ -6,6 +6,7 @@
 /// command runs when it was chosen and stores its exit status in `status`.
 namespace tools {
 
+void addGraphCommand(CLI::App& app, int& status);
 void addCompletionCommand(CLI::App& app, int& status);
 void addConnectCommand(CLI::App& app, int& status);
 void addDisconnectCommand(CLI::App& app, int& status);

@@ -25,7 +25,6 @@ enum eExitStatus : int {
   eExitCannotServe = 18,   // the page cannot be served
   eExitDamaged = 19,       // what should be read is damaged
   eExitOtherVersion = 20,  // a session of another protocol version or pointer width
-  eExitNotCertified = 15,  // validate: a check failed
 };
 
 }  // namespace tools

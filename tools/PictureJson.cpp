@@ -28,8 +28,6 @@ json settingsJson(const ClientPicture& client, const inspect::SettingsFacts& fil
   return settings;
 }
 
-}
-
 }  // namespace
 
 json processJson(const inspect::ProcessFacts* process) {

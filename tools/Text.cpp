@@ -37,6 +37,8 @@ std::size_t sequenceLength(std::string_view text) {
   if (first == 0xF0 && byte(1) < 0x90) return 0;
   if (first == 0xF4 && byte(1) >= 0x90) return 0;
   if (first == 0xC2 && byte(1) < 0xA0) return 0;
+  // No characters, and XML has none of them.
+  if (first == 0xEF && byte(1) == 0xBF && byte(2) >= 0xBE) return 0;
   if (first == 0xE2 && isDirection(byte(1), byte(2))) return 0;
   return length;
 }

@@ -1,7 +1,4 @@
-#include <atomic>
 #include <chrono>
-#include <csignal>
-#include <ctime>
 #include <memory>
 #include <string>
 #include <thread>
@@ -14,6 +11,7 @@
 #include "tools/Output.h"
 #include "tools/Picture.h"
 #include "tools/Reading.h"
+#include "tools/StopRequest.h"
 #include "tools/Text.h"
 
 namespace tools {
@@ -30,17 +28,6 @@ struct WatchOptions {
   std::string from;
   bool asJson = false;
 };
-
-std::atomic<bool> sStopRequested{false};
-
-/// Without SA_RESTART, so that a signal also ends a print that nobody reads.
-void catchSignals() {
-  struct sigaction action {};
-  action.sa_handler = [](int) { sStopRequested = true; };
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP})
-    sigaction(signal, &action, nullptr);
-  std::signal(SIGPIPE, SIG_IGN);
-}
 
 /// Prints the events that concern who was asked for.
 class EventPrinter {
@@ -113,10 +100,10 @@ void watchMachine(const WatchOptions& options) {
   const auto state = follower.state();
   if (state != SessionPicture::eRead && state != SessionPicture::eNone)
     readOrFail(*source, {.withConnections = false});
-  catchSignals();
+  catchStopRequests();
   sayWhatIsMissing(*source, follower, options);
   EventPrinter printer(options);
-  while (!sStopRequested) {
+  while (!isStopRequested()) {
     printer.print(events, std::chrono::system_clock::now());
     if (printer.output().isOver()) break;
     std::this_thread::sleep_for(SessionFollower::cLookInterval);

@@ -43,6 +43,7 @@ int main(int argc, char** argv) {
   tools::addSnapshotCommand(app, status);
   tools::addGetCommand(app, status);
   tools::addWatchCommand(app, status);
+  tools::addGraphCommand(app, status);
   tools::addTopCommand(app, status);
   tools::addLayoutsCommand(app, status);
   tools::addCompletionCommand(app, status);

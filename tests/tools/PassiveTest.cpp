@@ -69,6 +69,8 @@ TEST(Passive, NoReadingSubcommandChangesAByte) {
       {"show", "tone"},
       {"snapshot", snapshot},
       {"ls", "--from", snapshot},
+      {"graph", "--wires"},
+      {"watch"},
       {"show", "meter", "--from", snapshot, "--json"},
   };
   for (const auto& arguments : commands) {
