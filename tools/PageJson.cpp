@@ -88,14 +88,6 @@ json movingJson(const TopRow& row) {
   return moving;
 }
 
-/// The session with its clients, in the shape of the other subcommands.
-inspect::SessionPicture withClients(const PagePicture& picture) {
-  inspect::SessionPicture session = picture.session;
-  for (const TopRow& row : picture.rows)
-    if (row.life != TopRow::eGone) session.clients.push_back(row.client);
-  return session;
-}
-
 json connectionsJson(const inspect::SessionPicture& session) {
   if (!session.connections) return nullptr;
   json connections = json::array();
@@ -105,6 +97,13 @@ json connectionsJson(const inspect::SessionPicture& session) {
 }
 
 }  // namespace
+
+inspect::SessionPicture withClients(const PagePicture& picture) {
+  inspect::SessionPicture session = picture.session;
+  for (const TopRow& row : picture.rows)
+    if (row.life != TopRow::eGone) session.clients.push_back(row.client);
+  return session;
+}
 
 std::string pageKey(const TopRow& row) {
   return fmt::format("{} {}", row.client.index, printable(row.client.id));
@@ -128,7 +127,8 @@ json pageSession(const PagePicture& picture) {
                         {"host", std::move(host)},
                         {"keys", std::move(keys)},
                         {"connections", connectionsJson(picture.session)},
-                        {"connectionsError", picture.session.poolError}});
+                        {"connectionsError", picture.session.poolError},
+                        {"graph", picture.graph}});
 }
 
 json pageClient(const TopRow& row) {

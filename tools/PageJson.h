@@ -22,6 +22,7 @@ struct PagePicture {
   std::string sentence;             // why there is nothing to see, or which snapshot this is
   inspect::SessionPicture session;  // without its clients
   std::vector<TopRow> rows;
+  int graph = 0;  // number of its drawing
 };
 
 /// All but the clients.
@@ -35,6 +36,9 @@ nlohmann::ordered_json pageEvent(const inspect::Event& event);
 nlohmann::ordered_json pageDetails(const PagePicture& picture, const TopRow& row);
 /// Everything.
 nlohmann::ordered_json pageWhole(const PagePicture& picture);
+
+/// The session with the clients that are in it.
+inspect::SessionPicture withClients(const PagePicture& picture);
 
 /// Tells a client's row from all others, those of gone clients among them.
 std::string pageKey(const TopRow& row);

@@ -33,7 +33,10 @@ constexpr std::size_t cMostBodyBytes = 4096;
 constexpr char cPolicy[] =
     "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self'; connect-src 'self'; "
     "base-uri 'none'; form-action 'none'; frame-ancestors 'none'";
+/// The drawing brings its own styles.
+constexpr char cDrawingPolicy[] = "default-src 'none'; style-src 'unsafe-inline'; sandbox";
 constexpr char cJson[] = "application/json";
+constexpr char cNotInTime[] = "the session could not be read in time.";
 
 const char* mediaType(std::string_view file) {
   if (file.ends_with(".html")) return "text/html; charset=utf-8";
@@ -164,6 +167,13 @@ class PageServer::Site final : public httplib::Server {
     }
     Get("/events",
         [this](const Request& request, Response& response) { stream(request, response); });
+    Get("/graph.svg", [this](const Request&, Response& response) {
+      const std::string graph = SessionFeed::Looker(mFeed).graph(cPictureLimit);
+      if (graph.empty()) return refuse(response, 503, cNotInTime);
+      response.headers.erase("Content-Security-Policy");
+      response.set_header("Content-Security-Policy", cDrawingPolicy);
+      response.set_content(graph, "image/svg+xml");
+    });
     Get("/session", [this](const Request&, Response& response) {
       if (const auto picture = look(response))
         response.set_content(dump(pageWhole(*picture), -1) + "\n", cJson);
@@ -180,7 +190,7 @@ class PageServer::Site final : public httplib::Server {
 
   std::shared_ptr<const PagePicture> look(Response& response) {
     auto picture = SessionFeed::Looker(mFeed, true).picture(cPictureLimit);
-    if (!picture) refuse(response, 503, "the session could not be read in time.");
+    if (!picture) refuse(response, 503, cNotInTime);
     return picture;
   }
 

@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 
 #include "tools/Failure.h"
+#include "tools/GraphDrawing.h"
 #include "tools/Picture.h"
 #include "tools/Reading.h"
 #include "tools/Text.h"
@@ -133,12 +134,24 @@ std::shared_ptr<const PagePicture> SessionFeed::look(bool isThorough) {
     picture->session = mModel.session();
     picture->session.isBeating = !mIsStalled;
     picture->rows = mModel.rows();
+    draw(*picture);
     judge(*picture);
   } catch (const std::exception& error) {
     picture->state = PagePicture::eUnreadable;
     picture->sentence = error.what();
   }
   return picture;
+}
+
+/// A drawing like the one before keeps its number.
+void SessionFeed::draw(PagePicture& picture) {
+  if (mIsComplete) {
+    std::string graph = graphSvg(withClients(picture), {.withWires = true});
+    const std::lock_guard lock(mMutex);
+    if (graph != mGraph || mGraphNumber == 0) ++mGraphNumber;
+    mGraph = std::move(graph);
+  }
+  picture.graph = mGraphNumber;
 }
 
 void SessionFeed::judge(PagePicture& picture) {
@@ -215,6 +228,12 @@ std::optional<std::string> SessionFeed::Looker::next(std::chrono::milliseconds l
   text += mFeed.eventsSince(mSeen);
   mSeen = mFeed.mNumber;
   return text.empty() ? messageText("still", json::object()) : text;
+}
+
+std::string SessionFeed::Looker::graph(std::chrono::milliseconds limit) {
+  if (!picture(limit)) return {};
+  const std::lock_guard lock(mFeed.mMutex);
+  return mFeed.mGraph;
 }
 
 std::shared_ptr<const PagePicture> SessionFeed::Looker::picture(std::chrono::milliseconds limit) {

@@ -51,6 +51,8 @@ class SessionFeed {
 
     /// What has changed, or after `limit` that nothing has; none when the feed is closed.
     std::optional<std::string> next(std::chrono::milliseconds limit);
+    /// The drawing of the session; empty when the feed is closed or the time is over.
+    std::string graph(std::chrono::milliseconds limit);
     /// The session as it is now; null when the feed is closed or the time is over.
     std::shared_ptr<const PagePicture> picture(std::chrono::milliseconds limit);
 
@@ -75,6 +77,7 @@ class SessionFeed {
   std::shared_ptr<const PagePicture> look(bool isThorough);
   inspect::SessionPicture read(bool isThorough);
   void judge(PagePicture& picture);
+  void draw(PagePicture& picture);
   Messages messagesOf(const PagePicture& picture) const;
   void publish(Messages messages);
   std::string eventsSince(std::uint64_t number) const;
@@ -94,6 +97,8 @@ class SessionFeed {
   std::uint64_t mHeartbeat = 0;
   bool mIsStalled = false;
 
+  int mGraphNumber = 0;
+
   std::mutex mMutex;
   std::condition_variable mWake;     // somebody looks, or the feed is closed
   std::condition_variable mChanged;  // there is something new
@@ -101,6 +106,7 @@ class SessionFeed {
   int mLookers = 0;
   int mThoroughLookers = 0;
   std::shared_ptr<const PagePicture> mPicture;  // null where nobody has looked yet
+  std::string mGraph;                           // written by the reading thread alone
   std::uint64_t mNumber = 0;
   std::map<std::pair<eOrder, std::string>, Message> mMessages;
   std::deque<Message> mEvents;

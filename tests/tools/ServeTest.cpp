@@ -89,9 +89,9 @@ TEST(Serve, AnswersThisMachinesNamesAloneAndOnlyReads) {
   EXPECT_NE(server.ask(get("/session", "localhost")).find("\"state\":\"none\""), std::string::npos);
 
   Process second({LIPC_COMMAND, "serve", "--port", std::to_string(server.port)});
-  EXPECT_EQ(second.wait(10s), 18);
-  EXPECT_NE(second.output().find("Address already in use. Take another port"), std::string::npos)
+  EXPECT_TRUE(second.waitForLine("Address already in use. Take another port", 10s))
       << second.output();
+  EXPECT_EQ(second.wait(10s), 18);
 }
 
 TEST(Serve, EndsAtOnceHoweverManyReadersLook) {
