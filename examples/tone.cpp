@@ -22,6 +22,7 @@ using LIPC::ClientID;
 
 struct Options {
   std::string id = "tone";
+  std::string name = "Tone";
   std::string target = "meter";
   int channels = 2;
   float frequency = 440.0F;
@@ -32,7 +33,7 @@ struct Options {
 class Tone final : public LIPC::Client {
  public:
   explicit Tone(const Options& options)
-      : Client(static_cast<int>(LIPC::fourCharacterCode("TONE")), "Tone") {
+      : Client(static_cast<int>(LIPC::fourCharacterCode("TONE")), options.name.c_str()) {
     configBeginEdit();
     // It sends. The second bit has its blocks announced to the host.
     configSetMode(
@@ -82,6 +83,7 @@ int main(int argc, char** argv) {
   CLI::App app("Sends sine waves to another client of the session.", "tone");
   Options options;
   app.add_option("--id", options.id, "ID of this client")->capture_default_str();
+  app.add_option("--name", options.name, "Its name, for people")->capture_default_str();
   app.add_option("--to", options.target, "ID of the client that hears it")->capture_default_str();
   app.add_option("--channels", options.channels, "Channels; channel n has n times the frequency")
       ->check(CLI::Range(1, LIPC::Connection::cWireCount))

@@ -29,10 +29,13 @@ bool writeAll(int file, const void* bytes, std::size_t count) {
 }
 
 /// What the child sends: whether `read` returned, and then its text or the exception's.
-[[noreturn]] void answer(int file, const std::function<std::string()>& read) {
+[[noreturn]] void answer(int file, const std::function<std::string()>& read,
+                         std::chrono::milliseconds deadline) {
   // What the parent does on a signal, or leaves undone, is not the child's affair.
   for (const int signal : {SIGSEGV, SIGBUS, SIGABRT, SIGFPE, SIGILL, SIGTERM, SIGINT, SIGALRM})
     std::signal(signal, SIG_DFL);
+  // Where the parent ends before it has ended this process.
+  alarm(static_cast<unsigned>(std::chrono::ceil<std::chrono::seconds>(deadline).count()) + 1);
   std::string text;
   char isRead = 1;
   try {
@@ -92,7 +95,7 @@ std::optional<std::string> readInChild(const std::function<std::string()>& read,
   }
   if (child == 0) {
     close(ends[0]);
-    answer(ends[1], read);
+    answer(ends[1], read, deadline);
   }
   close(ends[1]);
   std::string all;

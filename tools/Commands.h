@@ -6,17 +6,18 @@
 /// command runs when it was chosen and stores its exit status in `status`.
 namespace tools {
 
-void addGraphCommand(CLI::App& app, int& status);
 void addCompletionCommand(CLI::App& app, int& status);
 void addConnectCommand(CLI::App& app, int& status);
 void addDisconnectCommand(CLI::App& app, int& status);
 void addDoctorCommand(CLI::App& app, int& status);
 void addGetCommand(CLI::App& app, int& status);
+void addGraphCommand(CLI::App& app, int& status);
 void addHostCommand(CLI::App& app, int& status);
 void addKickCommand(CLI::App& app, int& status);
 void addLayoutsCommand(CLI::App& app, int& status);
 void addLsCommand(CLI::App& app, int& status);
 void addReapCommand(CLI::App& app, int& status);
+void addServeCommand(CLI::App& app, int& status);
 void addSetCommand(CLI::App& app, int& status);
 void addShowCommand(CLI::App& app, int& status);
 void addSnapshotCommand(CLI::App& app, int& status);

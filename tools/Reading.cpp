@@ -38,16 +38,15 @@ void failIfOverwritten(const SessionPicture& session, const char* where) {
 
 }  // namespace
 
-SessionPicture readOrFail(inspect::Source& source, const inspect::ReadOptions& options) {
-  SessionPicture session = inspect::readSession(source, options);
-  const char* where = source.isLive() ? "on this machine" : "in this snapshot";
+void failUnlessRead(const SessionPicture& session, bool isLive) {
+  const char* where = isLive ? "on this machine" : "in this snapshot";
   switch (session.state) {
     case SessionPicture::eRead:
       failIfOverwritten(session, where);
       break;
     case SessionPicture::eNone:
       throw Failure(eExitNoSession, "there is no session {}.{}", where,
-                    source.isLive() ? " Start a host, for example: lipc host" : "");
+                    isLive ? " Start a host, for example: lipc host" : "");
     case SessionPicture::eNoPermission:
       throw Failure(eExitNoPermission,
                     "the session {} is another user's (ID {}), and this user may not read it. Run "
@@ -65,6 +64,11 @@ SessionPicture readOrFail(inspect::Source& source, const inspect::ReadOptions& o
                     where, session.protocolVersion, session.pointerWidthBits,
                     LIPC::cProtocolVersion, LIPC::cPointerWidthBits);
   }
+}
+
+SessionPicture readOrFail(inspect::Source& source, const inspect::ReadOptions& options) {
+  SessionPicture session = inspect::readSession(source, options);
+  failUnlessRead(session, source.isLive());
   return session;
 }
 

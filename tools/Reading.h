@@ -17,6 +17,8 @@ inline constexpr int cWatchHeartbeatMS = 300;
 void addFromOption(CLI::App& command, std::string& path);
 /// The snapshot at `from`, or this machine where that is empty.
 std::unique_ptr<inspect::Source> openSource(const std::string& from);
+/// Throws where the session could not be read.
+void failUnlessRead(const inspect::SessionPicture& session, bool isLive);
 /// A session that could be read.
 inspect::SessionPicture readOrFail(inspect::Source& source, const inspect::ReadOptions& options);
 const inspect::ClientPicture& clientOrFail(const inspect::SessionPicture& session,

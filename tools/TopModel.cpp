@@ -109,7 +109,7 @@ void BlockRate::add(const RingPicture& ring, TopTime now) {
   const std::int64_t stamp = slice.timeStamp;
   // Foreign numbers: their difference may be none.
   const double advance = static_cast<double>(stamp) - static_cast<double>(mStamp);
-  const bool isFirst = mLooks.empty();
+  const bool isFirst = mLooks.empty() || mStamp == 0;  // before the first block there is no stamp
   if (isFirst || stamp != mStamp) mMoved = now;
   mStamp = stamp;
   if (isFirst || advance < 0) {  // the client's time went back, or it joined anew

@@ -39,8 +39,9 @@ int main(int argc, char** argv) {
   tools::addLsCommand(app, status);
   tools::addShowCommand(app, status);
   tools::addWatchCommand(app, status);
-  tools::addGraphCommand(app, status);
   tools::addTopCommand(app, status);
+  tools::addGraphCommand(app, status);
+  tools::addServeCommand(app, status);
   tools::addGetCommand(app, status);
   tools::addSetCommand(app, status);
   tools::addStringCommand(app, status);
