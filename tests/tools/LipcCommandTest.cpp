@@ -281,7 +281,8 @@ TEST(LipcCommand, TheHostTellsEachThingThatHappensAndEndsWithASignal) {
             R"("clients":[]})",
             R"({"event":"joined","index":0,"id":"client","name":"client","type":"VSet"})",
             R"({"event":"renamed",)" + who + R"(,"before":"client","after":"new"})",
-            R"({"event":"changed",)" + who + R"(,"parameter":33,"key":"DAWLinkControlSetting","before":0.0,"after":2.5})",
+            R"({"event":"changed",)" + who +
+                R"(,"parameter":33,"key":"DAWLinkControlSetting","before":0.0,"after":2.5})",
             R"({"event":"changed",)" + who + R"(,"string":9,"before":"","after":"\u001b"})",
             R"({"event":"audio","clients":[{"id":"client","blocksIn":0,"answered":0,)"
             R"("late":0,"dropped":0,"overruns":0}]})",
