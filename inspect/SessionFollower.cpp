@@ -77,7 +77,10 @@ std::vector<Event> SessionFollower::look(Source& source, SteadyTime now) {
   lookAtHeartbeat(LIPC::loadAcquire(table.heartbeat));
   if (now >= mNextStamps) lookAtStamps(table, source);
   mTable->look(table, rowsToLookAt());
-  if (now >= mNextConnections) lookAtConnections(source);
+  // Who is just joining is told before its connections.
+  const auto patience =
+      mTable->hasNewRows() ? cConnectionInterval : decltype(cConnectionInterval){};
+  if (now >= mNextConnections + patience) lookAtConnections(source);
   return std::exchange(mEvents, {});
 }
 

@@ -26,6 +26,8 @@ class TableWatch {
   void look(const LIPC::SessionBuffer& session, int rows = LIPC::cMaxClients);
   /// The highest index that was seen in use, and one.
   int rowsInUse() const;
+  /// Whether there are rows that will be reported at one of the next looks.
+  bool hasNewRows() const { return !mNew.empty(); }
   /// The rows in use that are known so far, by index.
   const std::map<int, LIPC::ClientEntry>& rows() const { return mKnown; }
 

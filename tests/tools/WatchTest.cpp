@@ -43,12 +43,18 @@ TEST(Watch, TellsWhatIsThereAndWhatHappensAndGoesOnWithTheNextHost) {
   EXPECT_EQ(all.next(), R"({"event":"sessionThere","heartbeat":N})");
   {
     TestClient client("client", static_cast<int>(LIPC::cSettingsType));
+    client.configBeginEdit();
+    client.configEditConnection(LIPC::ClientID("client"), LIPC::ClientID("x\x1b")).addWire(0, 1);
+    client.configEndEdit();
     ASSERT_TRUE(client.join());
     const std::string who = R"("index":0,"id":"client","name":"client","type":"VSet")";
     EXPECT_EQ(all.next(), R"({"event":"joined",)" + who + "}");
+    EXPECT_EQ(all.next(), R"({"event":"connected","source":"client","target":"x\u001b",)"
+                          R"("automatic":false,"wires":[[0,1]]})");
     Watching one({"client"}), other({"other"});
     EXPECT_EQ(one.next(), "session  it is there, heartbeat N");
     EXPECT_EQ(one.next(), "present  #0 client  \"client\"  VSet  0 in, 0 out");
+    EXPECT_EQ(one.next(), "present  client -> x\\x1b  0>1");
     EXPECT_EQ(other.next(),
               "lipc: no client of the session has the ID \"other\" yet; waiting for "
               "it, until Ctrl-C");
@@ -58,11 +64,6 @@ TEST(Watch, TellsWhatIsThereAndWhatHappensAndGoesOnWithTheNextHost) {
     EXPECT_EQ(all.next(), R"({"event":"changed",)" + who +
                               R"(,"parameter":33,"key":"DAWLinkControlSetting","before":0.0,)"
                               R"("after":2.5})");
-    client.configEditConnection(LIPC::ClientID("client"), LIPC::ClientID("x\x1b")).addWire(0, 1);
-    client.configEndEdit();
-    EXPECT_EQ(one.next(), "linked   client -> x\\x1b  0>1");
-    EXPECT_EQ(all.next(), R"({"event":"connected","source":"client","target":"x\u001b",)"
-                          R"("automatic":false,"wires":[[0,1]]})");
     Process killed({LIPC_EXAMPLES "/tone", "--id", "killed"});
     EXPECT_TRUE(all.next().starts_with(R"({"event":"joined","index":1,"id":"killed")"));
     EXPECT_TRUE(all.next().starts_with(R"({"event":"connected","source":"killed")"));
