@@ -92,8 +92,7 @@ class PageServer::Site final : public httplib::Server {
     set_write_timeout(cWriteTimeout);
     set_payload_max_length(cMostBodyBytes);
     set_tcp_nodelay(true);
-    set_default_headers({{"Content-Security-Policy", cPolicy},
-                         {"X-Content-Type-Options", "nosniff"},
+    set_default_headers({{"X-Content-Type-Options", "nosniff"},
                          {"X-Frame-Options", "DENY"},
                          {"Referrer-Policy", "no-referrer"},
                          {"Cross-Origin-Resource-Policy", "same-origin"},
@@ -104,6 +103,10 @@ class PageServer::Site final : public httplib::Server {
     });
     set_error_handler([](const Request&, Response& response) {
       if (response.body.empty()) refuse(response, response.status, "there is no such page.");
+    });
+    set_post_routing_handler([](const Request&, Response& response) {
+      if (!response.has_header("Content-Security-Policy"))
+        response.set_header("Content-Security-Policy", cPolicy);
     });
     addPages();
     listenAt();
@@ -170,7 +173,6 @@ class PageServer::Site final : public httplib::Server {
     Get("/graph.svg", [this](const Request&, Response& response) {
       const std::string graph = SessionFeed::Looker(mFeed).graph(cPictureLimit);
       if (graph.empty()) return refuse(response, 503, cNotInTime);
-      response.headers.erase("Content-Security-Policy");
       response.set_header("Content-Security-Policy", cDrawingPolicy);
       response.set_content(graph, "image/svg+xml");
     });

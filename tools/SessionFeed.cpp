@@ -94,7 +94,6 @@ void SessionFeed::begin() {
 /// What was there already when it began to look is no event.
 void SessionFeed::follow() {
   using Kind = inspect::Event::eKind;
-  mHappened.clear();
   if (!mFollower) return;
   for (const inspect::Event& event : mFollower->look(*mSource)) {
     mAreConnectionsDue = mAreConnectionsDue || isAboutConnections(event.kind);
@@ -124,7 +123,8 @@ std::shared_ptr<const PagePicture> SessionFeed::look(bool isThorough) {
   picture->isThorough = isThorough;
   try {
     mIsComplete = true;  // also where something fails
-    follow();
+    mHappened.clear();
+    if (mIsFirst || (mIsFollowDue = !mIsFollowDue)) follow();
     SessionPicture session = read(isThorough);
     const bool isFirst = std::exchange(mIsFirst, false);
     const bool hasBeaten = isFirst ? session.isBeating : session.heartbeat != mHeartbeat;

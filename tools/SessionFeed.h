@@ -89,6 +89,7 @@ class SessionFeed {
   TopModel mModel;
   std::optional<inspect::SessionFollower> mFollower;
   std::vector<std::string> mHappened;  // at this look
+  bool mIsFollowDue = false;           // at every second look
   bool mIsFirst = true;                // look since nobody looked
   TopTime mAllRowsDue{};
   int mRows = 0;                   // that are looked at in between
