@@ -90,7 +90,7 @@ class ProgressLine {
 /// stop.
 void clearAway() {
   try {
-    host::SessionHost({}, [](const host::Event&) {}).stop();
+    host::SessionHost({}, [](const inspect::Event&) {}).stop();
   } catch (const std::exception& error) {
     complain("what a check left cannot be cleared away: {}", printable(error.what()));
   }

@@ -8,7 +8,7 @@
 #include <spawn.h>
 #include <sys/wait.h>
 
-#include "host/SessionReader.h"
+#include "inspect/Picture.h"
 #include "lipc/util/platform/SelfPlatform.h"
 #include "tools/ExitStatus.h"
 #include "tools/Text.h"
@@ -124,9 +124,9 @@ class HostProcess {
 };
 
 bool isInSession(std::uint32_t type) {
-  const auto session = host::readSession(0);
-  return session && std::any_of(session->clients.begin(), session->clients.end(),
-                                [&](const auto& client) { return client.type == type; });
+  const auto session = inspect::readSession(*inspect::openMachine(), {.withConnections = false});
+  return std::any_of(session.clients.begin(), session.clients.end(),
+                     [&](const auto& client) { return client.type == type; });
 }
 
 HostOptions with(bool host::Faults::*fault) {

@@ -55,8 +55,10 @@ Holdings Holdings::now() {
                LIPC::platform::listOwnFiles(),
                LIPC::platform::listOwnSegments(),
                {}};
-  for (const auto& semaphore : LIPC::platform::listNamedSemaphores())
-    all.semaphores.insert(semaphore.name);
+  if (const auto semaphores = LIPC::platform::listNamedSemaphores()) {
+    for (const auto& semaphore : *semaphores)
+      all.semaphores.insert(semaphore.name);
+  }
   return all;
 }
 

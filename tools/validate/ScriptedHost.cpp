@@ -26,8 +26,8 @@ ScriptedHost::ScriptedHost(Context& context, std::uint32_t type, const host::Hos
     : mContext(context), mType(type), mWhat(std::move(what)) {
   context.reporter.step("the start of " + mWhat, cHostTime);
   try {
-    mHost = std::make_unique<host::SessionHost>(options,
-                                                [this](const host::Event& event) { note(event); });
+    mHost = std::make_unique<host::SessionHost>(
+        options, [this](const inspect::Event& event) { note(event); });
   } catch (const host::SessionAliveError& error) {
     context.reporter.giveUp(eExitSessionAlive, error.what());
   } catch (const host::HostError& error) {
@@ -45,8 +45,8 @@ std::vector<std::string> ScriptedHost::stop() {
   return mHost->stop();
 }
 
-void ScriptedHost::note(const host::Event& event) {
-  using Kind = host::Event::eKind;
+void ScriptedHost::note(const inspect::Event& event) {
+  using Kind = inspect::Event::eKind;
   const std::lock_guard lock(mMutex);
   if (event.kind == Kind::eJoined && event.type != mType)
     mOtherTypes += (mOtherTypes.empty() ? "" : ", ") + typeText(event.type);

@@ -47,7 +47,7 @@ class ScriptedHost {
   std::vector<std::string> stop();
 
  private:
-  void note(const host::Event& event);
+  void note(const inspect::Event& event);
   bool waitUntil(const std::string& what, std::chrono::milliseconds time,
                  const std::function<bool()>& condition);
 
