@@ -185,6 +185,27 @@ void diagnoseTwice(const SessionPicture& session, Findings& findings) {
                           {}});
 }
 
+/// Who refreshes its stamp does so more often than that.
+constexpr std::int64_t cStandingMS = 2500;
+
+/// Who died while the session was watched, and was taken out by its host before the end.
+void diagnoseGone(const Watched& watched, Findings& findings) {
+  for (const WatchedClient& client : watched.gone) {
+    if (client.unchangedMS < cStandingMS || watched.find(client.id) != nullptr) continue;
+    const std::string seconds = std::to_string(client.unchangedMS / 1000) + "." +
+                                std::to_string(client.unchangedMS % 1000 / 100) + " s";
+    findings.push_back(
+        {"client-died",
+         eSeverity::eNotice,
+         client.id,
+         "The client " + quoted(client.id) + " died, and its host took it out.",
+         {"it had a row when the watch began, and its stamp had stood still for " + seconds +
+          " when the row was freed"},
+         {"Nothing is left to do for the session. Why it ended, its own messages and "
+          "the system's log may say."}});
+  }
+}
+
 }  // namespace
 
 void diagnoseClients(const Exam& exam, Findings& findings) {
@@ -201,6 +222,7 @@ void diagnoseClients(const Exam& exam, Findings& findings) {
                         {"their stamps changed while they were watched"},
                         {}});
   diagnoseTwice(exam.session, findings);
+  if (exam.watched) diagnoseGone(*exam.watched, findings);
 }
 
 }  // namespace inspect

@@ -37,17 +37,20 @@ class Watch {
       if (id.isDefined() && present.insert(id).second) lookAtClient(id, now);
     }
     mClients.keepOnly(present);
-    std::erase_if(mSeen, [&](const auto& seen) { return present.count(seen.first) == 0; });
+    for (auto seen = mSeen.begin(); seen != mSeen.end();) {
+      if (present.count(seen->first) != 0) {
+        ++seen;
+        continue;
+      }
+      mWatched.gone.push_back(watched(*seen, now));
+      seen = mSeen.erase(seen);
+    }
   }
 
   Watched result(std::chrono::milliseconds duration, SteadyTime now) {
     mWatched.milliseconds = duration.count();
-    for (const auto& [id, seen] : mSeen) {
-      const auto unchanged =
-          std::chrono::duration_cast<std::chrono::milliseconds>(now - seen.since);
-      mWatched.clients.push_back(
-          {id.text(), seen.stamp.has_value(), seen.isLost, unchanged.count(), seen.changes});
-    }
+    for (const auto& seen : mSeen)
+      mWatched.clients.push_back(watched(seen, now));
     return std::move(mWatched);
   }
 
@@ -58,6 +61,13 @@ class Watch {
     std::int32_t changes = 0;
     bool isLost = false;
   };
+
+  static WatchedClient watched(const std::pair<const LIPC::ClientID, Seen>& client,
+                               SteadyTime now) {
+    const auto& [id, seen] = client;
+    const auto unchanged = std::chrono::duration_cast<std::chrono::milliseconds>(now - seen.since);
+    return {id.text(), seen.stamp.has_value(), seen.isLost, unchanged.count(), seen.changes};
+  }
 
   void lookAtHeartbeat(std::uint64_t heartbeat) {
     if (mHasLooked && heartbeat > mWatched.heartbeat) {

@@ -35,7 +35,8 @@ struct Watched {
   /// Of the registration lock at the end; nothing where the system does not tell.
   std::optional<std::int32_t> lockCount;
   bool isLockStuck = false;  // held without a request for longer than a join takes
-  std::vector<WatchedClient> clients;
+  std::vector<WatchedClient> clients;  // with a row at the end
+  std::vector<WatchedClient> gone;     // whose row went meanwhile
 
   bool isBeating() const { return beats > 0; }
   const WatchedClient* find(const std::string& id) const;
@@ -43,7 +44,7 @@ struct Watched {
   template <class Archive>
   void fields(Archive& archive) {
     archive(milliseconds, isTableThere, heartbeat, beats, heartbeatsBack, lockCount, isLockStuck,
-            clients);
+            clients, gone);
   }
 };
 

@@ -120,7 +120,7 @@ TEST(Diagnosis, ASessionIsFoundAsItIs) {
   for (std::string* name : {&session.registrationSemaphore, &session.registrationEndedSemaphore,
                             &session.newAudioDataSemaphore, &session.registrationLock})
     *name = "00000000name";
-  exam.watched = {5300, true, 53, 53, 0, 1, false, {{"a", true, false, 100, 10}}};
+  exam.watched = {5300, true, 53, 53, 0, 1, false, {{"a", true, false, 100, 10}}, {}};
   ClientPicture& client = session.clients.emplace_back();
   client.id = "a";
   client.segments = {segment("a", 1248), segment("a-send", 4712), segment("a-return", 4712)};

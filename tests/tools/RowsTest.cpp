@@ -35,8 +35,8 @@ TEST(Rows, AValueHasANumberAndMayHaveANameAndADefault) {
   ASSERT_TRUE(settings.join() && engine.join());
   settings.setString(0, "Stage\x1b");
   const std::string snapshot = testing::TempDir() + "rows.snapshot";
-  ASSERT_TRUE(
-      inspect::writeSnapshot(snapshot, *inspect::openMachine(), 0ms, [](double) { return true; }));
+  std::ofstream(snapshot) << *inspect::takeSnapshot(*inspect::openMachine(), 0ms,
+                                                    [](double) { return true; });
   settings.setString(0, "Stage C");
   for (const auto& [what, status, output] :
        {std::tuple{"settings facility", 0, "Stage C\n"},
