@@ -11,6 +11,7 @@
 #include <nlohmann/json.hpp>
 #include <unistd.h>
 
+#include "inspect/Evidence.h"
 #include "lipc/session/ShmManaged.h"
 #include "tools/Text.h"
 
@@ -40,6 +41,21 @@ inspect::Watched watch(inspect::Source& source) {
   inspect::Watched watched = source.watch(inspect::cFullWatch, progress);
   if (isShown) std::fputs("\r\x1b[K", stderr);
   return watched;
+}
+
+/// Another reader has a segment attached while it looks, and may be taken for its owner: by then it
+/// has let go, and the system is asked anew who has it.
+constexpr std::chrono::milliseconds cReadersGone(1100);
+constexpr int cMostLooks = 2;
+
+bool isAnybodyHeld(const inspect::Exam& exam) {
+  if (!exam.watched) return false;
+  const inspect::SessionPicture& session = exam.session;
+  const auto isHeld = [&](const inspect::ClientPicture& client) {
+    return judgeClient(client, session, *exam.watched).verdict == inspect::eVerdict::eHeld;
+  };
+  return judgeHost(session, *exam.watched).verdict == inspect::eVerdict::eHeld ||
+         std::any_of(session.clients.begin(), session.clients.end(), isHeld);
 }
 
 /// Those that were leftovers before, too: a client that joins has not attached what it makes for a
@@ -87,10 +103,15 @@ inspect::Exam examine(inspect::Source& source, bool isQuick) {
   } else if (!isQuick) {
     exam.watched = watch(source);
   }
-  exam.session = readSession(source, {.watchHeartbeatMS = isQuick ? 300 : 0,
-                                      .withRings = true,
-                                      .withUsers = true,
-                                      .withSettings = true});
+  const inspect::ReadOptions options{.watchHeartbeatMS = isQuick ? 300 : 0,
+                                     .withRings = true,
+                                     .withUsers = true,
+                                     .withSettings = true};
+  exam.session = readSession(source, options);
+  for (int look = 0; look < cMostLooks && source.isLive() && isAnybodyHeld(exam); ++look) {
+    std::this_thread::sleep_for(cReadersGone);
+    exam.session = readSession(source, options);
+  }
   exam.machine = source.machine();
   exam.leftovers = leftoversIn(exam.machine);
   if (source.isLive()) exam.leftovers = still(before, std::move(exam.leftovers));

@@ -48,6 +48,19 @@ std::map<std::string, std::string> everything() {
   return all;
 }
 
+/// Follows the page's events for two seconds.
+void lookAtPage(Process& server) {
+  ASSERT_TRUE(server.waitForLine("http://", 10s)) << server.output();
+  const std::string url = server.line().substr(server.line().find("http://") + 7);
+  const std::string port = url.substr(url.find(':') + 1, url.find('/') - url.find(':') - 1);
+  Process reader({"/bin/bash", "-c",
+                  "exec 3<>/dev/tcp/127.0.0.1/" + port +
+                      "; printf 'GET /events HTTP/1.1\\r\\nHost: localhost\\r\\n\\r\\n' >&3; "
+                      "timeout 2 cat <&3"});
+  EXPECT_TRUE(reader.waitForLine("tone", 5s)) << reader.output();
+  reader.wait(5s);
+}
+
 TEST(Passive, NoReadingSubcommandChangesAByte) {
   Process host({LIPC_COMMAND, "host"});
   ASSERT_TRUE(host.waitForLine("Clients", 15s)) << host.output();
@@ -65,13 +78,17 @@ TEST(Passive, NoReadingSubcommandChangesAByte) {
   // Those that go on until they are told to end are told so after two seconds.
   const std::vector<std::vector<std::string>> commands = {
       {"ls"},
-      {"ls", "--json"},
-      {"show", "tone"},
+      {"ls", "--ids"},
+      {"show", "tone", "--json"},
+      {"get", "tone", "p4"},
+      {"doctor"},
+      {"reap", "--dry-run"},
       {"snapshot", snapshot},
       {"top", "--once"},
       {"ls", "--from", snapshot},
       {"graph", "--wires"},
       {"watch"},
+      {"serve", "--port", "0"},
       {"show", "meter", "--from", snapshot, "--json"},
   };
   for (const auto& arguments : commands) {
@@ -79,6 +96,7 @@ TEST(Passive, NoReadingSubcommandChangesAByte) {
     line.insert(line.end(), arguments.begin(), arguments.end());
     Process command(line);
     const bool isEndless = arguments[0] == "watch" || arguments[0] == "serve";
+    if (arguments[0] == "serve") lookAtPage(command);
     if (isEndless) std::this_thread::sleep_for(2s);
     if (isEndless) command.signal(SIGINT);
     command.waitForLine("a line that never comes", 20s);
