@@ -107,7 +107,7 @@ World& worldOf(int pass, unsigned channels) {
   if (!sHost) {
     host::HostOptions options;
     options.faults.noAudio = true;  // the peers are the host's audio
-    sHost = std::make_unique<host::SessionHost>(options, [](const host::Event&) {});
+    sHost = std::make_unique<host::SessionHost>(options, [](const inspect::Event&) {});
   }
   if (!sWorld || sPass != pass || sWorld->channels != channels) {
     sWorld.reset();

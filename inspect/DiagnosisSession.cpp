@@ -212,8 +212,8 @@ void diagnoseSemaphores(const Exam& exam, Findings& findings) {
   std::vector<std::string> missing;
   for (const auto& [what, name] : records) {
     const auto& all = exam.machine.semaphores;
-    const bool isThere = std::any_of(all.begin(), all.end(), [&, name = name](const auto& each) {
-      return each.platformName == *name;
+    const bool isThere = std::any_of(all.begin(), all.end(), [&, wanted = name](const auto& each) {
+      return each.platformName == *wanted;
     });
     if (name->empty()) {
       missing.push_back(std::string("the table's record of \"") + what + "\" is malformed");

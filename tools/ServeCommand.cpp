@@ -8,6 +8,8 @@
 #include <string>
 #include <thread>
 
+#include <unistd.h>
+
 #include "tools/Commands.h"
 #include "tools/Failure.h"
 #include "tools/Output.h"

@@ -39,8 +39,8 @@ std::map<std::string, std::string> everything() {
       if (!file.path().filename().string().starts_with("LIPC_") &&
           !file.path().filename().string().starts_with("sem."))
         continue;
-      const auto times = file.last_write_time().time_since_epoch().count();
-      all[path] = std::to_string(times) + " " +
+      const std::chrono::nanoseconds time = file.last_write_time().time_since_epoch();
+      all[path] = std::to_string(time.count()) + " " +
                   std::to_string(std::hash<std::string>()(contentsOf(path))) + " " +
                   segmentOf(path);
     }
