@@ -23,9 +23,9 @@ constexpr long cStaleSeconds = 4;
 std::optional<long> ageOf(const std::string& stamp, std::int64_t now) {
   try {
     const auto time = boost::posix_time::from_iso_string(stamp);
-    const auto age = boost::posix_time::from_time_t(static_cast<std::time_t>(now)) - time;
-    if (age.is_special()) return std::nullopt;
-    return static_cast<long>(age.total_seconds());
+    const auto since = time - boost::posix_time::from_time_t(0);
+    if (since.is_special()) return std::nullopt;
+    return static_cast<long>(now - since.total_seconds());
   } catch (const std::exception&) {
     return std::nullopt;
   }

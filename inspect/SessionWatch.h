@@ -34,7 +34,7 @@ struct Watched {
   std::int32_t heartbeatsBack = 0;  // times that it went back: another host, or a fault
   /// Of the registration lock at the end; nothing where the system does not tell.
   std::optional<std::int32_t> lockCount;
-  bool isLockStuck = false;  // held without a request for longer than a join takes
+  bool isLockStuck = false;            // held without a request for longer than a join takes
   std::vector<WatchedClient> clients;  // with a row at the end
   std::vector<WatchedClient> gone;     // whose row went meanwhile
 

@@ -21,7 +21,7 @@ constexpr std::uint32_t cVersion = 1;
 constexpr std::size_t cHeadBytes = cMark.size() + 4 + 8 + 8;
 /// More than any session takes: 1024 clients with rings of 64 channels each way.
 constexpr std::size_t cLargestFile = std::size_t{4} << 30U;
-constexpr std::uint64_t cLargestSegment = std::uint64_t{2} << 30U;
+constexpr std::uint64_t cLargestSegment = std::uint64_t{256} << 20U;
 constexpr std::size_t cPage = 4096;
 
 /// Bytes of which pages of zeros are left out.
@@ -167,6 +167,28 @@ std::string whole(const Content& content) {
   return std::string(cMark) + head.bytes() + body.bytes();
 }
 
+/// Seconds that can be added and compared, and that a calendar has.
+void requireTime(std::int64_t seconds) {
+  constexpr std::int64_t cMost = 253402300799;  // the end of the year 9999
+  if (seconds < -cMost || seconds > cMost) throw ArchiveError("it has a time that is none");
+}
+
+void requireTimes(const Content& content) {
+  requireTime(content.machine.time);
+  for (const KeyFileFacts& file : content.machine.keyFiles)
+    requireTime(file.modified);
+  for (const SemaphoreFacts& semaphore : content.machine.semaphores)
+    requireTime(semaphore.ageSeconds);
+  const auto requireTimesOf = [](const SegmentFacts& segment) {
+    requireTime(segment.lastAttached);
+    requireTime(segment.lastDetached);
+  };
+  for (const SegmentFacts& segment : content.machine.segments)
+    requireTimesOf(segment);
+  for (const KeptSegment& segment : content.segments)
+    requireTimesOf(segment.facts);
+}
+
 Content contentOf(std::string_view bytes) {
   if (bytes.substr(0, cMark.size()) != cMark) throw ArchiveError("it is no snapshot");
   if (bytes.size() < cHeadBytes) throw ArchiveError("it was cut short");
@@ -184,6 +206,7 @@ Content contentOf(std::string_view bytes) {
   Content content;
   ArchiveReader reader(body.data(), body.size());
   reader(content);
+  requireTimes(content);
   return content;
 }
 
