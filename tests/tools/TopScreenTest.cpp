@@ -64,7 +64,7 @@ TEST(TopScreen, ShowsTheLevelOfAToneOpensAClientAndLeavesTheTerminalAsItWas) {
   tmux("send-keys q");
   tmux.expect("[0-9a-f:]{30,}\nstatus 0\n");
   tmux("send-keys Enter");
-  tmux.expect("host beating");
+  tmux.expect("\nq quit  h help");
   tmux("send-keys C-c");
   tmux.expect("([0-9a-f:]{30,})\nstatus 0\n\nstatus 0\n\\1\n");
 }
