@@ -1,6 +1,6 @@
 #include "inspect/Diagnosis.h"
 
-#include <algorithm>
+#include <utility>
 
 #include "inspect/DiagnosisParts.h"
 
@@ -42,9 +42,12 @@ std::vector<Finding> diagnose(const Exam& exam) {
                         {},
                         {"lipc doctor"}});
   }
-  std::stable_sort(findings.begin(), findings.end(),
-                   [](const Finding& a, const Finding& b) { return a.severity < b.severity; });
-  return findings;
+  Findings ordered;
+  for (const eSeverity severity : {eSeverity::eWrong, eSeverity::eNotice, eSeverity::eFine}) {
+    for (Finding& finding : findings)
+      if (finding.severity == severity) ordered.push_back(std::move(finding));
+  }
+  return ordered;
 }
 
 }  // namespace inspect
