@@ -182,8 +182,9 @@ int serve(host::SessionHost& session, const HostCommandOptions& options, Output&
   std::cout.flush();  // what the libraries said comes before the picture
 
   if (!options.once) follower.follow();
-  const auto picture = inspect::readSession(*inspect::openMachine(),
-                                            {.watchHeartbeatMS = cWatchMS, .withSettings = true});
+  const auto picture = inspect::readSession(
+      *inspect::openMachine(),
+      {.watchHeartbeatMS = cWatchMS, .withConnections = false, .withSettings = true});
   if (picture.state == inspect::SessionPicture::eRead && !sStopRequested) {
     output.print(options.asJson ? dump(sessionJson(picture), options.once ? 2 : -1)
                                 : sessionText(picture));
