@@ -6,27 +6,33 @@
 #include "tools/Value.h"
 
 namespace tools {
+
+using json = nlohmann::ordered_json;
+
+json valueJson(const ClientValue& value) {
+  json result = {{"what", placeText(value.place)}, {"name", value.name}};
+  if (value.place.isText) {
+    result["value"] = value.text;
+    result["default"] = value.defaultText;
+  } else {
+    result["value"] = value.number;
+    result["default"] = value.defaultNumber;
+  }
+  result["differs"] = !value.isDefault;
+  return result;
+}
+
 namespace {
 
 using inspect::ClientPicture;
 using inspect::RingPicture;
 using inspect::SessionPicture;
-using json = nlohmann::ordered_json;
 
 json valuesJson(const ClientPicture& client) {
   json values = json::array();
   for (const ClientValue& value : valuesOf(client)) {
     if (value.isDefault && value.name.empty()) continue;
-    json one = {{"what", placeText(value.place)}, {"name", value.name}};
-    if (value.place.isText) {
-      one["value"] = value.text;
-      one["default"] = value.defaultText;
-    } else {
-      one["value"] = value.number;
-      one["default"] = value.defaultNumber;
-    }
-    one["differs"] = !value.isDefault;
-    values.push_back(std::move(one));
+    values.push_back(valueJson(value));
   }
   return values;
 }

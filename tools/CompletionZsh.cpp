@@ -68,7 +68,7 @@ std::string value(const CompletedArgument& argument, const std::string& message)
   return ":" + heading(message) + ":" + action;
 }
 
-/// A specification for each name: "(all names)--name[description]:message:action".
+/// For each name what _arguments wants: "(all names)--name[description]:message:action".
 std::string optionSpecifications(const CompletedArgument& option) {
   std::string all, text;
   for (const std::string& name : option.names)

@@ -20,30 +20,15 @@ struct GetOptions {
   bool asJson = false;
 };
 
-nlohmann::ordered_json valueJson(const inspect::ClientPicture& client, const ClientValue& value) {
-  nlohmann::ordered_json json = {{"format", "lipc-get"},
-                                 {"version", 1},
-                                 {"id", client.id},
-                                 {"what", placeText(value.place)},
-                                 {"name", value.name}};
-  if (value.place.isText) {
-    json["value"] = value.text;
-    json["default"] = value.defaultText;
-  } else {
-    json["value"] = value.number;
-    json["default"] = value.defaultNumber;
-  }
-  json["differs"] = !value.isDefault;
-  return json;
-}
-
 void get(const GetOptions& options) {
   const auto source = openSource(options.from);
   const inspect::SessionPicture session = readOrFail(*source, {.withConnections = false});
   const inspect::ClientPicture& client = clientOrFail(session, options.id);
   const ClientValue value = valueAt(client, placeOrFail(options.what, client));
   if (options.asJson) {
-    print(dump(valueJson(client, value), 2) + "\n");
+    nlohmann::ordered_json json = {{"format", "lipc-get"}, {"version", 1}, {"id", client.id}};
+    json.update(valueJson(value));
+    print(dump(json, 2) + "\n");
   } else {
     print((value.place.isText ? printable(value.text) : numberText(value.number)) + "\n");
   }

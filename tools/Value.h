@@ -6,6 +6,8 @@
 #include <string_view>
 #include <vector>
 
+#include <nlohmann/json_fwd.hpp>
+
 #include "inspect/Picture.h"
 
 /// The values in a client's row: its offline parameters and its strings, and what the tables know
@@ -41,6 +43,7 @@ struct ClientValue {
   bool isDefault = false;
 };
 ClientValue valueAt(const inspect::ClientPicture& client, const ValuePlace& place);
+nlohmann::ordered_json valueJson(const ClientValue& value);
 /// All parameters, then all strings.
 std::vector<ClientValue> valuesOf(const inspect::ClientPicture& client);
 
