@@ -43,8 +43,9 @@ class Session {
       Process reader(command);
       reader.waitForLine(cNoLine, 5s);
       const int status = reader.wait(100ms);
-      const bool hasNothingToShow = status == 5 || status == 6;
-      if (!hasNothingToShow) noteEnd("reader", command[1], status);
+      // No session, no such client, damaged, of another version: each is an answer.
+      const bool saysWhy = status == 5 || status == 6 || status == 19 || status == 20;
+      if (!saysWhy) noteEnd("reader", command[1], status);
       seen += reader.output();
     }
     std::erase_if(seen, [](unsigned char each) { return std::isspace(each); });
