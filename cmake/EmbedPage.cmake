@@ -8,7 +8,7 @@ foreach(name index.html style.css page.js icon.svg)
   string(APPEND arrays "constexpr char ${array}[] = {${bytes}};\n")
   string(APPEND rows "    {\"${name}\", {${array}, sizeof ${array}}},\n")
 endforeach()
-file(WRITE "${OUTPUT}" "#include \"tools/PageFiles.h\"
+file(WRITE "${OUTPUT}" "#include \"tools/serve/PageFiles.h\"
 
 namespace tools {
 namespace {

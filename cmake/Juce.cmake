@@ -29,6 +29,7 @@ else()
     ${LIPC_JUCE_MODULES}/juce_events/juce_events.${juce_suffix}
     ${LIPC_JUCE_MODULES}/juce_data_structures/juce_data_structures.${juce_suffix})
   target_compile_options(juce_data PRIVATE -w)
+  set_target_properties(juce_data PROPERTIES UNITY_BUILD OFF)
   target_link_libraries(juce_data PUBLIC Threads::Threads ${CMAKE_DL_LIBS})
   if(APPLE)
     target_link_libraries(juce_data PUBLIC "-framework Foundation" "-framework Cocoa"

@@ -18,13 +18,6 @@ std::set<std::string> rowIDs(const SessionPicture& session) {
   return ids;
 }
 
-std::string idOf(const std::string& segmentName) {
-  for (const std::string suffix : {LIPC::cSendSuffix, LIPC::cReturnSuffix})
-    if (segmentName.ends_with(suffix))
-      return segmentName.substr(0, segmentName.size() - suffix.size());
-  return segmentName;
-}
-
 std::string keyText(std::int64_t key) {
   constexpr char digits[] = "0123456789abcdef";
   std::string text = "0x00000000";
@@ -36,7 +29,7 @@ std::string keyText(std::int64_t key) {
 /// Whether a client of the session, or the session itself, goes by that name now.
 bool isInUse(const std::string& name, const std::set<std::string>& rows, const Exam& exam) {
   if (LIPC::isSessionWideName(name)) return exam.session.table.has_value();
-  return rows.count(idOf(name)) != 0;
+  return rows.count(LIPC::clientIDOf(name)) != 0;
 }
 
 void diagnoseKeys(const Exam& exam, const std::set<std::string>& rows, Findings& findings) {
@@ -77,16 +70,15 @@ using FullNames = std::map<std::string, std::set<std::string>>;
 FullNames semaphoreNames(const Exam& exam, const std::set<std::string>& rows) {
   std::set<std::string> ids = rows;
   for (const KeyFileFacts& file : exam.machine.keyFiles)
-    if (!LIPC::isSessionWideName(file.name)) ids.insert(idOf(file.name));
+    if (!LIPC::isSessionWideName(file.name)) ids.insert(LIPC::clientIDOf(file.name));
   FullNames names;
   const auto add = [&](const std::string& full) {
     names[LIPC::Semaphore::platformName(full.c_str())].insert(full);
   };
   for (const std::string& id : ids)
-    for (const char* suffix : {LIPC::cMustDisconnectSuffix, LIPC::cKeepAliveMutexSuffix})
+    for (const char* suffix : LIPC::cClientSemaphoreSuffixes)
       add(id + suffix);
-  for (const char* suffix : {LIPC::cRegistrationSuffix, LIPC::cRegistrationEndedSuffix,
-                             LIPC::cNewAudioDataSuffix, LIPC::cClientsCanRegisterSuffix})
+  for (const char* suffix : LIPC::cSessionSemaphoreSuffixes)
     add(std::string(LIPC::cSessionSegment) + suffix);
   return names;
 }
@@ -94,7 +86,7 @@ FullNames semaphoreNames(const Exam& exam, const std::set<std::string>& rows) {
 /// Whether the semaphore is one of the session, or of a client in it.
 bool isSemaphoreInUse(const std::string& full, const std::set<std::string>& rows,
                       const Exam& exam) {
-  for (const std::string suffix : {LIPC::cMustDisconnectSuffix, LIPC::cKeepAliveMutexSuffix})
+  for (const std::string suffix : LIPC::cClientSemaphoreSuffixes)
     if (full.ends_with(suffix)) return rows.count(full.substr(0, full.size() - suffix.size())) != 0;
   return exam.session.table.has_value();
 }

@@ -16,17 +16,6 @@ namespace {
 
 constexpr std::int64_t cConstructionSeconds = 10;
 constexpr std::int64_t cKeyFileSeconds = 60;
-constexpr const char* cSemaphoreSuffixes[] = {LIPC::cMustDisconnectSuffix,
-                                              LIPC::cKeepAliveMutexSuffix};
-
-/// The ID of the client that has a segment of this name.
-std::string idOf(const std::string& segmentName) {
-  for (const std::string_view suffix : {LIPC::cSendSuffix, LIPC::cReturnSuffix}) {
-    if (segmentName.ends_with(suffix))
-      return segmentName.substr(0, segmentName.size() - suffix.size());
-  }
-  return segmentName;
-}
 
 /// Checksum characters, then characters 8 to 28 of a UUID.
 bool isOfUUID(std::string_view platformName) {
@@ -50,8 +39,8 @@ void addSegments(const MachineFacts& facts, std::vector<Leftover>& leftovers) {
     if (segment.creator.id > 0) evidence += "; it was made by " + processText(segment.creator);
     if (segment.lastUser.id > 0 && segment.lastUser.id != segment.creator.id)
       evidence += "; it was used last by " + processText(segment.lastUser);
-    leftovers.push_back({Leftover::eSegment, segment.name, idOf(segment.name), segment.id,
-                         segment.owner, true, std::move(evidence)});
+    leftovers.push_back({Leftover::eSegment, segment.name, LIPC::clientIDOf(segment.name),
+                         segment.id, segment.owner, true, std::move(evidence)});
   }
 }
 
@@ -64,13 +53,13 @@ struct SemaphoreNames {
 SemaphoreNames semaphoreNames(const MachineFacts& facts, const std::set<std::string>& idsInUse) {
   SemaphoreNames names;
   const auto forEach = [](const std::string& id, const auto& take) {
-    for (const char* suffix : cSemaphoreSuffixes)
+    for (const char* suffix : LIPC::cClientSemaphoreSuffixes)
       take(LIPC::Semaphore::platformName((id + suffix).c_str()));
   };
   for (const std::string& id : idsInUse)
     forEach(id, [&](std::string name) { names.used.insert(std::move(name)); });
   for (const KeyFileFacts& file : facts.keyFiles) {
-    const std::string id = idOf(file.name);
+    const std::string id = LIPC::clientIDOf(file.name);
     if (LIPC::isSessionWideName(id) || idsInUse.count(id) != 0) continue;
     forEach(id, [&](std::string name) { names.unused.emplace(std::move(name), id); });
   }
@@ -109,7 +98,7 @@ void addSemaphores(const MachineFacts& facts, const std::set<std::string>& idsIn
 void addKeyFiles(const MachineFacts& facts, const std::set<std::string>& idsWithSegment,
                  std::vector<Leftover>& leftovers) {
   for (const KeyFileFacts& file : facts.keyFiles) {
-    const std::string id = idOf(file.name);
+    const std::string id = LIPC::clientIDOf(file.name);
     const bool isOld = facts.time - file.modified >= cKeyFileSeconds;
     if (LIPC::isSessionWideName(id) || idsWithSegment.count(id) != 0 || !isOld) continue;
     leftovers.push_back({Leftover::eKeyFile, file.name, id, -1, file.owner, true,
@@ -125,8 +114,8 @@ std::vector<Leftover> leftoversIn(const MachineFacts& facts) {
   std::set<std::string> withSegment;
   std::set<std::string> inUse;
   for (const SegmentFacts& segment : facts.segments) {
-    withSegment.insert(idOf(segment.name));
-    if (!isLeftover(segment)) inUse.insert(idOf(segment.name));
+    withSegment.insert(LIPC::clientIDOf(segment.name));
+    if (!isLeftover(segment)) inUse.insert(LIPC::clientIDOf(segment.name));
   }
   std::vector<Leftover> leftovers;
   addSegments(facts, leftovers);

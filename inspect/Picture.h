@@ -30,19 +30,13 @@ struct SlicePicture {
   std::string clientID;  // who wrote it
 };
 
-/// Level of a channel in one block, linear.
-struct Level {
-  float peak = 0.0F;
-  float rms = 0.0F;
-};
-
 struct RingPicture {
   unsigned channels = 0;  // as its segment has room for
   int newest = 0;         // index of the newest slice
   std::array<SlicePicture, LIPC::SHMSlices::cSliceCount> slices;
   /// Of the newest slice that is ready, or with a "-send" ring the one before the newest, which its
-  /// client has finished; a level for each channel. Only with `withLevels`.
-  std::vector<Level> levels;
+  /// client has finished: the largest magnitude of each channel, linear. Only with `withLevels`.
+  std::vector<float> peaks;
 
   /// The slice `age` blocks behind the newest, 0 to 5.
   const SlicePicture& behind(int age) const {

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "lipc/realtime/MappedRing.h"
+#include "lipc/util/Meters.h"
 #include "lipc/util/SharedWord.h"
 
 namespace inspect {
@@ -32,25 +33,15 @@ SlicePicture pictureOf(const SHMSliceBuffer& slice) {
   return picture;
 }
 
-Level levelOf(const float* samples, unsigned count) {
-  Level level;
-  double power = 0;
-  for (unsigned i = 0; i < count; ++i) {
-    const float sample = samples[i];
-    level.peak = std::max(level.peak, std::fabs(sample));
-    power += static_cast<double>(sample) * sample;
-  }
-  if (count > 0) level.rms = static_cast<float>(std::sqrt(power / count));
-  return level;
-}
-
-std::vector<Level> levelsOf(const LIPC::MappedRing& ring, SHMSliceBuffer& slice) {
+std::vector<float> peaksOf(const LIPC::MappedRing& ring, SHMSliceBuffer& slice) {
   const LIPC::SliceSamples samples = ring.samplesOf(slice);
   const unsigned count = std::min<unsigned>(slice.sampleCount, LIPC::SHMChannel::cSampleCount);
-  std::vector<Level> levels;
-  for (unsigned channel = 0; channel < samples.channelCount; ++channel)
-    levels.push_back(levelOf(samples.channel(channel), count));
-  return levels;
+  std::vector<float> peaks(samples.channelCount);
+  for (unsigned channel = 0; channel < samples.channelCount; ++channel) {
+    const float* const data = samples.channel(channel);
+    LIPC::computeVU_peak(&data, 1, count, &peaks[channel], 1);
+  }
+  return peaks;
 }
 
 /// The age of the newest slice whose samples are whole.
@@ -82,7 +73,7 @@ std::optional<RingPicture> ringOf(const Mapping& mapping, bool isSend, bool with
   if (withLevels) {
     constexpr int count = SHMSlices::cSliceCount;
     const int index = (ring.newest + count - wholeAge(ring, isSend)) % count;
-    ring.levels = levelsOf(mapped, slices->slices[index]);
+    ring.peaks = peaksOf(mapped, slices->slices[index]);
   }
   return ring;
 }

@@ -20,7 +20,7 @@ using inspect::SessionPicture;
 constexpr std::size_t cValueColumns = 24;
 constexpr std::size_t cRunsALine = 3;
 
-std::string quoted(std::string_view text) {
+std::string quotedText(std::string_view text) {
   return fmt::format("\"{}\"", printable(text));
 }
 
@@ -38,8 +38,9 @@ std::string whyNoBuffer(const ClientPicture& client) {
 
 std::string headText(const SessionPicture& session, const ClientPicture& client,
                      const Style& style) {
-  std::string text = fmt::format(
-      "Client      {}  {}\n", style(eColour::eStrong, printable(client.id)), quoted(client.name));
+  std::string text =
+      fmt::format("Client      {}  {}\n", style(eColour::eStrong, printable(client.id)),
+                  quotedText(client.name));
   text += fmt::format("            row {}, type {}, mode {}, {} in, {} out\n", client.index,
                       typeText(client.type), modeText(client.mode), client.inputChannels,
                       client.outputChannels);

@@ -2,8 +2,8 @@
 #include <string>
 
 #include "tools/Commands.h"
-#include "tools/Completion.h"
 #include "tools/Output.h"
+#include "tools/completion/Completion.h"
 
 namespace tools {
 

@@ -10,6 +10,7 @@
 #include "tools/Commands.h"
 #include "tools/Consent.h"
 #include "tools/Failure.h"
+#include "tools/Look.h"
 #include "tools/Output.h"
 #include "tools/PassingClient.h"
 #include "tools/Picture.h"
@@ -24,7 +25,6 @@ using LIPC::Connection;
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-constexpr milliseconds cLook(50);
 constexpr milliseconds cConnectionLook(4000);
 
 struct ConnectOptions {

@@ -52,7 +52,7 @@ std::string text(const Findings& findings) {
   return all + "\n" + summary(findings);
 }
 
-nlohmann::ordered_json json(const inspect::Exam& exam, const Findings& findings) {
+nlohmann::ordered_json doctorJson(const inspect::Exam& exam, const Findings& findings) {
   nlohmann::ordered_json json = {{"format", "lipc-doctor"},
                                  {"version", 1},
                                  {"system", exam.machine.system},
@@ -72,7 +72,7 @@ void diagnose(const DoctorOptions& options, int& status) {
   const auto source = openSource(options.from);
   const inspect::Exam exam = examine(*source, options.isQuick);
   const Findings findings = inspect::diagnose(exam);
-  print(options.asJson ? dump(json(exam, findings), 2) + "\n" : text(findings));
+  print(options.asJson ? dump(doctorJson(exam, findings), 2) + "\n" : text(findings));
   if (countOf(findings, eSeverity::eWrong) != 0) status = eExitFindings;
 }
 

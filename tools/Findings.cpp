@@ -2,17 +2,16 @@
 
 #include <algorithm>
 #include <cctype>
-#include <cstdio>
 #include <cstdlib>
 #include <sstream>
 #include <thread>
 
 #include <fmt/core.h>
 #include <nlohmann/json.hpp>
-#include <unistd.h>
 
 #include "inspect/Evidence.h"
 #include "lipc/session/ShmManaged.h"
+#include "tools/ProgressLine.h"
 #include "tools/Text.h"
 
 namespace tools {
@@ -27,21 +26,6 @@ constexpr std::size_t cColumns = 80;
 constexpr std::size_t cMostLines = 12;
 /// As wide as the severities are written.
 const std::string cIndent(8, ' ');
-
-inspect::Watched watch(inspect::Source& source) {
-  const bool isShown = source.isLive() && isatty(STDERR_FILENO) != 0;
-  const double seconds = std::chrono::duration<double>(inspect::cFullWatch).count();
-  const auto progress = [&](double part) {
-    if (isShown)
-      std::fputs(
-          fmt::format("\rwatching the session: {:.0f} s left ", seconds * (1 - part)).c_str(),
-          stderr);
-    return true;
-  };
-  inspect::Watched watched = source.watch(inspect::cFullWatch, progress);
-  if (isShown) std::fputs("\r\x1b[K", stderr);
-  return watched;
-}
 
 /// Another reader has a segment attached while it looks, and may be taken for its owner: by then it
 /// has let go, and the system is asked anew who has it.
@@ -101,7 +85,8 @@ inspect::Exam examine(inspect::Source& source, bool isQuick) {
     exam.watched.emplace();  // nothing is to be watched
     if (source.isLive()) std::this_thread::sleep_for(2 * LIPC::ShmManaged::cOwnRemovalTime);
   } else if (!isQuick) {
-    exam.watched = watch(source);
+    ProgressLine line;
+    exam.watched = source.watch(inspect::cFullWatch, watchProgress(line));
   }
   const inspect::ReadOptions options{.watchHeartbeatMS = isQuick ? 300 : 0,
                                      .withRings = true,

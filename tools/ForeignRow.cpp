@@ -8,6 +8,7 @@
 #include "lipc/session/SessionNames.h"
 #include "lipc/util/SharedWord.h"
 #include "tools/Failure.h"
+#include "tools/Look.h"
 #include "tools/Text.h"
 
 namespace tools {
@@ -18,7 +19,6 @@ using std::chrono::steady_clock;
 
 /// A client's pass comes every 500 ms at the latest.
 constexpr milliseconds cStayWatch(700);
-constexpr milliseconds cLook(20);
 
 }  // namespace
 

@@ -5,13 +5,13 @@
 
 #include "tools/Commands.h"
 #include "tools/ExitStatus.h"
-#include "tools/GraphDrawing.h"
 #include "tools/Output.h"
 #include "tools/Picture.h"
 #include "tools/Reading.h"
-#include "tools/SessionGraph.h"
 #include "tools/Text.h"
 #include "tools/WholeFile.h"
+#include "tools/graph/GraphDrawing.h"
+#include "tools/graph/SessionGraph.h"
 
 namespace tools {
 namespace {

@@ -22,6 +22,7 @@
 #include "host/SessionHost.h"
 #include "tools/Commands.h"
 #include "tools/ExitStatus.h"
+#include "tools/Look.h"
 #include "tools/Output.h"
 #include "tools/Picture.h"
 #include "tools/Text.h"
@@ -33,7 +34,6 @@ using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
 constexpr milliseconds cClientTimeout(15'000);
-constexpr milliseconds cLook(20);
 constexpr int cWatchMS = 300;
 
 struct HostCommandOptions {

@@ -15,6 +15,7 @@
 #include "tools/Commands.h"
 #include "tools/Consent.h"
 #include "tools/Failure.h"
+#include "tools/Look.h"
 #include "tools/Output.h"
 #include "tools/Picture.h"
 #include "tools/Reading.h"
@@ -30,7 +31,6 @@ using std::chrono::steady_clock;
 constexpr seconds cLeaveTimeout(5);
 constexpr seconds cReturnTimeout(10);
 /// A client that leaves does not come back for a hundred milliseconds.
-constexpr std::chrono::milliseconds cLook(10);
 
 struct KickOptions {
   std::string id;

@@ -11,11 +11,11 @@
 #include "tables/SpeakerLayouts.h"
 #include "tools/Commands.h"
 #include "tools/ExitStatus.h"
-#include "tools/LayoutDrawing.h"
 #include "tools/Output.h"
 #include "tools/Picture.h"
 #include "tools/Text.h"
 #include "tools/WholeFile.h"
+#include "tools/layouts/LayoutDrawing.h"
 
 namespace tools {
 namespace {

@@ -8,14 +8,16 @@
 #include <utility>
 
 #include <fcntl.h>
+#include <fmt/core.h>
 #include <unistd.h>
 
 #include "inspect/Picture.h"
 #include "lipc/client/Client.h"
 #include "tools/Failure.h"
+#include "tools/Look.h"
+#include "tools/ProgressLine.h"
 #include "tools/Routing.h"
 #include "tools/StopRequest.h"
-#include "tools/Terminal.h"
 #include "tools/Text.h"
 
 namespace tools {
@@ -25,7 +27,6 @@ using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
 constexpr milliseconds cTimeout(10'000);
-constexpr milliseconds cLook(50);
 constexpr milliseconds cQuietWait(1000);  // before it is worth a word
 constexpr milliseconds cLockLook(1000);
 constexpr int cHeartbeatMS = 1000;
@@ -71,8 +72,8 @@ class PassingClient::KeptOutput {
     std::fseek(mFile, 0, SEEK_END);
     return line.empty() ? last : line;
   }
-  /// Where standard error goes otherwise, if that is a terminal; else -1.
-  int terminal() const { return isTerminal(mBefore[STDERR_FILENO]) ? mBefore[STDERR_FILENO] : -1; }
+  /// Where standard error goes otherwise.
+  int standardError() const { return mBefore[STDERR_FILENO]; }
 
  private:
   static void flush() {
@@ -85,31 +86,6 @@ class PassingClient::KeptOutput {
 };
 
 namespace {
-
-/// A line on a terminal that says that the command waits, and for how long; gone at the end.
-class Progress {
- public:
-  explicit Progress(int terminal) : mTerminal(terminal) {}
-  ~Progress() {
-    if (mShown >= 0) dprintf(mTerminal, "\r%*s\r", cColumns, "");
-  }
-  Progress(const Progress&) = delete;
-  Progress& operator=(const Progress&) = delete;
-
-  void show(milliseconds waited) {
-    const int seconds = static_cast<int>(waited.count() / 1000);
-    if (mTerminal < 0 || waited < cQuietWait || seconds == mShown) return;
-    mShown = seconds;
-    dprintf(mTerminal, "\rlipc: waiting for the session, %d of %d s ", seconds,
-            static_cast<int>(cTimeout.count() / 1000));
-  }
-
- private:
-  static constexpr int cColumns = 60;
-
-  int mTerminal;
-  int mShown = -1;
-};
 
 /// Why a session does not list what a participant published, by what can be seen from outside.
 std::string reason(inspect::Source& source, bool isConnected, const std::string& said) {
@@ -168,7 +144,7 @@ bool PassingClient::isConnected() const {
 
 void PassingClient::waitUntilListed(const LIPC::Connection& wanted, inspect::Source& source,
                                     KeptOutput& output) {
-  Progress progress(output.terminal());
+  ProgressLine line(output.standardError());
   for (const auto start = steady_clock::now();;) {
     if (isConnected()) {
       const auto listed = listedConnection(source, wanted.source, wanted.target);
@@ -188,7 +164,9 @@ void PassingClient::waitUntilListed(const LIPC::Connection& wanted, inspect::Sou
                     "see what is wrong with: lipc doctor",
                     endsText(wanted), cTimeout.count() / 1000, why);
     }
-    progress.show(waited);
+    if (waited >= cQuietWait)
+      line.show(fmt::format("lipc: waiting for the session, {} of {} s", waited.count() / 1000,
+                            cTimeout.count() / 1000));
     std::this_thread::sleep_for(cLook);
   }
 }

@@ -38,7 +38,7 @@ std::string text(const ReapPlan& plan) {
   return all;
 }
 
-nlohmann::ordered_json json(const ReapPlan& plan, bool isDryRun, const Reaped& reaped) {
+nlohmann::ordered_json reapJson(const ReapPlan& plan, bool isDryRun, const Reaped& reaped) {
   nlohmann::ordered_json json = {
       {"format", "lipc-reap"},     {"version", 1},
       {"dryRun", isDryRun},        {"verdicts", nlohmann::ordered_json::array()},
@@ -82,7 +82,7 @@ void runReap(const ReapOptions& options, int& status) {
                       : fmt::format("\n{} would be removed.\n",
                                     things == 1 ? "1 thing" : fmt::format("{} things", things)));
   }
-  if (options.asJson) print(dump(json(plan, options.isDryRun, reaped), 2) + "\n");
+  if (options.asJson) print(dump(reapJson(plan, options.isDryRun, reaped), 2) + "\n");
   if (things == 0 && plan.count(eAction::eOtherUser) > 0) status = eExitNoPermission;
 }
 

@@ -15,6 +15,7 @@
 #include "lipc/session/SessionBuffer.h"
 #include "lipc/session/ShmManaged.h"
 #include "tools/Failure.h"
+#include "tools/Look.h"
 
 namespace tools {
 namespace {
@@ -29,7 +30,6 @@ using std::chrono::steady_clock;
 constexpr milliseconds cLockDeadline(7000);
 /// As long as a client that leaves waits for its host's answer.
 constexpr milliseconds cAnswerDeadline(1500);
-constexpr milliseconds cLook(10);
 /// A host makes all of its session within that.
 constexpr milliseconds cBeginning(1000);
 

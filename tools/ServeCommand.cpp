@@ -13,9 +13,9 @@
 #include "tools/Commands.h"
 #include "tools/Failure.h"
 #include "tools/Output.h"
-#include "tools/PageServer.h"
 #include "tools/Reading.h"
-#include "tools/SessionFeed.h"
+#include "tools/serve/PageServer.h"
+#include "tools/serve/SessionFeed.h"
 
 namespace tools {
 namespace {

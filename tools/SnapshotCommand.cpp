@@ -6,8 +6,9 @@
 #include "tools/Commands.h"
 #include "tools/Failure.h"
 #include "tools/Output.h"
-#include "tools/Progress.h"
+#include "tools/ProgressLine.h"
 #include "tools/Reading.h"
+#include "tools/StopRequest.h"
 #include "tools/Text.h"
 #include "tools/WholeFile.h"
 
@@ -23,9 +24,10 @@ void snapshot(const SnapshotOptions& options) {
   const auto source = inspect::openMachine();
   std::optional<std::string> bytes;
   {
-    Progress progress("Watching the session");
+    catchStopRequests();
+    ProgressLine line;
     const auto duration = options.isQuick ? std::chrono::milliseconds(0) : inspect::cFullWatch;
-    bytes = inspect::takeSnapshot(*source, duration, std::ref(progress));
+    bytes = inspect::takeSnapshot(*source, duration, watchProgress(line));
   }
   if (!bytes) throw Failure(eExitFailure, "interrupted; no snapshot was written");
   if (options.file == "-") {

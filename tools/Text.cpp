@@ -117,6 +117,10 @@ std::string rangesText(const std::vector<int>& numbers) {
   return text;
 }
 
+std::string countText(std::size_t count, std::string_view thing) {
+  return fmt::format("{} {}{}", count, thing, count == 1 ? "" : "s");
+}
+
 std::string numberText(float value) {
   return std::isnan(value) ? "nan" : fmt::format("{}", value);
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -23,6 +24,8 @@ std::string modeLetters(std::uint32_t mode);
 std::string ageText(long seconds);
 /// Rising numbers: "0-3, 7"
 std::string rangesText(const std::vector<int>& numbers);
+/// "1 client", "3 clients"
+std::string countText(std::size_t count, std::string_view thing);
 /// The shortest decimal that reads back as the same float.
 std::string numberText(float value);
 /// HH:MM:SS, local time.

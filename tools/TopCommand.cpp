@@ -16,10 +16,10 @@
 #include "tools/Reading.h"
 #include "tools/Terminal.h"
 #include "tools/Text.h"
-#include "tools/TopJson.h"
-#include "tools/TopModel.h"
-#include "tools/TopScreen.h"
-#include "tools/TopView.h"
+#include "tools/top/TopJson.h"
+#include "tools/top/TopModel.h"
+#include "tools/top/TopScreen.h"
+#include "tools/top/TopView.h"
 
 namespace tools {
 namespace {

@@ -1,9 +1,6 @@
 #include <algorithm>
-#include <atomic>
 #include <cerrno>
 #include <chrono>
-#include <csignal>
-#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <memory>
@@ -20,6 +17,9 @@
 #include "tools/ExitStatus.h"
 #include "tools/Output.h"
 #include "tools/Picture.h"
+#include "tools/ProgressLine.h"
+#include "tools/StopRequest.h"
+#include "tools/Terminal.h"
 #include "tools/Text.h"
 #include "tools/validate/ChildProcess.h"
 #include "tools/validate/Report.h"
@@ -32,7 +32,6 @@ using std::chrono::steady_clock;
 
 constexpr int cMostTimes = 100'000;
 constexpr double cMostSeconds = 3600;
-constexpr std::size_t cProgressWidth = 79;
 
 struct ValidateOptions {
   std::string library;
@@ -45,46 +44,12 @@ struct ValidateOptions {
   std::string check;  // this process runs this one check
 };
 
-std::atomic<bool> sIsInterrupted{false};
-
-void catchSignals() {
-  struct sigaction action {};
-  action.sa_handler = [](int) { sIsInterrupted = true; };
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP})
-    sigaction(signal, &action, nullptr);
-}
-
 /// For --only: empty, or what is wrong with the name.
 std::string judgeName(const std::string& name) {
   if (findCheck(name) != nullptr) return {};
   return fmt::format("no check is called \"{}\". See which there are with: lipc validate --list",
                      printable(name));
 }
-
-/// The line of what goes on, which the next one takes the place of. Only for terminals.
-class ProgressLine {
- public:
-  explicit ProgressLine(bool isWanted) {
-    const char* const terminal = std::getenv("TERM");
-    mIsShown = isWanted && isatty(STDOUT_FILENO) != 0 && terminal != nullptr &&
-               std::strcmp(terminal, "dumb") != 0;
-  }
-
-  void show(const std::string& check, const std::string& step) const {
-    if (!mIsShown) return;
-    print("\r\x1b[K" + printable(fmt::format("  {}: {}", check, step)).substr(0, cProgressWidth));
-  }
-  void clear() const {
-    if (mIsShown) print("\r\x1b[K");
-  }
-  bool hasColours() const {
-    const char* const none = std::getenv("NO_COLOR");
-    return mIsShown && (none == nullptr || *none == '\0');
-  }
-
- private:
-  bool mIsShown;
-};
 
 /// What a check's process that did not end in order left of its session, by a host's own start and
 /// stop.
@@ -105,8 +70,7 @@ bool isMachineFree(int& status) {
     }
     complain(
         "a session is alive on this machine, and the checks need the session for themselves. "
-        "Nothing "
-        "was touched. End its host; see it with: lipc ls");
+        "Nothing was touched. End its host; see it with: lipc ls");
     status = eExitSessionAlive;
   } catch (const host::SessionAliveError& error) {
     complain("{}", error.what());
@@ -135,7 +99,7 @@ bool endsAll(const Result& result) {
 /// Runs the chosen checks one after the other. Throws CannotGoOn.
 class Run {
  public:
-  explicit Run(const ValidateOptions& options) : mOptions(options), mProgress(!options.asJson) {
+  explicit Run(const ValidateOptions& options) : mOptions(options) {
     mReport.library = options.library;
   }
 
@@ -168,8 +132,8 @@ class Run {
       result = inChild(check);
       if (!result) return false;
     }
-    mProgress.clear();
-    if (!mOptions.asJson) print(resultText(*result, mProgress.hasColours()));
+    mLine.clear();
+    if (!mOptions.asJson) print(resultText(*result, Style::ofOutput().hasColours()));
     if (!mEnd && endsAll(*result)) mEnd = result;
     mReport.results.push_back(std::move(*result));
     return true;
@@ -179,8 +143,11 @@ class Run {
     try {
       std::optional<Result> result =
           runCheck(check, {mOptions.library, mOptions.times, mOptions.callSeconds,
-                           [&](const std::string& step) { mProgress.show(check.name, step); },
-                           &sIsInterrupted});
+                           [&](const std::string& step) {
+                             if (!mOptions.asJson)
+                               mLine.show(fmt::format("  {}: {}", check.name, step));
+                           },
+                           isStopRequested});
       if (!result || !result->endedInOrder) clearAway();
       return result;
     } catch (const CannotGoOn&) {
@@ -192,7 +159,7 @@ class Run {
   }
 
   const ValidateOptions& mOptions;
-  const ProgressLine mProgress;
+  ProgressLine mLine{STDOUT_FILENO};
   Report mReport;
   std::optional<Result> mEnd;  // after which the rest is skipped
 };
@@ -226,7 +193,7 @@ int runChecks(const ValidateOptions& options) {
       return eExitFailure;
     }
   }
-  catchSignals();
+  catchStopRequests();
   try {
     Run run(options);
     if (run.all()) return finish(run, options, junit);

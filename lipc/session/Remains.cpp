@@ -12,18 +12,17 @@
 namespace LIPC {
 namespace {
 
-constexpr const char* cSemaphoreSuffixes[] = {cMustDisconnectSuffix, cKeepAliveMutexSuffix};
-
 /// Whether a client of the session has a semaphore of that platform name.
 bool isSemaphoreOfAnother(const std::string& platformName, const ClientID& id,
                           const SessionBuffer& session) {
   const auto hasIt = [&](const ClientEntry& entry) {
     const ClientID other = entry.id;
     if (!other.isDefined() || other == id) return false;
-    return std::any_of(
-        std::begin(cSemaphoreSuffixes), std::end(cSemaphoreSuffixes), [&](const char* suffix) {
-          return Semaphore::platformName((other.text() + suffix).c_str()) == platformName;
-        });
+    return std::any_of(std::begin(cClientSemaphoreSuffixes), std::end(cClientSemaphoreSuffixes),
+                       [&](const char* suffix) {
+                         return Semaphore::platformName((other.text() + suffix).c_str()) ==
+                                platformName;
+                       });
   };
   return std::any_of(std::begin(session.entries), std::end(session.entries), hasIt);
 }
@@ -48,7 +47,7 @@ unsigned removeRemains(const ClientID& id, const SessionBuffer& session) {
   for (const std::string& name : unattachedOf(id, session))
     if (ShmManaged::removeIfUnattached(name.c_str())) ++removed;
   if (ShmManaged::find(id.text().c_str())) return removed;
-  for (const char* suffix : cSemaphoreSuffixes) {
+  for (const char* suffix : cClientSemaphoreSuffixes) {
     const std::string fullName = id.text() + suffix;
     if (!isSemaphoreOfAnother(Semaphore::platformName(fullName.c_str()), id, session)) {
       Semaphore::unlink(fullName.c_str());

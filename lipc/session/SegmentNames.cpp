@@ -16,9 +16,6 @@ namespace {
 /// Every new key file is a new try at one of some 65,000 keys.
 constexpr int cNewKeys = 8;
 
-constexpr const char* cSessionWideSegments[] = {cSessionSegment, cVersionSegment, cNoConnectSegment,
-                                                cPannerValuesSegment};
-
 bool hasKey(const std::string& name, key_t key) {
   return existingShmKey(name.c_str()) == key;
 }
@@ -79,6 +76,13 @@ std::string claimName(const std::string& name, const ClientID& id, const Session
 std::array<std::string, 3> segmentNamesOf(const ClientID& id) {
   const std::string name = id.text();
   return {name, name + cSendSuffix, name + cReturnSuffix};
+}
+
+std::string clientIDOf(const std::string& segmentName) {
+  for (const std::string_view suffix : {cSendSuffix, cReturnSuffix})
+    if (segmentName.ends_with(suffix))
+      return segmentName.substr(0, segmentName.size() - suffix.size());
+  return segmentName;
 }
 
 bool hasSizeOfName(const std::string& name, std::size_t bytes) {

@@ -9,6 +9,8 @@ namespace LIPC {
 
 /// The names of a client's three segments: buffer, "-send", "-return".
 std::array<std::string, 3> segmentNamesOf(const ClientID& id);
+/// The ID of the client that has a segment of this name.
+std::string clientIDOf(const std::string& segmentName);
 
 /// True for the sizes that a client's segment of this name has.
 bool hasSizeOfName(const std::string& name, std::size_t bytes);

@@ -24,12 +24,15 @@ inline constexpr char cReturnSuffix[] = "-return";
 inline constexpr char cConnectionPoolSegment[] = "LIPC_SESSION_CONNECTION_POOL";
 inline constexpr char cConnectionListName[] = "LIPC_SESSION_CONNECTION_LIST";
 
-/// True for the names of the segments that belong to the session as a whole; no client has one as
-/// its ID.
+/// The System V segments that belong to the session as a whole.
+inline constexpr const char* cSessionWideSegments[] = {cSessionSegment, cVersionSegment,
+                                                       cNoConnectSegment, cPannerValuesSegment};
+
+/// True for their names and those of the connection pool; no client has one as its ID.
 constexpr bool isSessionWideName(std::string_view name) {
-  return name == cSessionSegment || name == cVersionSegment || name == cNoConnectSegment ||
-         name == cPannerValuesSegment || name == cConnectionPoolSegment ||
-         name == cConnectionListName;
+  for (const std::string_view wide : cSessionWideSegments)
+    if (name == wide) return true;
+  return name == cConnectionPoolSegment || name == cConnectionListName;
 }
 
 // Named semaphores: session name or client ID, then the suffix.
@@ -39,6 +42,10 @@ inline constexpr char cNewAudioDataSuffix[] = "NewAudioDataAvailable";
 inline constexpr char cClientsCanRegisterSuffix[] = "ClientsCanRegisterMutex";
 inline constexpr char cMustDisconnectSuffix[] = "ClientMustDisconnect";
 inline constexpr char cKeepAliveMutexSuffix[] = "mKeepAliveTimestampMutex";
+inline constexpr const char* cSessionSemaphoreSuffixes[] = {
+    cRegistrationSuffix, cRegistrationEndedSuffix, cNewAudioDataSuffix, cClientsCanRegisterSuffix};
+inline constexpr const char* cClientSemaphoreSuffixes[] = {cMustDisconnectSuffix,
+                                                           cKeepAliveMutexSuffix};
 inline constexpr char cSliceAccessSuffix[] = "SHMSliceBufferAccessMutex";
 
 /// Rows of the session table; also the index that means absent.

@@ -61,7 +61,7 @@ TEST(Snapshot, HoldsTheSessionAndIsRefusedWhenItIsNotWhatWasWritten) {
   ASSERT_EQ(picture.clients.size(), 1U);
   EXPECT_EQ(picture.clients[0].strings[7], "text");
   EXPECT_EQ(picture.clients[0].send->channels, 16U);
-  EXPECT_EQ(picture.clients[0].send->levels.size(), 16U);
+  EXPECT_EQ(picture.clients[0].send->peaks.size(), 16U);
   EXPECT_EQ(picture.clients[0].segments[2]->bytes, 4712U + 2 * 24576);
   ASSERT_TRUE(picture.connections) << picture.poolError;
   EXPECT_EQ(picture.connections->at(0).wires[0].channel[1], 4);

@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tools/Completion.h"
+#include "tools/completion/Completion.h"
 
 namespace {
 

@@ -3,8 +3,8 @@
 
 #include <gtest/gtest.h>
 
-#include "tools/GraphDrawing.h"
-#include "tools/GraphLayout.h"
+#include "tools/graph/GraphDrawing.h"
+#include "tools/graph/GraphLayout.h"
 
 namespace {
 

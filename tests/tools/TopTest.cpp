@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "tools/Terminal.h"
-#include "tools/TopView.h"
+#include "tools/top/TopView.h"
 
 namespace {
 
@@ -20,7 +20,7 @@ RingPicture ringAt(std::int64_t stamp, unsigned channels, float peak) {
   ring.channels = channels;
   for (int age = 0; age < 6; ++age)
     ring.slices[static_cast<std::size_t>((6 - age) % 6)] = {stamp - 100 * age, 100, true, "c"};
-  ring.levels.assign(channels, {peak, peak});
+  ring.peaks.assign(channels, peak);
   return ring;
 }
 

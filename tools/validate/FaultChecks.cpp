@@ -11,6 +11,7 @@
 #include "inspect/Picture.h"
 #include "lipc/util/platform/SelfPlatform.h"
 #include "tools/ExitStatus.h"
+#include "tools/Look.h"
 #include "tools/Text.h"
 #include "tools/validate/ScriptedHost.h"
 #include "tools/validate/TestedLibrary.h"
@@ -31,7 +32,6 @@ constexpr milliseconds cWatch(2'000);
 /// How often a bad host is begun anew because the client had joined: it may slip in once while the
 /// host is being made.
 constexpr int cTries = 3;
-constexpr milliseconds cLook(20);
 constexpr milliseconds cSpawnTime(10'000);
 
 /// The library, loaded, and its client, which waits for a host.

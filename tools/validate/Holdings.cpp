@@ -12,8 +12,6 @@ namespace tools::validate {
 namespace {
 
 constexpr std::size_t cMostNamed = 4;
-constexpr int cLooks = 20;
-constexpr std::chrono::milliseconds cLook(50);
 
 /// "3 threads (a, b, c)"
 void add(std::string& all, const char* kind, const std::vector<std::string>& things) {
@@ -38,6 +36,8 @@ std::vector<std::string> newIn(const LIPC::platform::Listing& now,
 
 template <class List>
 std::string leftOf(Context& context, const Holdings& before, const List& list) {
+  constexpr int cLooks = 20;
+  constexpr std::chrono::milliseconds cLook(50);
   context.reporter.step("the look at what is left", context.callTime + cLooks * cLook);
   std::string left;
   for (int look = 0; look < cLooks; ++look) {

@@ -13,11 +13,9 @@
 namespace tools::validate {
 namespace {
 
-using json = nlohmann::json;
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-constexpr milliseconds cLook(50);
 /// From the process's begin to its first word, and from its last word to its end.
 constexpr milliseconds cOwnTime(10'000);
 
@@ -41,8 +39,9 @@ class Follower {
 
   /// False: interrupted.
   bool follow(ChildProcess& child) {
+    constexpr milliseconds cLook(50);
     for (;;) {
-      if (*mOptions.isInterrupted) return false;
+      if (mOptions.isInterrupted()) return false;
       const auto status = child.ended();
       for (const std::string& line : child.read(status ? milliseconds(0) : cLook))
         hear(line);
@@ -68,7 +67,7 @@ class Follower {
 
  private:
   void hear(const std::string& line) {
-    const json word = json::parse(line, nullptr, false);
+    const auto word = nlohmann::json::parse(line, nullptr, false);
     if (!word.is_object()) return;
     if (word.contains("step")) {
       mStep = word.value("step", "");
@@ -81,7 +80,7 @@ class Follower {
     }
   }
 
-  void hearResult(const json& word) {
+  void hearResult(const nlohmann::json& word) {
     const std::string result = word.value("result", "");
     const std::string evidence = word.value("evidence", "");
     if (result == "impossible") throw CannotGoOn{word.value("status", 1), evidence};

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <atomic>
 #include <chrono>
 #include <functional>
 #include <optional>
@@ -38,7 +37,7 @@ struct RunOptions {
   double callSeconds;
   /// Called with what the check is about to do.
   std::function<void(const std::string&)> progress;
-  const std::atomic<bool>* isInterrupted;
+  bool (*isInterrupted)();
 };
 
 /// Runs one check. Nothing when it was interrupted. Throws CannotGoOn, and what `progress` throws;

@@ -6,6 +6,7 @@
 #include <fmt/core.h>
 
 #include "tools/ExitStatus.h"
+#include "tools/Look.h"
 #include "tools/Text.h"
 
 namespace tools::validate {
@@ -14,7 +15,6 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-constexpr milliseconds cLook(20);
 /// What a start or a stop of this project's own host takes at the most.
 constexpr milliseconds cHostTime(20'000);
 constexpr milliseconds cMargin(5'000);

@@ -1,0 +1,10 @@
+#pragma once
+
+#include <chrono>
+
+namespace tools {
+
+/// Between two looks at what another process does, while a command waits for it.
+inline constexpr std::chrono::milliseconds cLook(20);
+
+}  // namespace tools
