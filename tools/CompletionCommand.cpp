@@ -11,7 +11,7 @@ void addCompletionCommand(CLI::App& app, int&) {
   CLI::App* command = app.add_subcommand(
       "completion", "Print the script by which a shell completes lipc. Needs no session.");
   const auto shell = std::make_shared<std::string>();
-  command->add_option("shell", *shell, "The shell that is to load it")
+  command->add_option("SHELL", *shell, "The shell that is to load it")
       ->required()
       ->type_name("SHELL")
       ->check(CLI::IsMember({"bash", "zsh", "fish"}));

@@ -166,8 +166,12 @@ void addConnectCommand(CLI::App& app, int&) {
   CLI::App* command = app.add_subcommand(
       "connect", "Connect one client to another. A new connection stays while the command runs.");
   const auto options = std::make_shared<ConnectOptions>();
-  command->add_option("source", options->source, "ID of the client that sends")->required();
-  command->add_option("target", options->target, "ID of the client that receives")->required();
+  command->add_option("SOURCE", options->source, "ID of the client that sends")
+      ->required()
+      ->type_name("ID");
+  command->add_option("TARGET", options->target, "ID of the client that receives")
+      ->required()
+      ->type_name("ID");
   command
       ->add_option("--wires", options->wires,
                    "Which channel of the source goes to which of the target. Otherwise channel by "

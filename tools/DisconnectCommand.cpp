@@ -77,8 +77,12 @@ void addDisconnectCommand(CLI::App& app, int&) {
   CLI::App* command =
       app.add_subcommand("disconnect", "Cut the connection of one client to another.");
   const auto options = std::make_shared<DisconnectOptions>();
-  command->add_option("source", options->source, "ID of the client that sends")->required();
-  command->add_option("target", options->target, "ID of the client that receives")->required();
+  command->add_option("SOURCE", options->source, "ID of the client that sends")
+      ->required()
+      ->type_name("ID");
+  command->add_option("TARGET", options->target, "ID of the client that receives")
+      ->required()
+      ->type_name("ID");
   command->add_flag("-y,--yes", options->yes, "Do it without a question");
   command->add_flag("--json", options->asJson, "Print one JSON object");
   command->footer("Example:\n  lipc disconnect tone meter");

@@ -87,6 +87,7 @@ void addDoctorCommand(CLI::App& app, int& status) {
   command->add_flag("--quick", options->isQuick,
                     "Do not watch: who lives, and whether the lock is stuck, is not judged");
   addFromOption(*command, options->from);
+  command->get_option("--from")->description("Look at a snapshot instead of this machine");
   command->add_flag("--json", options->asJson, "Print one JSON object");
   command->footer("Example:\n  lipc doctor --json");
   command->callback([options, &status] { diagnose(*options, status); });

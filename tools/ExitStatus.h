@@ -18,7 +18,7 @@ enum eExitStatus : int {
   eExitNoValue = 11,       // no parameter or string of that name, or no such value
   eExitNoConnection = 12,  // no such connection
   eExitFindings = 13,      // something is wrong
-  eExitSnapshot = 14,      // a snapshot cannot be written or read
+  eExitSnapshot = 14,      // a snapshot cannot be read
   eExitNotCertified = 15,  // a library failed a check
   eExitNoPermission = 16,  // another user's
   eExitNotDone = 17,       // the session did not do what was asked in time

@@ -40,9 +40,9 @@ void addGetCommand(CLI::App& app, int&) {
   CLI::App* command = app.add_subcommand(
       "get", "Print one offline parameter or string of a client, by number or by name.");
   const auto options = std::make_shared<GetOptions>();
-  command->add_option("id", options->id, "The client's ID")->required();
+  command->add_option("ID", options->id, "The client's ID")->required()->type_name("ID");
   command
-      ->add_option("what", options->what,
+      ->add_option("WHAT", options->what,
                    "p12 or 12: a parameter; s3: a string; or a name out of lipc show")
       ->required();
   addFromOption(*command, options->from);

@@ -276,6 +276,7 @@ void addHostCommand(CLI::App& app, int& status) {
           "seed gives the same faults at the same times")
       ->type_name("N")
       ->group(faults);
+  command->footer("Example:\n  lipc host --load build/settings/VexoSettings.so --counters 10");
   command->callback([options, &status] { status = runHost(*options); });
 }
 

@@ -172,7 +172,7 @@ void addKickCommand(CLI::App& app, int&) {
   CLI::App* command = app.add_subcommand(
       "kick", "Ask a client to leave, and see whether it does and whether it comes back.");
   const auto options = std::make_shared<KickOptions>();
-  command->add_option("id", options->id, "The client's ID")->required();
+  command->add_option("ID", options->id, "The client's ID")->required()->type_name("ID");
   command->add_flag("-y,--yes", options->yes, "Do it without a question");
   command->add_flag("--json", options->asJson, "Print one JSON object");
   command->footer("Example:\n  lipc kick tone");

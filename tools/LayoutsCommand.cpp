@@ -169,7 +169,7 @@ void addLayoutsCommand(CLI::App& app, int& status) {
   CLI::App* command = app.add_subcommand(
       "layouts", "List the speaker layouts, or show or draw one. Needs no session.");
   const auto options = std::make_shared<LayoutsOptions>();
-  CLI::Option* const key = command->add_option("key", options->key, "The layout's key, a number");
+  CLI::Option* const key = command->add_option("KEY", options->key, "The layout's key, a number");
   CLI::Option* const asJson = command->add_flag("--json", options->asJson, "Print one JSON object");
   CLI::Option* const svg = command->add_option("--svg", options->svgPath,
                                                "Draw the layout of KEY into this SVG file, "

@@ -96,7 +96,7 @@ void addReapCommand(CLI::App& app, int& status) {
   const auto options = std::make_shared<ReapOptions>();
   command->add_flag("--dry-run", options->isDryRun,
                     "Change nothing; print the evidence for each verdict and what would be done");
-  command->add_flag("--yes", options->yes, "Do not ask");
+  command->add_flag("-y,--yes", options->yes, "Do not ask");
   command->add_flag("--json", options->asJson, "Print one JSON object");
   command->footer("Example:\n  lipc reap --dry-run");
   command->callback([options, &status] { runReap(*options, status); });

@@ -100,9 +100,9 @@ void set(const SetOptions& options) {
 void addSetCommand(CLI::App& app, int&) {
   CLI::App* command = app.add_subcommand("set", "Set an offline parameter of a client.");
   const auto options = std::make_shared<SetOptions>();
-  command->add_option("id", options->id, "The client's ID")->required();
-  command->add_option("what", options->what, "The parameter: its number, or its name")->required();
-  command->add_option("value", options->value, "The number that it is to have")->required();
+  command->add_option("ID", options->id, "The client's ID")->required()->type_name("ID");
+  command->add_option("WHAT", options->what, "The parameter: its number, or its name")->required();
+  command->add_option("VALUE", options->value, "The number that it is to have")->required();
   command->add_flag("-y,--yes", options->yes, "Do it without a question");
   command->add_flag("--json", options->asJson, "Print one JSON object");
   command->footer("Example:\n  lipc set VexoSettings SoloMode 1");

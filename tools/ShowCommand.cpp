@@ -41,7 +41,7 @@ void addShowCommand(CLI::App& app, int&) {
       "show",
       "Show one client: its values, connections, rings, segments and semaphores. Reads only.");
   const auto options = std::make_shared<ShowOptions>();
-  command->add_option("id", options->id, "The client's ID")->required();
+  command->add_option("ID", options->id, "The client's ID")->required()->type_name("ID");
   addFromOption(*command, options->from);
   command->add_flag("--json", options->asJson, "Print one JSON object");
   command->add_flag("--all", options->withDefaults,

@@ -47,7 +47,7 @@ void addSnapshotCommand(CLI::App& app, int&) {
       "Write the whole session and what this machine says of it into one file, for a report. Reads "
       "only. Every reading subcommand shows such a file with --from FILE.");
   const auto options = std::make_shared<SnapshotOptions>();
-  command->add_option("file", options->file, "Where to write; - for standard output")
+  command->add_option("FILE", options->file, "Where to write; - for standard output")
       ->required()
       ->type_name("FILE");
   command->add_flag("--quick", options->isQuick,

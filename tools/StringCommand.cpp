@@ -69,10 +69,10 @@ void setString(const StringOptions& options) {
 void addStringCommand(CLI::App& app, int&) {
   CLI::App* command = app.add_subcommand("string", "Set a string of a client.");
   const auto options = std::make_shared<StringOptions>();
-  command->add_option("id", options->id, "The client's ID")->required();
-  command->add_option("slot", options->slot, "The string: its slot, 0 to 9, or its name")
+  command->add_option("ID", options->id, "The client's ID")->required()->type_name("ID");
+  command->add_option("SLOT", options->slot, "The string: its slot, 0 to 9, or its name")
       ->required();
-  command->add_option("text", options->text, "The text that it is to have, at most 127 bytes")
+  command->add_option("TEXT", options->text, "The text that it is to have, at most 127 bytes")
       ->required();
   command->add_flag("-y,--yes", options->yes, "Do it without a question");
   command->add_flag("--json", options->asJson, "Print one JSON object");

@@ -174,7 +174,8 @@ void addTopCommand(CLI::App& app, int&) {
       ->type_name("SECONDS");
   addFromOption(*command, options->from);
   command->add_flag("--once", options->isOnce, "Print one picture and end");
-  command->add_flag("--json", options->asJson, "Print a JSON object a look, each on a line");
+  command->add_flag("--json", options->asJson,
+                    "Print a JSON object a look; each on a line, but with --once or --from");
   command->footer("Example:\n  lipc top --interval 0.5");
   command->callback([options] { run(*options); });
 }

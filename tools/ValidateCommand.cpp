@@ -247,7 +247,8 @@ void addValidateCommand(CLI::App& app, int& status) {
       "machine's session for itself.");
   const auto options = std::make_shared<ValidateOptions>();
   CLI::Option* const library =
-      command->add_option("LIBRARY", options->library, "The library's file")->type_name("");
+      command->add_option("LIBRARY", options->library, "The library's file; not needed with --list")
+          ->type_name("FILE");
   command->add_option("--only", options->only, "Run this check alone (repeatable)")
       ->type_name("NAME")
       ->allow_extra_args(false)

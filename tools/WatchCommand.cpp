@@ -121,7 +121,8 @@ void addWatchCommand(CLI::App& app, int&) {
       "Follow the session until Ctrl-C: what is there, then a line for each thing that happens. "
       "Reads only.");
   const auto options = std::make_shared<WatchOptions>();
-  command->add_option("id", options->id, "Show only what concerns the client of this ID");
+  command->add_option("ID", options->id, "Show only what concerns the client of this ID")
+      ->type_name("ID");
   command->add_flag("--json", options->asJson, "Print JSON: one object a line");
   addFromOption(*command, options->from);
   command->footer("Example:\n  lipc watch engine");

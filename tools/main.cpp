@@ -1,6 +1,8 @@
 #include <exception>
 #include <iostream>
+#include <memory>
 #include <sstream>
+#include <string>
 
 #include <fmt/core.h>
 
@@ -11,6 +13,18 @@
 #include "tools/Output.h"
 
 namespace {
+
+/// Says what a positional is called, and its type only where that says more.
+class HelpFormatter final : public CLI::Formatter {
+ public:
+  std::string make_option_opts(const CLI::Option* option) const override {
+    std::string text = CLI::Formatter::make_option_opts(option);
+    if (!option->get_positional()) return text;
+    for (const std::string& said : {" " + option->get_name(true), std::string(" TEXT")})
+      if (text.starts_with(said)) text.erase(0, said.size());
+    return text;
+  }
+};
 
 /// Runs the chosen subcommand, or prints what was asked for instead.
 void parse(CLI::App& app, int argc, char** argv, int& status) {
@@ -31,6 +45,7 @@ int main(int argc, char** argv) {
       "Shows the session that is alive on this machine, follows it, finds what is wrong with it, "
       "mends it; certifies processor libraries; runs a reference host.",
       "lipc");
+  app.formatter(std::make_shared<HelpFormatter>());
   app.require_subcommand(0, 1);  // none is an error too, but not before an unknown word is
   app.set_version_flag("--version",
                        fmt::format("lipc {}, protocol {}", LIPC_VERSION, LIPC::cProtocolVersion));

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tools/Commands.h"
 #include "tools/completion/Completion.h"
 
 namespace {
@@ -76,6 +77,17 @@ TEST(Completion, BashOffersWhatTheCommandLineTakes) {
                                                         {"in-ner most --a", "--all|"},
                                                         {"none ''", ""}})
     EXPECT_EQ(offered(words), expected) << words;
+}
+
+TEST(Completion, TheIDsOfClientsAreOfferedWhereACommandTakesOne) {
+  CLI::App app("", "lipc");
+  int status = 0;
+  for (const auto add :
+       {tools::addShowCommand, tools::addWatchCommand, tools::addGetCommand, tools::addSetCommand,
+        tools::addStringCommand, tools::addConnectCommand, tools::addKickCommand})
+    add(app, status);
+  for (const auto& command : tools::completedCommand(app).subcommands)
+    EXPECT_EQ(command.positionals[0].kind, tools::eCompleted::eClientID) << command.name;
 }
 
 }  // namespace
