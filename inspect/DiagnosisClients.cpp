@@ -194,15 +194,26 @@ void diagnoseGone(const Watched& watched, Findings& findings) {
     if (client.unchangedMS < cStandingMS || watched.find(client.id) != nullptr) continue;
     const std::string seconds = std::to_string(client.unchangedMS / 1000) + "." +
                                 std::to_string(client.unchangedMS % 1000 / 100) + " s";
-    findings.push_back(
-        {"client-died",
-         eSeverity::eNotice,
-         client.id,
-         "The client " + quoted(client.id) + " died, and its host took it out.",
-         {"it had a row when the watch began, and its stamp had stood still for " + seconds +
-          " when the row was freed"},
-         {"Nothing is left to do for the session. Why it ended, its own messages and "
-          "the system's log may say."}});
+    const bool isThere = client.maker.lives;
+    Finding finding{isThere ? "client-stood-still" : "client-died",
+                    isThere ? eSeverity::eWrong : eSeverity::eNotice,
+                    client.id,
+                    "The client " + quoted(client.id) + (isThere ? " stood still" : " died") +
+                        ", and its host took it out.",
+                    {"it had a row when the watch began, and its stamp had stood still for " +
+                         seconds + " when the row was freed",
+                     "its segments were made by " + processText(client.maker)},
+                    {}};
+    if (client.maker.isStopped) {
+      finding.todo = {"kill -CONT " + std::to_string(client.maker.id), "Then it joins again."};
+    } else if (isThere) {
+      finding.todo = {"Look at what the process does; once its client goes on, it joins again."};
+    } else {
+      finding.todo = {
+          "Nothing is left to do for the session. Why it ended, its own messages and "
+          "the system's log may say."};
+    }
+    findings.push_back(std::move(finding));
   }
 }
 

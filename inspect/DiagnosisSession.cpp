@@ -49,7 +49,7 @@ void diagnoseState(const Exam& exam, Findings& findings) {
       return diagnoseNoTable(exam, findings);
     case SessionPicture::eNoPermission:
       return add("session-unreadable", "This user may not read the session.",
-                 "its table is of " + userText(session.table->owner, exam.machine),
+                 "the system lets this user know nothing of its table",
                  "Run host and participants under one user, or run lipc as that user.");
     case SessionPicture::eTooSmall:
       return add("session-too-small", "What goes by the session's name is no session.",
@@ -58,6 +58,11 @@ void diagnoseState(const Exam& exam, Findings& findings) {
                      std::to_string(sizeof(LIPC::SessionBuffer)) + "; it was made by " +
                      processText(session.table->creator),
                  "ipcrm -m " + std::to_string(session.table->id));
+    case SessionPicture::eOverwritten:
+      return add("table-damaged", "The session's table is damaged.",
+                 "all of its " + std::to_string(LIPC::cMaxClients) +
+                     " rows have the same ID: somebody wrote over it",
+                 "End what runs in the session, and start its host anew.");
     case SessionPicture::eForeign:
       return add("session-foreign", "The session's host is of another version or width.",
                  "it has " + versionText(session.protocolVersion, session.pointerWidthBits) +

@@ -106,6 +106,10 @@ Judgement judgeHost(const SessionPicture& session, const Watched& watched) {
   Judgement judgement;
   const std::string during = " while it was watched for " + secondsText(watched.milliseconds);
   if (!session.table) return judgement;
+  if (session.table->error != 0) {
+    judgement.evidence.emplace_back("this user may not look at its table");
+    return judgement;
+  }
   if (watched.isBeating()) {
     judgement.verdict = eVerdict::eAlive;
     judgement.evidence.push_back("its heartbeat advanced by " + std::to_string(watched.beats) +

@@ -57,6 +57,9 @@ struct BufferPicture {
   std::string keepAliveSemaphore;
 };
 
+/// Seconds since a client's stamp; nothing where it is no time.
+std::optional<long> ageOfStamp(const std::string& stamp, std::int64_t now);
+
 struct ClientPicture {
   int index = 0;  // row
   std::string id;
@@ -85,6 +88,7 @@ struct SessionPicture {
     eNoPermission,  // there is one that this user may not read
     eTooSmall,      // its table's segment cannot hold a table
     eForeign,       // its version or width is another: its rows are not read
+    eOverwritten,   // all of its rows have one ID, which no session comes to by itself
     eRead,
   };
 

@@ -32,7 +32,7 @@ PoolPicture readPool(Source& source, int looks) {
     if (look != 0) std::this_thread::sleep_for(cLookInterval);
     const PoolBytes pool = source.pool();
     if (pool.state == PoolBytes::eMissing || pool.state == PoolBytes::eUnreadable) {
-      picture.error = pool.state == PoolBytes::eMissing ? "there is none" : pool.error;
+      picture.error = pool.state == PoolBytes::eMissing ? "there is no pool" : pool.error;
       return picture;
     }
     std::string why = pool.error;

@@ -55,6 +55,8 @@ std::string whyGone(SessionPicture::eState state) {
       return "a segment that is too small for one has its name";
     case SessionPicture::eForeign:
       return "one of another protocol version or pointer width has its name";
+    case SessionPicture::eOverwritten:
+      return "its table was written over";
     case SessionPicture::eNone:
     case SessionPicture::eRead:
       break;
@@ -125,6 +127,7 @@ void SessionFollower::depart() {
 
 void SessionFollower::lookAtHeartbeat(std::uint64_t heartbeat) {
   Event event;
+  mIsHostNew = heartbeat < mHeartbeat;
   event.heartbeatBefore = mHeartbeat;
   event.heartbeat = heartbeat;
   if (heartbeat == mHeartbeat) {
@@ -134,8 +137,8 @@ void SessionFollower::lookAtHeartbeat(std::uint64_t heartbeat) {
     mEvents.push_back(std::move(event));
     return;
   }
-  if (heartbeat < mHeartbeat || mIsHeartbeatLost) {
-    event.kind = heartbeat < mHeartbeat ? Kind::eHostChanged : Kind::eHeartbeatBack;
+  if (mIsHostNew || mIsHeartbeatLost) {
+    event.kind = mIsHostNew ? Kind::eHostChanged : Kind::eHeartbeatBack;
     mEvents.push_back(std::move(event));
   }
   mIsHeartbeatLost = false;
@@ -149,7 +152,10 @@ void SessionFollower::takeRowEvent(Event event) {
   if (event.kind == Kind::eLeft) {
     mNextConnections = mNow;
     const auto found = mStamps.find(ClientID(event.id));
-    if (found != mStamps.end()) {
+    if (mIsHostNew) {
+      event.textAfter = "it has no row with the new host yet";
+      mStamps.erase(ClientID(event.id));
+    } else if (found != mStamps.end()) {
       const Stamp& stamp = found->second;
       if (stamp.isLost) {
         event.textAfter = "its row was freed";
@@ -186,7 +192,11 @@ void SessionFollower::lookAtStamp(int index, const ClientID& id, const ClientEnt
     if (buffer != nullptr) text = std::string(buffer->stampText());
   }
   const bool isLost = mClients.isLost(id, text, mNow);
-  Stamp& stamp = mStamps.try_emplace(id, Stamp{text, mNow}).first->second;
+  const auto [entry, isNew] = mStamps.try_emplace(id, Stamp{text, mNow});
+  Stamp& stamp = entry->second;
+  // Who stood still before the first look: a clock that was set is made good by the next stamp.
+  const auto age = isNew && text ? ageOfStamp(*text, source.time()) : std::nullopt;
+  if (age && *age > 0) stamp.since -= std::chrono::seconds(*age);
   if (stamp.text != text) stamp = {std::move(text), mNow, stamp.isLost};
   const bool isSuspicious = stamp.text && mNow - stamp.since >= cSuspicious;
   const auto segment = isSuspicious ? source.find(id.text()) : std::nullopt;

@@ -75,6 +75,7 @@ class SessionFollower {
   std::uint64_t mHeartbeat = 0;
   std::optional<WatchedTime> mHeartbeatUnchanged;
   bool mIsHeartbeatLost = false;
+  bool mIsHostNew = false;  // since the look before
   SteadyTime mNextStamps;
   SteadyTime mNextWholeTable;
   SteadyTime mNextConnections;

@@ -2,6 +2,7 @@
 #include <cerrno>
 #include <chrono>
 #include <exception>
+#include <iterator>
 #include <thread>
 
 #include <boost/date_time/posix_time/posix_time.hpp>
@@ -20,7 +21,9 @@ namespace {
 constexpr int cLookMS = 20;
 constexpr long cStaleSeconds = 4;
 
-std::optional<long> ageOf(const std::string& stamp, std::int64_t now) {
+}  // namespace
+
+std::optional<long> ageOfStamp(const std::string& stamp, std::int64_t now) {
   try {
     const auto time = boost::posix_time::from_iso_string(stamp);
     const auto since = time - boost::posix_time::from_time_t(0);
@@ -30,6 +33,8 @@ std::optional<long> ageOf(const std::string& stamp, std::int64_t now) {
     return std::nullopt;
   }
 }
+
+namespace {
 
 std::string nameOf(const LIPC::Semaphore& record) {
   return record.isWellFormed() ? record.posixName : std::string();
@@ -46,7 +51,7 @@ std::optional<BufferPicture> bufferOf(const std::string& id, Source& source) {
   picture.type = buffer->type;
   picture.mode = buffer->mode;
   picture.stamp = std::string(buffer->stampText());
-  picture.ageSeconds = ageOf(picture.stamp, source.time());
+  picture.ageSeconds = ageOfStamp(picture.stamp, source.time());
   picture.blocksWaiting = buffer->newDataQueue.size();
   picture.mustDisconnectSemaphore = nameOf(buffer->mustDisconnectSemaphore);
   picture.keepAliveSemaphore = nameOf(buffer->keepAliveMutex);
@@ -117,6 +122,19 @@ bool isForeign(const SessionPicture& picture) {
          (picture.pointerWidthBits != 0 && picture.pointerWidthBits != LIPC::cPointerWidthBits);
 }
 
+bool isOverwritten(const LIPC::SessionBuffer& table) {
+  const LIPC::ClientID first = table.entries[0].id;
+  if (!first.isDefined()) return false;
+  return std::all_of(std::begin(table.entries), std::end(table.entries),
+                     [&](const LIPC::ClientEntry& row) { return row.id == first; });
+}
+
+SessionPicture::eState stateOf(const SessionPicture& picture, const LIPC::SessionBuffer* table) {
+  if (isForeign(picture)) return SessionPicture::eForeign;
+  if (table == nullptr) return SessionPicture::eTooSmall;
+  return isOverwritten(*table) ? SessionPicture::eOverwritten : SessionPicture::eRead;
+}
+
 void readConnections(Source& source, SessionPicture& picture) {
   PoolPicture pool = readPool(source);
   picture.poolError = std::move(pool.error);
@@ -141,9 +159,7 @@ SessionPicture::eState readState(Source& source, const Mapping& table) {
   }
   SessionPicture picture;
   readVersion(source, picture);
-  if (isForeign(picture)) return SessionPicture::eForeign;
-  return table.as<LIPC::SessionBuffer>() != nullptr ? SessionPicture::eRead
-                                                    : SessionPicture::eTooSmall;
+  return stateOf(picture, table.as<LIPC::SessionBuffer>());
 }
 
 SessionPicture readSession(Source& source, const ReadOptions& options) {
@@ -159,15 +175,8 @@ SessionPicture readSession(Source& source, const ReadOptions& options) {
                                                                  : SessionPicture::eTooSmall;
     return picture;
   }
-  if (isForeign(picture)) {
-    picture.state = SessionPicture::eForeign;
-    return picture;
-  }
-  if (table == nullptr) {
-    picture.state = SessionPicture::eTooSmall;
-    return picture;
-  }
-  picture.state = SessionPicture::eRead;
+  picture.state = stateOf(picture, table);
+  if (picture.state != SessionPicture::eRead) return picture;
   picture.forbidsJoins = source.find(LIPC::cNoConnectSegment).has_value();
   readNames(*table, picture);
   if (source.isLive()) {

@@ -10,6 +10,7 @@
 #include "inspect/Source.h"
 #include "lipc/session/ClientBuffer.h"
 #include "lipc/session/SessionBuffer.h"
+#include "lipc/session/ShmManaged.h"
 #include "lipc/util/SharedWord.h"
 #include "lipc/util/platform/MachinePlatform.h"
 
@@ -43,6 +44,7 @@ class Watch {
         continue;
       }
       mWatched.gone.push_back(watched(*seen, now));
+      mWatched.gone.back().maker = processFacts(seen->second.maker);
       seen = mSeen.erase(seen);
     }
   }
@@ -60,13 +62,24 @@ class Watch {
     SteadyTime since;
     std::int32_t changes = 0;
     bool isLost = false;
+    pid_t maker = 0;
   };
 
   static WatchedClient watched(const std::pair<const LIPC::ClientID, Seen>& client,
                                SteadyTime now) {
     const auto& [id, seen] = client;
     const auto unchanged = std::chrono::duration_cast<std::chrono::milliseconds>(now - seen.since);
-    return {id.text(), seen.stamp.has_value(), seen.isLost, unchanged.count(), seen.changes};
+    return {id.text(), seen.stamp.has_value(), seen.isLost, unchanged.count(), seen.changes, {}};
+  }
+
+  pid_t makerOf(const LIPC::ClientID& id) {
+    const auto segment = LIPC::ShmManaged::find(id.text().c_str());
+    return segment ? segment->creator : 0;
+  }
+
+  static ProcessFacts processFacts(pid_t process) {
+    LIPC::platform::ProcessState state = LIPC::platform::processState(process);
+    return {process, state.lives, state.isStopped, std::move(state.command)};
   }
 
   void lookAtHeartbeat(std::uint64_t heartbeat) {
@@ -98,6 +111,7 @@ class Watch {
     if (buffer != nullptr) stamp = std::string(buffer->stampText());
     const auto [entry, isNew] = mSeen.try_emplace(id, Seen{stamp, now});
     Seen& seen = entry->second;
+    if (isNew) seen.maker = makerOf(id);
     if (!isNew && seen.stamp != stamp) {
       ++seen.changes;
       seen.stamp = stamp;

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "inspect/Facts.h"
+
 namespace inspect {
 
 class Source;
@@ -18,10 +20,11 @@ struct WatchedClient {
   bool isLost = false;           // as ClientWatch.h judges; never after less than 2 seconds
   std::int64_t unchangedMS = 0;  // since its stamp changed last, or since the watch began
   std::int32_t changes = 0;      // of its stamp
+  ProcessFacts maker = {};       // of its buffer; only of who has gone
 
   template <class Archive>
   void fields(Archive& archive) {
-    archive(id, hasBuffer, isLost, unchangedMS, changes);
+    archive(id, hasBuffer, isLost, unchangedMS, changes, maker);
   }
 };
 

@@ -9,6 +9,8 @@
 #include <set>
 #include <string_view>
 
+#include <unistd.h>
+
 #include "inspect/Archive.h"
 #include "lipc/session/SegmentNames.h"
 #include "lipc/session/SessionBuffer.h"
@@ -145,7 +147,8 @@ Content contentOf(Source& source) {
 using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 
 std::string readFile(const std::string& path) {
-  File file(std::fopen(path.c_str(), "rbe"), std::fclose);
+  File file(path == "-" ? fdopen(dup(STDIN_FILENO), "rb") : std::fopen(path.c_str(), "rbe"),
+            std::fclose);
   std::string bytes;
   char part[65536];
   while (file && bytes.size() <= cLargestFile) {

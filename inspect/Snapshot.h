@@ -26,7 +26,7 @@ std::optional<std::string> takeSnapshot(Source& source, std::chrono::millisecond
                                         const std::function<bool(double)>& progress);
 
 /// Throws SnapshotError for a file that is missing, cut short, changed, of another version, or no
-/// snapshot.
+/// snapshot. "-" is standard input.
 std::unique_ptr<Source> openSnapshot(const std::string& path);
 
 }  // namespace inspect

@@ -177,7 +177,7 @@ void addConnection(const LIPC::Connection& connection, const SessionPicture& ses
 std::string connectionsText(const SessionPicture& session, const ClientPicture& client,
                             const Style& style) {
   if (!session.connections)
-    return section("Connections", "the pool cannot be read: " + printable(session.poolError));
+    return section("Connections", "cannot be read: " + printable(session.poolError));
   Columns columns({"Source", "Target", "Owner", "Wires", "State"});
   bool areAny = false;
   for (const LIPC::Connection& connection : *session.connections) {

@@ -22,8 +22,8 @@ class Columns {
     std::optional<eColour> colour;
   };
 
-  /// Heads; one that begins with '>' has its column flush right. The last one may begin with '~':
-  /// what is too long for the line is cut there.
+  /// Heads; one that begins with '>' has its column flush right. With '~' what is in it is cut
+  /// where the lines are too long; the widest such column first.
   explicit Columns(std::vector<std::string> heads);
   /// A cell for each head.
   void add(std::vector<Cell> row) { mRows.push_back(std::move(row)); }
@@ -31,11 +31,12 @@ class Columns {
   std::string text(const Style& style, std::size_t indent) const;
 
  private:
-  std::vector<std::size_t> widths() const;
+  /// Of lines of so many columns at the most, where that can be had.
+  std::vector<std::size_t> widths(std::size_t most) const;
 
   std::vector<std::string> mHeads;
   std::vector<bool> mIsRight;
-  bool mIsLastCut = false;
+  std::vector<bool> mIsCut;
   std::vector<std::vector<Cell>> mRows;
 };
 

@@ -25,6 +25,7 @@ using LIPC::Connection;
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
+constexpr double cMostSeconds = 1e7;  // four months
 constexpr milliseconds cConnectionLook(4000);
 
 struct ConnectOptions {
@@ -182,7 +183,7 @@ void addConnectCommand(CLI::App& app, int&) {
                    "Hold a new connection for so long. Otherwise until "
                    "Ctrl-C")
       ->type_name("SECONDS")
-      ->check(CLI::PositiveNumber);
+      ->check(CLI::Range(0.1, cMostSeconds));
   command->add_flag("-y,--yes", options->yes, "Do it without a question");
   command->add_flag("--json", options->asJson, "Print one JSON object");
   command->footer("Example:\n  lipc connect tone meter --wires 0-1:0-1");

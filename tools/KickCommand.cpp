@@ -30,7 +30,6 @@ using std::chrono::steady_clock;
 
 constexpr seconds cLeaveTimeout(5);
 constexpr seconds cReturnTimeout(10);
-/// A client that leaves does not come back for a hundred milliseconds.
 
 struct KickOptions {
   std::string id;
@@ -69,14 +68,17 @@ std::optional<double> waitForRow(bool present, const LIPC::ClientID& id, seconds
   }
 }
 
-/// Whose the client is, as far as the system tells: who has its buffer attached and is not only the
-/// host; else nobody.
+/// Whose the client is, as far as the system tells: who made its buffer and has it attached still,
+/// else who has it attached and is not the host; else nobody.
 std::optional<inspect::ProcessFacts> ownerOf(const inspect::SegmentFacts& buffer,
                                              const inspect::SessionPicture& session) {
   const std::int64_t host = session.table ? session.table->creator.id : 0;
-  for (const inspect::ProcessFacts& user : buffer.users)
-    if (user.id != host || user.id == buffer.creator.id) return user;
-  return std::nullopt;
+  std::optional<inspect::ProcessFacts> owner;
+  for (const inspect::ProcessFacts& user : buffer.users) {
+    if (user.id == buffer.creator.id) return user;
+    if (user.id != host && !owner) owner = user;
+  }
+  return owner;
 }
 
 /// Somebody who can hear that the client is to leave.

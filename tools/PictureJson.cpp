@@ -85,7 +85,7 @@ json audioJson(const std::vector<host::AudioCycle::ClientCounters>& clients) {
 }
 
 std::string dump(const json& value, int indent) {
-  return value.dump(indent, ' ', false, json::error_handler_t::replace);
+  return printableJson(value.dump(indent, ' ', false, json::error_handler_t::replace));
 }
 
 }  // namespace tools

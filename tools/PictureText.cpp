@@ -67,7 +67,7 @@ std::string settingsText(const ClientPicture& client, const inspect::SettingsFac
 }
 
 std::string clientsText(const SessionPicture& session, const Style& style) {
-  Columns columns({">Row", "ID", "Name", "Type", "Mode", ">In", ">Out", "Life", ">Process"});
+  Columns columns({">Row", "~ID", "~Name", "Type", "Mode", ">In", ">Out", "Life", ">Process"});
   for (const ClientPicture& client : session.clients) {
     const inspect::ProcessFacts* maker = makerOf(client);
     columns.add({std::to_string(client.index), printable(client.id), printable(client.name),

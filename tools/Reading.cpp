@@ -9,7 +9,9 @@ namespace tools {
 using inspect::SessionPicture;
 
 void addFromOption(CLI::App& command, std::string& path) {
-  command.add_option("--from", path, "Read a snapshot instead of the living session")
+  command
+      .add_option("--from", path,
+                  "Read a snapshot instead of the living session; - for standard input")
       ->type_name("FILE");
 }
 
@@ -22,41 +24,31 @@ std::unique_ptr<inspect::Source> openSource(const std::string& from) {
   }
 }
 
-namespace {
-
-/// Every row has the ID of the first: no session comes to that by itself.
-void failIfOverwritten(const SessionPicture& session, const char* where) {
-  if (session.clients.size() < LIPC::cMaxClients) return;
-  const std::string& id = session.clients.front().id;
-  for (const inspect::ClientPicture& client : session.clients)
-    if (client.id != id) return;
-  throw Failure(eExitDamaged,
-                "the session's table {} is damaged: all of its {} rows have the same ID. Somebody "
-                "wrote over it; end what runs in the session, and start its host anew.",
-                where, LIPC::cMaxClients);
-}
-
-}  // namespace
-
 void failUnlessRead(const SessionPicture& session, bool isLive) {
   const char* where = isLive ? "on this machine" : "in this snapshot";
   switch (session.state) {
     case SessionPicture::eRead:
-      failIfOverwritten(session, where);
       break;
     case SessionPicture::eNone:
       throw Failure(eExitNoSession, "there is no session {}.{}", where,
                     isLive ? " Start a host, for example: lipc host" : "");
     case SessionPicture::eNoPermission:
       throw Failure(eExitNoPermission,
-                    "the session {} is another user's (ID {}), and this user may not read it. Run "
-                    "lipc as that user, or its host with umask 0.",
-                    where, session.table->owner);
+                    "the session {} is another user's, and this user may not read it. Run lipc as "
+                    "that user; host and participants that are to share a session with others run "
+                    "with umask 0.",
+                    where);
     case SessionPicture::eTooSmall:
       throw Failure(eExitDamaged,
                     "what goes by the session's name {} is no session: its segment has {} bytes. "
                     "See what it is with: lipc doctor",
                     where, session.table->bytes);
+    case SessionPicture::eOverwritten:
+      throw Failure(eExitDamaged,
+                    "the session's table {} is damaged: all of its {} rows have the same ID. "
+                    "Somebody wrote over it; end what runs in the session, and start its host "
+                    "anew.",
+                    where, LIPC::cMaxClients);
     case SessionPicture::eForeign:
       throw Failure(eExitOtherVersion,
                     "the session {} has protocol {} with {} bits, and this lipc reads protocol {} "

@@ -68,10 +68,11 @@ class Planner {
     const SessionPicture& session = mExam.session;
     inspect::Judgement host = judgeHost(session, *mExam.watched);
     const bool isReadable = session.state == SessionPicture::eRead;
-    const bool isForeign = session.state == SessionPicture::eForeign;
-    // Of another version, a heartbeat may stand elsewhere.
+    // Of another version, a heartbeat may stand elsewhere; written over, it says nothing.
+    const bool isUnclear =
+        session.state == SessionPicture::eForeign || session.state == SessionPicture::eOverwritten;
     const bool isDead = host.verdict == eVerdict::eDead &&
-                        (isReadable || (isForeign && !session.table->isAttached()));
+                        (isReadable || (isUnclear && !session.table->isAttached()));
     mCanLock = isReadable || isDead;
     if (!mCanLock) host.evidence.emplace_back("it cannot be read: lipc doctor says why");
     mPlan.isSessionDead = isDead && isMine(session.table->owner);

@@ -75,10 +75,11 @@ class Session {
     mEnded.emplace(table().registrationEndedSemaphore);
     for (const auto* handle : {&*mLock, &*mRegistration, &*mEnded})
       if (!handle->isOpen())
-        throw Failure(handle->error() == EACCES ? eExitNoPermission : eExitNotDone,
-                      "a semaphore of the session cannot be opened: {}. See what is wrong with: "
-                      "lipc doctor",
-                      std::strerror(handle->error()));
+        throw Failure(
+            handle->error() == EACCES ? eExitNoPermission : eExitNotDone,
+            "a semaphore of the session cannot be opened: {}. See what is wrong with: "
+            "lipc doctor",
+            handle->error() != 0 ? std::strerror(handle->error()) : "its record is malformed");
   }
 
   LIPC::SessionBuffer& table() const { return *mTable.get(); }
@@ -255,8 +256,10 @@ Reaped reapWithoutSession(const ReapPlan& plan) {
     const SignalsHeld signals;
     host::Removal removal = host::remove(plan.leftovers);
     return {std::move(removal.removed), std::move(removal.kept)};
-  } catch (const host::HostError& error) {
+  } catch (const host::SessionAliveError& error) {
     throw Failure(eExitSessionAlive, "{}", error.what());
+  } catch (const host::HostError& error) {
+    throw Failure(eExitNoPermission, "{}", error.what());
   }
 }
 

@@ -27,10 +27,10 @@ void show(const ShowOptions& options) {
   const inspect::ClientPicture& client = clientOrFail(session, options.id);
   print(options.asJson ? dump(clientJson(session, client), 2) + "\n"
                        : clientText(session, client, options.withDefaults, Style::ofOutput()));
-  if (session.isPoolDamaged)
+  if (!session.connections)
     throw Failure(eExitDamaged,
-                  "the connection pool cannot be read: {}. The host makes it anew by itself, if it "
-                  "lives; see with: lipc doctor",
+                  "the connections cannot be read: {}. The host makes a damaged pool anew by "
+                  "itself, if it lives; see with: lipc doctor",
                   printable(session.poolError));
 }
 

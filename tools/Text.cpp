@@ -67,6 +67,28 @@ std::string printable(std::string_view text) {
   return result;
 }
 
+std::string printableJson(std::string_view json) {
+  std::string result;
+  result.reserve(json.size());
+  while (!json.empty()) {
+    const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(json[i]); };
+    std::size_t length = sequenceLength(json);
+    if (length == 0 || byte(0) == 0x7F) {
+      // Of one, two or three bytes: no longer sequence is refused in valid UTF-8.
+      length = byte(0) < 0x80 ? 1 : byte(0) < 0xE0 ? 2 : 3;
+      const unsigned code =
+          length == 1   ? byte(0)
+          : length == 2 ? (byte(0) & 0x1FU) << 6 | (byte(1) & 0x3FU)
+                        : (byte(0) & 0xFU) << 12 | (byte(1) & 0x3FU) << 6 | (byte(2) & 0x3FU);
+      result += fmt::format("\\u{:04x}", code);
+    } else {
+      result += json.substr(0, length);
+    }
+    json.remove_prefix(length);
+  }
+  return result;
+}
+
 std::string typeText(std::uint32_t type) {
   std::string characters;
   for (int shift = 24; shift >= 0; shift -= 8) {

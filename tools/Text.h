@@ -13,6 +13,8 @@ namespace tools {
 
 /// Valid UTF-8 without control characters and marks of direction; anything else as \xNN.
 std::string printable(std::string_view text);
+/// The same for a text of JSON, which has its line feeds; anything else as \uNNNN.
+std::string printableJson(std::string_view json);
 /// A four-character code as its characters, padded with nothing, unprintable ones escaped.
 std::string typeText(std::uint32_t type);
 /// "4 (no audio)"

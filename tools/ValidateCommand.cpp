@@ -172,8 +172,15 @@ int finish(const Run& run, const ValidateOptions& options, std::ofstream& junit)
              std::strerror(errno));
     return eExitFailure;
   }
-  if (run.isUnloadable()) return eExitLibrary;
-  return report.count(eOutcome::eFailed) == 0 ? eExitOK : eExitNotCertified;
+  if (run.isUnloadable()) {
+    complain("the library {} cannot be loaded; the report says why.", printable(options.library));
+    return eExitLibrary;
+  }
+  const auto failed = report.count(eOutcome::eFailed);
+  if (failed == 0) return eExitOK;
+  complain("the library {} failed {} of {}; the report says why.", printable(options.library),
+           failed, countText(report.results.size(), "check"));
+  return eExitNotCertified;
 }
 
 int runChecks(const ValidateOptions& options) {

@@ -105,21 +105,24 @@ TEST(Rows, ABlockFollowsTheOneBeforeOrDoesNot) {
 TEST(Rows, DamageIsASentenceAndAStatus) {
   BareSession session;
   Image row(3376);
-  row.text(0, "client").text(72, std::string(64, '\xE2')).put(136, 0xFFFFFFFFU);
+  row.text(0, "client").text(72, std::string(61, '\xE2') + "\xC2\x9B\x7F").put(136, 0xFFFFFFFFU);
   row.text(656, std::string(2720, 'a')).copy(session.row(0), row.size());
   SystemSegment tooSmall("client", 100);
   EXPECT_TRUE(Lipc("ls").says(" 0 client \\xe2\\xe2"));
+  EXPECT_TRUE(Lipc("ls --json").says("\\u009b\\u007f\""));
   EXPECT_TRUE(Lipc("show client").says("unknown: its segment of 100 bytes is no client buffer"));
   EXPECT_EQ(Lipc("show client").status, 0);
   std::memset(static_cast<void*>(&session.sessionList), 0xA5, sizeof session.sessionList);
   EXPECT_EQ(Lipc("show client").status, 19);
-  EXPECT_TRUE(Lipc("show client").says("lipc: the connection pool cannot be read: "));
+  EXPECT_TRUE(Lipc("show client").says("lipc: the connections cannot be read: "));
   std::memset(session.row(0), 0xFF, 1024 * row.size());
   for (const char* command : {"ls", "ls --ids", "ls --json", "show client", "get client 3"}) {
     const Lipc said(command);
     EXPECT_EQ(said.status, 19) << said.output;
     EXPECT_TRUE(said.says("all of its 1024 rows have the same ID"));
   }
+  const Lipc doctor("doctor --quick");
+  EXPECT_TRUE(doctor.says("[table-damaged]") && !doctor.says("client-dead")) << doctor.output;
 }
 
 TEST(Rows, ColoursAreForTerminalsThatWantThem) {

@@ -60,6 +60,11 @@ std::string hostIn(const std::string& header) {
   return host;
 }
 
+/// Of the addresses that stand for all of them: the one that this machine has for itself.
+std::string reachable(const std::string& address) {
+  return address == "0.0.0.0" ? "127.0.0.1" : address == "::" ? "::1" : address;
+}
+
 std::string bracketed(const std::string& address) {
   return address.find(':') != std::string::npos ? "[" + address + "]" : address;
 }
@@ -127,7 +132,7 @@ class PageServer::Site final : public httplib::Server {
                     printable(mOptions.address), mOptions.port,
                     errno != 0 ? std::strerror(errno) : "that is no address of this machine");
     ::listen(svr_sock_, cBacklog);
-    mURL = fmt::format("http://{}:{}/", bracketed(mOptions.address), port);
+    mURL = fmt::format("http://{}:{}/", bracketed(reachable(mOptions.address)), port);
   }
 
   bool isAllowed(const Request& request, Response& response) const {

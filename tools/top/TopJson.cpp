@@ -20,6 +20,7 @@ const char* stateText(const TopModel& model) {
     case SessionPicture::eNoPermission:
       return "no permission";
     case SessionPicture::eTooSmall:
+    case SessionPicture::eOverwritten:
       return "damaged";
     case SessionPicture::eForeign:
       return "other version";

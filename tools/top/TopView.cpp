@@ -23,6 +23,8 @@ std::string whyNone(const SessionPicture& session) {
       return "the session is another user's";
     case SessionPicture::eTooSmall:
       return "what goes by the session's name is none";
+    case SessionPicture::eOverwritten:
+      return "the session's table was written over";
     case SessionPicture::eForeign:
       break;
   }

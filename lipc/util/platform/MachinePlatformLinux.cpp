@@ -13,6 +13,7 @@
 #include <semaphore.h>
 #include <sys/ipc.h>
 #include <sys/shm.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "lipc/util/platform/MachinePlatform.h"
@@ -35,6 +36,15 @@ std::optional<std::uint64_t> kernelNumber(const char* name) {
   return text >> number ? std::optional(number) : std::nullopt;
 }
 
+/// Whether its segments are this process's too: each IPC namespace numbers its own.
+bool sharesSegments(pid_t process) {
+  struct stat own {
+  }, other{};
+  return stat("/proc/self/ns/ipc", &own) == 0 &&
+         stat((folderOf(process) + "ns/ipc").c_str(), &other) == 0 && own.st_ino == other.st_ino &&
+         own.st_dev == other.st_dev;
+}
+
 /// Adds the segments in a process's list of mappings. The system lists a segment as a deleted file
 /// of the name SYSV and its key, whose inode is the segment's identifier:
 ///   7f0-7f1 rw-s 00000000 00:01 98305   /SYSV00000000 (deleted)
@@ -42,6 +52,7 @@ void addSegments(pid_t process, std::map<int, std::vector<pid_t>>& users) {
   std::ifstream mappings(folderOf(process) + "maps");
   for (std::string line; std::getline(mappings, line);) {
     if (line.find("/SYSV") == std::string::npos) continue;
+    if (!sharesSegments(process)) return;
     int segment = 0;
     if (std::sscanf(line.c_str(), "%*s %*s %*s %*s %d", &segment) == 1)
       users[segment].push_back(process);
