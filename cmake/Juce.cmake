@@ -14,8 +14,8 @@ endif()
 
 if(LIPC_JUCE_HEADERS_ONLY)
   set(scope INTERFACE)
-  add_library(juce_data INTERFACE)
-  target_link_options(juce_data INTERFACE "LINKER:-undefined,dynamic_lookup")
+  add_library(lipc_juce INTERFACE)
+  target_link_options(lipc_juce INTERFACE "LINKER:-undefined,dynamic_lookup")
 else()
   set(scope PUBLIC)
   if(APPLE)
@@ -24,24 +24,24 @@ else()
   else()
     set(juce_suffix cpp)
   endif()
-  add_library(juce_data STATIC
+  add_library(lipc_juce STATIC
     ${LIPC_JUCE_MODULES}/juce_core/juce_core.${juce_suffix}
     ${LIPC_JUCE_MODULES}/juce_events/juce_events.${juce_suffix}
     ${LIPC_JUCE_MODULES}/juce_data_structures/juce_data_structures.${juce_suffix})
-  target_compile_options(juce_data PRIVATE -w)
-  set_target_properties(juce_data PROPERTIES UNITY_BUILD OFF)
-  target_link_libraries(juce_data PUBLIC Threads::Threads ${CMAKE_DL_LIBS})
+  target_compile_options(lipc_juce PRIVATE -w)
+  set_target_properties(lipc_juce PROPERTIES UNITY_BUILD OFF)
+  target_link_libraries(lipc_juce PUBLIC Threads::Threads ${CMAKE_DL_LIBS})
   if(APPLE)
-    target_link_libraries(juce_data PUBLIC "-framework Foundation" "-framework Cocoa"
+    target_link_libraries(lipc_juce PUBLIC "-framework Foundation" "-framework Cocoa"
                                            "-framework IOKit" "-framework Security")
   else()
     find_package(ZLIB REQUIRED)
-    target_link_libraries(juce_data PUBLIC rt ZLIB::ZLIB)
+    target_link_libraries(lipc_juce PUBLIC rt ZLIB::ZLIB)
   endif()
 endif()
 
-target_include_directories(juce_data SYSTEM ${scope} ${LIPC_JUCE_MODULES})
-target_compile_definitions(juce_data ${scope}
+target_include_directories(lipc_juce SYSTEM ${scope} ${LIPC_JUCE_MODULES})
+target_compile_definitions(lipc_juce ${scope}
   JUCE_GLOBAL_MODULE_SETTINGS_INCLUDED=1
   JUCE_STANDALONE_APPLICATION=0
   JUCE_USE_CURL=0

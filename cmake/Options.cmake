@@ -1,25 +1,23 @@
-# What every target of this project compiles with. Third-party code (cmake/Juce.cmake) takes the
-# sanitizers and the visibility, not the warnings.
+include(GNUInstallDirs)
 
-add_library(lipc_build_options INTERFACE)
-target_include_directories(lipc_build_options INTERFACE ${PROJECT_SOURCE_DIR})
-target_compile_options(lipc_build_options INTERFACE -Wall -Wextra -Wpedantic -Wnon-virtual-dtor
-                                                    -Wold-style-cast -Woverloaded-virtual)
+# What every target of this project compiles with, and nobody who uses it.
+
+add_compile_options(-Wall -Wextra -Wpedantic -Wnon-virtual-dtor -Wold-style-cast
+                    -Woverloaded-virtual)
 if(NOT CMAKE_UNITY_BUILD)
-  # Sources that are joined see each other's names.
-  target_compile_options(lipc_build_options INTERFACE -Wshadow)
+  add_compile_options(-Wshadow)  # sources that are joined see each other's names
 endif()
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
   # g++ 12 warns of its own std::string where texts are added (its bug 105651).
-  target_compile_options(lipc_build_options INTERFACE -Wno-restrict)
+  add_compile_options(-Wno-restrict)
 endif()
 if(LIPC_WERROR)
-  target_compile_options(lipc_build_options INTERFACE -Werror)
+  add_compile_options(-Werror)
 endif()
 
 if(LIPC_SANITIZE MATCHES "realtime")
   # The same marks (lipc/util/RealTime.h), followed at compile time.
-  target_compile_options(lipc_build_options INTERFACE -Wfunction-effects)
+  add_compile_options(-Wfunction-effects)
 endif()
 
 if(LIPC_SANITIZE)

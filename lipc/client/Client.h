@@ -17,6 +17,7 @@
 #include "lipc/realtime/BlockExchange.h"
 #include "lipc/realtime/timed_posix_sema_waiter.h"
 #include "lipc/session/AutoConnection.h"
+#include "lipc/util/Export.h"
 
 namespace LIPC {
 
@@ -55,7 +56,7 @@ namespace LIPC {
 /// on the auto-connect thread, from a callback, clears the connected flag and ends the thread. The
 /// client is then in the session, without a keep-alive, until stopLIPCSession or the host takes it
 /// out.
-class Client {
+class LIPC_API Client {
  public:
   /// `clientType`: a four-character code. `name`: the display name; null reads as empty. The client
   /// gets a random ID; no session is touched. Throws std::system_error when no thread can be had.

@@ -3,6 +3,7 @@
 #include <list>
 
 #include "lipc/session/Connection.h"
+#include "lipc/util/Export.h"
 
 namespace LIPC {
 
@@ -10,7 +11,7 @@ namespace LIPC {
 /// when it applies. The two numbers carry, in place of channels, whom the rule looks for.
 ///
 /// Threads: none of its own.
-struct AutoConnection {
+struct LIPC_API AutoConnection {
   AutoConnection(int first, Connection::Direction dir, int second)
       : firstChannel(first), secondChannel(second), direction(dir) {}
 
@@ -29,7 +30,7 @@ struct AutoConnection {
 };
 
 /// Matches the connections from `source` to `target`, for std::list::remove_if.
-struct ConnectionFinder {
+struct LIPC_API ConnectionFinder {
   bool operator()(const Connection& connection) const {
     return connection.source == source && connection.target == target;
   }
@@ -39,7 +40,7 @@ struct ConnectionFinder {
 };
 
 /// Collects the connections of one client.
-struct ClientConnections {
+struct LIPC_API ClientConnections {
   /// Appends a copy to `out` and returns true when `id` is set and is the source or the target.
   bool operator()(const Connection& connection) const;
 

@@ -7,6 +7,7 @@
 #include "lipc/session/ClientID.h"
 #include "lipc/session/SHMArray.h"
 #include "lipc/session/SessionNames.h"
+#include "lipc/util/Export.h"
 
 namespace LIPC {
 
@@ -14,7 +15,7 @@ namespace LIPC {
 ///
 /// The table is read without locks, so a row may be met half-written; readers copy what they need.
 /// The row's client writes it; the host frees it, and others may write its strings and parameters.
-struct ClientEntry {
+struct LIPC_API ClientEntry {
   /// A visitor of rows.
   class Predicate {
    public:
@@ -70,7 +71,7 @@ static_assert(offsetof(ClientEntry, strings) == 656);
 static_assert(std::is_standard_layout_v<ClientEntry>);
 
 /// Finds the row of an ID.
-class PredicateFindClientEntryForID final : public ClientEntry::Predicate {
+class LIPC_API PredicateFindClientEntryForID final : public ClientEntry::Predicate {
  public:
   explicit PredicateFindClientEntryForID(const ClientID& wanted) : id(wanted) {}
   bool test(const ClientEntry& candidate) override;

@@ -5,6 +5,8 @@
 #include <string_view>
 #include <type_traits>
 
+#include "lipc/util/Export.h"
+
 namespace LIPC {
 
 /// The session-wide identity of a participant: 64 characters, NUL-padded, not necessarily with a
@@ -12,7 +14,7 @@ namespace LIPC {
 /// "Default" means unset.
 ///
 /// Part of shared records: a reader may meet any bytes in it. No operation reads past the 65.
-struct ClientID {
+struct LIPC_API ClientID {
   static constexpr std::size_t cCharacters = 64;
   static constexpr char cUnset[] = "Default";
 

@@ -5,6 +5,7 @@
 #include <type_traits>
 
 #include "lipc/session/ClientID.h"
+#include "lipc/util/Export.h"
 
 namespace LIPC {
 
@@ -15,7 +16,7 @@ namespace LIPC {
 /// record does not say which of its two fields is whose. This library and its host have chosen: the
 /// field of direction 0 is the source's, that of direction 1 the target's. Channel numbers read
 /// from the shared list are another process's: whoever uses one as an index checks it first.
-struct Connection {
+struct LIPC_API Connection {
   static constexpr int cWireCount = 32;
   static constexpr std::int32_t cNoChannel = -1;
 
@@ -82,6 +83,6 @@ inline bool haveSameEnds(const Connection& a, const Connection& b) {
 }
 
 /// True when both have the same wires and the same state.
-bool haveSameRouting(const Connection& a, const Connection& b);
+LIPC_API bool haveSameRouting(const Connection& a, const Connection& b);
 
 }  // namespace LIPC

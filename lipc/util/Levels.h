@@ -1,5 +1,7 @@
 #pragma once
 
+#include "lipc/util/Export.h"
+
 // Level conversions: linear amplitude, decibels, normalised parameter values (0 to 1), and the
 // fader law of the PT gain parameter, a host's gain control with 1024 steps. Two scalar helpers
 // turn floats into whole numbers and switches.
@@ -12,15 +14,15 @@
 namespace LIPC {
 
 // dB of an amplitude; -144 for everything up to 6.309576e-8, and for a NaN.
-float amplitude2db(float x) noexcept;
+LIPC_API float amplitude2db(float x) noexcept;
 // Amplitude of a level in dB; exactly 0 for -144 and below, and for a NaN.
-float db2amplitude(float db) noexcept;
+LIPC_API float db2amplitude(float db) noexcept;
 
 // Between a value and its normalised parameter; values outside the range are not clamped.
-float db2param(float db, const float* range) noexcept;
-float param2db(float p, const float* range) noexcept;
+LIPC_API float db2param(float db, const float* range) noexcept;
+LIPC_API float param2db(float p, const float* range) noexcept;
 // Carries x from one range to the same place in another; not clamped.
-float linearRescale(float x, const float* from, const float* to) noexcept;
+LIPC_API float linearRescale(float x, const float* from, const float* to) noexcept;
 
 // The level in dB of each PT gain step; step i is the parameter value i / 1023. Strictly rising,
 // in multiples of 0.01 dB, so that both conversions below invert each other step by step:
@@ -36,19 +38,19 @@ float linearRescale(float x, const float* from, const float* to) noexcept;
 //                               triple (0.03, 0.04, 0.03)
 //
 // The values come from generate_pt_gain_table.py, which checks all this.
-extern const float scPT11GainTodB[1024];
+LIPC_API extern const float scPT11GainTodB[1024];
 
 // dB of a PT gain parameter, interpolated between the steps. -144 up to 0 and for a NaN, +12 above
 // 1, and 0 at the unity position 0.75, which lies between steps 767 and 768.
-float PTgainParameterTodB(float p) noexcept;
+LIPC_API float PTgainParameterTodB(float p) noexcept;
 // PT gain parameter of a level in dB: 0 up to -144, 1 from +12 on, 0.75 for 0 dB; i / 1023 for the
 // table's value at any other step i. A NaN stays one.
-float dBToPTGainParameter(float db) noexcept;
+LIPC_API float dBToPTGainParameter(float db) noexcept;
 
 // The nearest whole number, halves away from zero.
-long round(float x) noexcept;
+LIPC_API long round(float x) noexcept;
 // False for what rounds to 0, that is between -0.5 and 0.5, both exclusive, and for whole multiples
 // of 2 to the power 32.
-bool toBool(float x) noexcept;
+LIPC_API bool toBool(float x) noexcept;
 
 }  // namespace LIPC

@@ -2,6 +2,8 @@
 
 #include <cstddef>
 
+#include "lipc/util/Export.h"
+
 /// Logging for control paths.
 ///
 /// `Log` writes one line: local time with microseconds, a level tag, the reporting function and the
@@ -25,11 +27,12 @@ inline constexpr std::size_t cLogBufferBytes = 512;
 
 /// `source` names the reporting function; null leaves the field out. A level without a tag (3 and
 /// above) is routed like a warning.
-void Log(eLogLevel level, const char* source, const char* format, ...)
+LIPC_API void Log(eLogLevel level, const char* source, const char* format, ...)
     __attribute__((format(printf, 3, 4)));
 
 /// A console trace without time stamp or level: "(source) message" on standard error, flushed.
 /// `source` must not be null here.
-void debugLog(const char* source, const char* format, ...) __attribute__((format(printf, 2, 3)));
+LIPC_API void debugLog(const char* source, const char* format, ...)
+    __attribute__((format(printf, 2, 3)));
 
 }  // namespace Lct

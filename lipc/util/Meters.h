@@ -1,5 +1,7 @@
 #pragma once
 
+#include "lipc/util/Export.h"
+
 // Level meters over one block of channels.
 //
 // `channels` holds `numChannels` pointers to `numSamples` samples each. Output c belongs to channel
@@ -11,12 +13,12 @@ namespace LIPC {
 
 // Mean power per channel in dB, summed in single precision in sample order. Resting value -144, for
 // every output when there are no samples. A silent channel gives minus infinity.
-void computeVU_RMS(const float* const* channels, unsigned int numChannels, unsigned int numSamples,
-                   float* out, unsigned int outCount) noexcept;
+LIPC_API void computeVU_RMS(const float* const* channels, unsigned int numChannels,
+                            unsigned int numSamples, float* out, unsigned int outCount) noexcept;
 
 // Largest absolute sample per channel, a linear amplitude. Resting value 0, for every output when
 // there are no samples.
-void computeVU_peak(const float* const* channels, unsigned int numChannels, unsigned int numSamples,
-                    float* out, unsigned int outCount) noexcept;
+LIPC_API void computeVU_peak(const float* const* channels, unsigned int numChannels,
+                             unsigned int numSamples, float* out, unsigned int outCount) noexcept;
 
 }  // namespace LIPC

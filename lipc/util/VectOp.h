@@ -1,5 +1,7 @@
 #pragma once
 
+#include "lipc/util/Export.h"
+
 // Arithmetic on blocks of samples: element-wise operations on arrays of 32-bit floats, and the
 // Euclidean norm. Everything is static; nothing allocates, locks or keeps state, so any thread may
 // call any of it, the audio thread included.
@@ -12,7 +14,7 @@
 
 namespace LIPC {
 
-struct VectOp {
+struct LIPC_API VectOp {
   static void zero(float* v, unsigned int n) noexcept;
   static void copy(const float* src, float* dst, unsigned int n) noexcept;
 
