@@ -2,6 +2,7 @@ include(GNUInstallDirs)
 
 # What every target of this project compiles with, and nobody who uses it.
 
+include_directories(${PROJECT_SOURCE_DIR})
 add_compile_options(-Wall -Wextra -Wpedantic -Wnon-virtual-dtor -Wold-style-cast
                     -Woverloaded-virtual)
 if(NOT CMAKE_UNITY_BUILD)
