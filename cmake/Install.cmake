@@ -52,9 +52,9 @@ endif()
 
 if(TARGET lipc_command)
   install(TARGETS lipc_command RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
-  if(TARGET man)
+  if(TARGET packed_man)
     install(DIRECTORY ${PROJECT_BINARY_DIR}/man/ DESTINATION ${CMAKE_INSTALL_MANDIR}
-            COMPONENT tools FILES_MATCHING PATTERN "*.1")
+            COMPONENT tools FILES_MATCHING PATTERN "*.1.gz")
   endif()
   if(NOT CMAKE_CROSSCOMPILING)
     set(completion ${PROJECT_BINARY_DIR}/completion)

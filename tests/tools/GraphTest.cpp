@@ -94,7 +94,7 @@ TEST(Graph, AFullTableInOneLongChainIsDrawnWithinSeconds) {
   const auto start = std::chrono::steady_clock::now();
   EXPECT_GT(tools::graphSvg(session, {}).size(), 500'000U);
 #ifdef NDEBUG
-  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5)) << "busy machine";
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
 #endif
 }
 

@@ -69,7 +69,10 @@ TEST(Watch, TellsWhatIsThereAndWhatHappensAndGoesOnWithTheNextHost) {
     EXPECT_TRUE(all.next().starts_with(R"({"event":"connected","source":"killed")"));
     killed.signal(SIGKILL);
     EXPECT_TRUE(all.next().starts_with(R"({"event":"lost","index":1,"id":"killed")"));
-    EXPECT_TRUE(all.next().starts_with(R"({"event":"disconnected","source":"killed")"));
+    std::string next = all.next();
+    // Where it was told as lost before its host freed the row.
+    if (next.starts_with(R"({"event":"left","index":1,"id":"killed")")) next = all.next();
+    EXPECT_TRUE(next.starts_with(R"({"event":"disconnected","source":"killed")")) << next;
     client.stopLIPCSession();
     EXPECT_EQ(one.next(), "left     #0 client");
     one.process.signal(SIGINT);
