@@ -212,7 +212,7 @@ TEST_F(ClientAudio, BlocksWithoutPauseGoWithEditsValuesAndRejoinsOfOtherThreads)
     }
   });
   testing::internal::CaptureStdout();  // overruns: blocks come faster than anybody reads them
-  for (int round = 1; round <= 4; ++round) {
+  for (int round = 1; round <= 8; ++round) {
     const int before = client.established;
     client.configDisconnect(LIPC::ClientID("client"), LIPC::ClientID(std::to_string(round)));
     client.setChannels(round);
@@ -226,7 +226,7 @@ TEST_F(ClientAudio, BlocksWithoutPauseGoWithEditsValuesAndRejoinsOfOtherThreads)
   audioThread.join();
   testing::internal::GetCapturedStdout();
   EXPECT_GT(client.getProcessCallCount(), 100U);
-  EXPECT_EQ(ShmManagedOpen<LIPC::SHMSlices>("client-send")->slices[0].channelCount, 4);
+  EXPECT_EQ(ShmManagedOpen<LIPC::SHMSlices>("client-send")->slices[0].channelCount, 8);
 }
 
 }  // namespace
