@@ -82,7 +82,8 @@ TEST(Timeline, HoldsTheLatestSamplesByTheirStamps) {
         {4, {3, 3}, 0, {1, 1, 0, 0, 3, 3, 0}},       // sent again
         {0, {4, 4}, -2, {1, 1, 4, 4, 0, 0, 0, 0}},   // back: it forgets what was behind
         {-9, {5, 5}, -9, {5, 5, 0, 0, 0, 0, 0, 0}},  // back behind the beginning: all
-        {cFar, {6, 6, 6, 6}, cFar - 1, {0, 6, 6, 6, 6, 0}}}) {
+        {cFar, {6, 6, 6, 6}, cFar - 1, {0, 6, 6, 6, 6, 0}},
+        {cFar + 8, {7, 7}, cFar + 3, {6, 0, 0, 0, 0, 7}}}) {  // the gap lies over what was long ago
     timeline.advance(t, static_cast<unsigned>(sent.size()));
     timeline.write(0, sent.data());
     Samples heard(expected.size());
