@@ -191,9 +191,10 @@ void SessionFollower::lookAtStamp(int index, const ClientID& id, const ClientEnt
     const auto* buffer = mapping.as<LIPC::ClientBuffer>();
     if (buffer != nullptr) text = std::string(buffer->stampText());
   }
-  const bool isLost = mClients.isLost(id, text, mNow);
+  bool isLost = mClients.isLost(id, text, mNow);
   const auto [entry, isNew] = mStamps.try_emplace(id, Stamp{text, mNow});
   Stamp& stamp = entry->second;
+  if (!text && stamp.isLost) isLost = true;  // its buffer went: that brings nobody back
   // Who stood still before the first look: a clock that was set is made good by the next stamp.
   const auto age = isNew && text ? ageOfStamp(*text, source.time()) : std::nullopt;
   if (age && *age > 0) stamp.since -= std::chrono::seconds(*age);

@@ -219,6 +219,27 @@ TEST(Audio, GoesOverTheWiresOfTheLastRejoinWhileTheOtherEndHoldsTheConnection) {
   EXPECT_TRUE(pair.host->connections().empty());
 }
 
+TEST(Audio, ThatComesTooLateForItsListenerIsCountedAsDropped) {
+  Pair pair;
+  const auto counts = [&](std::size_t client, std::uint64_t in, std::uint64_t answered,
+                          std::uint64_t dropped) {
+    return eventually(10s, [&] {
+      const host::AudioCounters now = pair.host->audioCounters().at(client).counters;
+      return now.blocksIn == in && now.answered + now.late == answered && now.dropped == dropped;
+    });
+  };
+  traded(pair.source, 0);
+  EXPECT_TRUE(counts(0, 1, 1, 0));
+  for (long long stamp = 0; stamp <= 1024; stamp += 256)
+    traded(pair.target, stamp);
+  EXPECT_TRUE(counts(1, 5, 2, 0)) << "0 is there, 256 is due, three wait for the source";
+  traded(pair.source, 256);
+  EXPECT_TRUE(counts(0, 2, 2, 1)) << "heard by nobody";
+  traded(pair.source, 512);
+  EXPECT_TRUE(counts(0, 3, 3, 1));
+  EXPECT_TRUE(counts(1, 5, 3, 0)) << "512 waited";
+}
+
 /// Waits until the meter's whole line shows these peaks, for a sine; where blocks come late, the
 /// power is less.
 bool shows(Process& meter, float first, float second) {
@@ -310,6 +331,36 @@ TEST(Audio, OfAPannerReachesItsMixEngineByTheRuleAndStaysCutThroughTheRejoin) {
   }));
   for (int line = 0; line < 3; ++line)
     EXPECT_TRUE(mixer.waitForLine("peak", 30s) && mixer.line() == silence) << mixer.line();
+}
+
+TEST(Audio, OfOthersGoesOnWhileAClientWritesNonsenseIntoItsRings) {
+  Pair pair;
+  Ramp ramp(2, 256);
+  LIPC::ShmManagedOpen<LIPC::SHMSlices> send("source-send"), returns("source-return");
+  LIPC::ShmManagedOpen<LIPC::ClientBuffer> buffer("source");
+  testing::internal::CaptureStdout();  // overruns
+  bool isRead = true;
+  for (int round = 1; isRead && round <= 200; ++round) {
+    traded(pair.source, 256LL * round);
+    for (LIPC::SHMSlices* ring : {send.get(), returns.get()}) {
+      LIPC::storeRelaxed(ring->currentSlice, round % 2 == 0 ? 77 : -3);
+      for (LIPC::SHMSliceBuffer& slice : ring->slices) {
+        LIPC::storeRelaxed(slice.channelCount, std::uint16_t{65535});
+        LIPC::storeRelaxed(slice.sampleCount, std::uint32_t{1'000'000'000});
+        LIPC::storeRelaxed(slice.samplesOffset, round % 3 == 0 ? -5000 : 1'000'000'000 + round);
+        LIPC::storeRelaxed(slice.timeStamp, std::int64_t{256} * round - (round % 5 << 28));
+      }
+    }
+    LIPC::ValueQueue& queue = buffer->newDataQueue;
+    for (int i = 0; i < 64; ++i)
+      queue.queue[i] = i % 2 == 0 ? 256LL * round : std::int64_t{-1} << ((round + i) % 64);
+    LIPC::storeRelaxed(queue.queueWrite, round * 31 - 3000);
+    pair.source.signalBufferAvailable(256LL * round);
+    isRead = eventually(10s, [&] { return queue.size() == 0; });
+  }
+  testing::internal::GetCapturedStdout();
+  EXPECT_TRUE(isRead) << "the host takes all of it";
+  EXPECT_EQ(ramp.send(200).exact, 196);
 }
 
 }  // namespace

@@ -96,6 +96,30 @@ TEST(AStoppedClient, KeepsItsIDAndSegmentsUntilAnotherTakesThem) {
   EXPECT_EQ(stopped.wait(10s), 0) << stopped.output();
 }
 
+TEST(AKilledHost, IsReplacedAndItsClientsAreBackWithinSeconds) {
+  Process first({LIPC_COMMAND, "host"});
+  ASSERT_TRUE(first.waitForLine("Clients", 15s)) << first.output();
+  Process clients[] = {tone("a", "b"), tone("b", "c"), tone("c", "a")};
+  for (Process& client : clients)
+    ASSERT_TRUE(client.waitForLine("joined", 10s));
+  const LIPC::ShmManagedOpen<LIPC::SessionBuffer> old(LIPC::cSessionSegment);
+  first.signal(SIGKILL);
+  ASSERT_EQ(first.wait(5s), -SIGKILL);
+
+  TestHost second;
+  EXPECT_FALSE(second->removedAtStart().empty());
+  EXPECT_EQ(old->heartbeat, 0U) << "which sends its clients away";
+  for (const char* id : {"a", "b", "c"})
+    EXPECT_TRUE(second.waitFor(TestHost::Kind::eJoined, id, 20s)) << id;
+  EXPECT_EQ(second->connections().size(), 3U);
+  EXPECT_TRUE(second->stop().empty());
+  for (Process& client : clients) {
+    client.signal(SIGINT);
+    EXPECT_EQ(client.wait(10s), 0) << client.output();
+  }
+  EXPECT_EQ(leftovers(), std::set<std::string>());
+}
+
 TEST(AStartingHost, WakesTheClientsOfADeadOneAndRemovesTheSemaphoresOfNobody) {
   LIPC::ShmManagedCreateOpen<LIPC::SessionBuffer> table(LIPC::cSessionSegment,
                                                         sizeof(LIPC::SessionBuffer));
@@ -132,6 +156,39 @@ TEST(AStartingHost, WakesTheClientsOfADeadOneAndRemovesTheSemaphoresOfNobody) {
   EXPECT_EQ(kept.size(), 3U) << "the living client's segment and semaphores";
   for (const std::string& file : {young, foreign})
     std::filesystem::remove(file);
+}
+
+TEST(AFaultyHost, MisbehavesAsItsFaultSays) {
+  using host::Faults;
+  // The fault, after how many seconds which join succeeds; 0: none within three passes.
+  const std::tuple<bool Faults::*, double, int> cases[] = {
+      {&Faults::holdLock, 0, 0},        {&Faults::noConnect, 0, 0},
+      {&Faults::fillTable, 0, 0},       {&Faults::stallHeartbeat, 1.0, 2},
+      {&Faults::heartbeatBack, 0.1, 2}, {&Faults::silent, 2.4, 1}};
+  for (const auto& [fault, seconds, joins] : cases) {
+    HostOptions options;
+    options.faults.*fault = true;
+    TestHost host(options);
+    TestClient client("client");
+    const auto start = Steady::now();
+    client.startLIPCSession(0);
+    EXPECT_TRUE(eventually(20s, [&, joins = joins] {
+      return joins == 0 ? client.ticks > 3 : client.established == joins;
+    }));
+    EXPECT_GE(Steady::now() - start, seconds * 1s);
+    EXPECT_EQ(client.established, joins);
+    EXPECT_EQ(host.session().getEmptyEntry() == nullptr, options.faults.fillTable);
+  }
+}
+
+TEST(ALock, ThatWasGivenBackOnceTooOftenIsOneLockAgainAfterTheNextJoin) {
+  TestHost host;
+  LIPC::SemaphoreHandle lock(host.session().clientsCanRegisterMutex);
+  lock.post();
+  TestClient client("client");
+  ASSERT_TRUE(client.join());
+  EXPECT_TRUE(eventually(10s, [&] { return lock.try_wait(); }) && !lock.try_wait());
+  lock.post();
 }
 
 }  // namespace

@@ -161,6 +161,34 @@ TEST(Diagnosis, ASessionIsFoundAsItIs) {
   EXPECT_EQ(found(exam), (Keys{{"session-foreign", cWrong}, {"not-watched", cNotice}}));
 }
 
+TEST(Diagnosis, WhoWasTakenOutWhileItWasWatchedDiedOrStoodStillUnlessItLeftOrIsBack) {
+  Exam exam;
+  exam.session.state = SessionPicture::eRead;
+  exam.session.connections.emplace();
+  exam.watched.emplace();
+  exam.watched->gone = {{"stopped", true, false, 2500, 1, {17, true, true, "tone"}},
+                        {"hung", true, false, 4100, 1, {18, true, false, "hung"}},
+                        {"dead", true, false, 3990, 1, {19, false, false, ""}},
+                        {"left", true, false, 2400, 9, {20, true, false, "left"}},
+                        {"back", true, false, 4000, 1, {21, true, false, "back"}}};
+  exam.watched->clients = {{"back", true, false, 100, 3, {}}};
+  std::string all;
+  for (const Finding& finding : diagnose(exam))
+    if (finding.key.starts_with("client-"))
+      all += finding.key + (finding.severity == cWrong ? " ! " : " ") + finding.title + " " +
+             finding.evidence[1] + "; " + finding.todo[0] + "\n";
+  EXPECT_EQ(
+      all,
+      "client-stood-still ! The client \"stopped\" stood still, and its host took it out. its "
+      "segments were made by process 17 (tone), which is stopped; kill -CONT 17\n"
+      "client-stood-still ! The client \"hung\" stood still, and its host took it out. its "
+      "segments were made by process 18 (hung); Look at what the process does; once its client "
+      "goes on, it joins again.\n"
+      "client-died The client \"dead\" died, and its host took it out. its segments were made "
+      "by process 19 (gone); Nothing is left to do for the session. Why it ended, its own "
+      "messages and the system's log may say.\n");
+}
+
 /// Two IDs of which the system keeps one semaphore: equal within characters 8 to 28, and what
 /// differs before adds up to the same.
 TEST(Diagnosis, TwoIDsOfOneSemaphoreAreFound) {

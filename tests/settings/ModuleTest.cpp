@@ -85,4 +85,33 @@ TEST(Module, FortyTimesLoadedAndUnloadedLeavesNothing) {
   EXPECT_LE(pages[1] - pages[0], LIPC_SANITIZED ? pages[1] : 256);
 }
 
+TEST(ProcessorLibrary, ThatCannotBeUsedGetsASentenceThatSaysWhyAndIsUnloadedAgain) {
+  const auto complaint = [](const std::string& path, const char* fault) -> std::string {
+    setenv("LIPC_FAULT", fault, 1);
+    std::string said = "nothing";
+    try {
+      const host::ProcessorLibrary library(path);
+    } catch (const host::LibraryError& error) {
+      said = error.what();
+    }
+    EXPECT_EQ(getenv("LIPC_FAULTY_IS_LOADED"), nullptr) << "unloaded as often as loaded";
+    const std::string start = "The library " + path + " ";
+    return said.starts_with(start) ? said.substr(start.size()) : said;
+  };
+  const std::string faulty = LIPC_FAULTY_LIBRARY;
+  EXPECT_EQ(complaint(faulty, "none"), "nothing");
+  EXPECT_EQ(complaint(faulty, "version"), "has LIPC version 4; this host takes version 5.");
+  EXPECT_EQ(complaint(faulty, "create"), "failed while it was started: on purpose.");
+  EXPECT_EQ(complaint(faulty, "odd"), "failed while it was started: an exception of unknown type.");
+  EXPECT_EQ(complaint(faulty, "nothing"),
+            "failed while it was started: createProcessor gave no processor.");
+  Dl_info other{};  // a library, but of another kind
+  ASSERT_NE(dladdr(dlsym(RTLD_DEFAULT, "fork"), &other), 0);
+  EXPECT_EQ(complaint(other.dli_fname, ""),
+            "is no processor library: it lacks the function getLIPCVersion.");
+  EXPECT_EQ(complaint("/missing.so", "").find("cannot be loaded: "), 0U);
+  EXPECT_EQ(complaint("missing.so", "").find("cannot be loaded: ./missing.so"), 0U)
+      << "not looked for where the system has its libraries";
+}
+
 }  // namespace

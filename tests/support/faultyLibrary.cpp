@@ -4,6 +4,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <stdexcept>
 #include <thread>
 
 #include <fcntl.h>
@@ -70,6 +71,9 @@ class Processor final : public LIPC::AudioProcessor {
 }  // namespace
 
 EXPORTED LIPC::AudioProcessor* createProcessor(const char*) {
+  if (has("create")) throw std::runtime_error("on purpose");
+  if (has("odd")) throw 1;
+  if (has("nothing")) return nullptr;
   return new Processor;
 }
 
@@ -82,6 +86,7 @@ EXPORTED int getClientType() {
 }
 
 EXPORTED void loadLibrary() {
+  setenv("LIPC_FAULTY_IS_LOADED", "1", 1);
   if (has("crash")) crash();
   if (has("hang")) sleepLong();
   if (has("exit")) std::exit(3);
@@ -92,6 +97,7 @@ EXPORTED void loadLibrary() {
 }
 
 EXPORTED void unloadLibrary() {
+  unsetenv("LIPC_FAULTY_IS_LOADED");
   sStop = true;
   if (sThread.joinable()) sThread.join();
 }

@@ -178,6 +178,13 @@ TEST_F(BareTable, ASilentHostCostsAJoinAndALeaveTheirTimesAndTheRow) {
   EXPECT_EQ(remains(), "");
   EXPECT_EQ(session.lock.count(), 0) << "what it never had it does not give";
   EXPECT_EQ(session.registration.count(), 1) << "the join's request alone";
+
+  session.registration.take();
+  session.lock.post();
+  ASSERT_TRUE(joins());
+  seconds = secondsOf([&] { client.stopLIPCSession(); });  // with the lock
+  EXPECT_TRUE(seconds >= 1.45 && seconds < 2.9) << seconds;
+  session.lock.post();
 }
 
 TEST_F(BareTable, WhatKeepsAClientOutCostsNoLockAndLeavesNothingOfIt) {
@@ -282,20 +289,30 @@ TEST_F(BareTable, ARejoinBringsBackWhatTheSessionChangedAndWhatTheUserEdited) {
   ASSERT_TRUE(eventually(10s, [&] { return client.lastChanged == 127; }));
   kept.addWire(7, 8);
 
-  SystemSemaphore("clientClientMustDisconnect").post();  // the host asks
-  ASSERT_TRUE(session.isAsked("client", 0));
-  std::memset(session.row(0), 0, 3376);
-  session.answer();
-  ASSERT_TRUE(session.isAsked("client", 1));
-  std::string found = text(0) + text(9);
-  for (const int index : edges)
-    found += std::to_string(static_cast<int>(parameter(index)));
-  EXPECT_EQ(found, "theirslast221122") << "8 to 31 are nobody else's";
-  BareSession::List& list = *session.list("client");
-  ASSERT_EQ(list.size(), 2U);
-  EXPECT_EQ(list.front().bytes[196 + 8], 7) << "edited through a reference that was kept";
-  EXPECT_EQ(list.back().bytes[196 + 8], 5) << "as the session has it";
-  EXPECT_EQ(list.back().bytes[452], 1) << "cut by another";
+  for (const bool isRobbed : {false, true}) {
+    const int joinsBefore = client.established;
+    if (isRobbed) {
+      std::memset(session.row(0), 0, 3376);  // somebody takes its row
+    } else {
+      SystemSemaphore("clientClientMustDisconnect").post();  // the host asks
+      ASSERT_TRUE(session.isAsked("client", 0));
+      std::memset(session.row(0), 0, 3376);
+      session.answer();
+    }
+    ASSERT_TRUE(session.isAsked("client", 1));
+    std::string found = text(0) + text(9);
+    for (const int index : edges)
+      found += std::to_string(static_cast<int>(parameter(index)));
+    EXPECT_EQ(found, "theirslast221122") << "8 to 31 are nobody else's";
+    BareSession::List& list = *session.list("client");
+    ASSERT_EQ(list.size(), 2U);
+    EXPECT_EQ(list.front().bytes[196 + 8], 7) << "edited through a reference that was kept";
+    EXPECT_EQ(list.back().bytes[196 + 8], 5) << "as the session has it";
+    EXPECT_EQ(list.back().bytes[452], 1) << "cut by another";
+    session.sessionList.clear();
+    session.answer();
+    ASSERT_TRUE(eventually(10s, [&] { return client.established > joinsBefore; }));
+  }
 }
 
 TEST_F(BareTable, AConnectedClientStampsWatchesTheHeartbeatAndObeys) {

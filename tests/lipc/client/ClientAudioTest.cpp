@@ -140,6 +140,18 @@ TEST_F(ClientAudio, TheOneOrTwoBlocksBeforeCanBeAmendedWhileTheyAreThere) {
   EXPECT_EQ(sent, (std::vector<float>{31, 31, 11, 11, 1}));
 }
 
+#ifndef LIPC_CHECKED_AT_RUN_TIME  // an exception allocates
+TEST_F(ClientAudio, AnExceptionFromACallbackEndsTheBlockAndTheClientRejoinsUnderItsID) {
+  ASSERT_TRUE(client.join());
+  client.onNeed = []() -> bool { throw std::runtime_error("on purpose"); };
+  EXPECT_EQ(trade(1000), silent(0)) << "ended before its answer";
+  client.onNeed = [] { return false; };
+  ASSERT_TRUE(eventually(10s, [&] { return client.established == 2 && client.isConnected(); }));
+  EXPECT_EQ(client.configGetClientID(), "client");
+  EXPECT_EQ(trade(1512), silent(2));
+}
+#endif
+
 TEST_F(ClientAudio, OutsideTheSessionBlocksTouchNothingAndThereAreNoPannerValues) {
   ASSERT_TRUE(client.join());
   client.updateDAWvaluesFromShMem();
@@ -181,6 +193,40 @@ TEST_F(ClientAudio, WhatAHeldUpAudioThreadReadsStaysUntilItIsOut) {
   thread.join();
   ASSERT_TRUE(client.join());
   EXPECT_EQ(ShmManagedOpen<LIPC::SHMSlices>("client-send")->slices[0].channelCount, 4);
+}
+
+TEST_F(ClientAudio, BlocksWithoutPauseGoWithEditsValuesAndRejoinsOfOtherThreads) {
+  ASSERT_TRUE(client.join());
+  std::atomic<bool> stop{false};
+  std::thread audioThread([&] {
+    for (long long stamp = 0; !stop; stamp += cSamples)
+      trade(stamp);
+  });
+  std::thread otherThread([&] {
+    for (int i = 0; !stop; ++i) {
+      client.updateDAWvaluesFromShMem();
+      client.setOfflineParameter(50, static_cast<float>(i));
+      client.setString(1, std::to_string(i).c_str());
+      client.getClientEntries(0);
+      client.configGetClientID();
+    }
+  });
+  testing::internal::CaptureStdout();  // overruns: blocks come faster than anybody reads them
+  for (int round = 1; round <= 8; ++round) {
+    const int before = client.established;
+    client.configDisconnect(LIPC::ClientID("client"), LIPC::ClientID(std::to_string(round)));
+    client.setChannels(round);
+    client.syncClientConnections();
+    if (round == 3) client.stopLIPCSession();
+    client.startLIPCSession(0);
+    EXPECT_TRUE(eventually(10s, [&] { return client.established > before; })) << round;
+  }
+  stop = true;
+  otherThread.join();
+  audioThread.join();
+  testing::internal::GetCapturedStdout();
+  EXPECT_GT(client.getProcessCallCount(), 100U);
+  EXPECT_EQ(ShmManagedOpen<LIPC::SHMSlices>("client-send")->slices[0].channelCount, 8);
 }
 
 }  // namespace

@@ -96,4 +96,25 @@ TEST(ClientConnections, ASynchronisationTakesOverWhatOthersMadeAndCut) {
   EXPECT_EQ(client.configGetConnections().back().getWiredChannel(3, Connection::eSourceSide), 4);
 }
 
+TEST(ClientConnections, ACutOneStaysCutAfterTheRejoinWhateverTheRulesAndTheSessionSay) {
+  TestHost host;
+  TestClient mixer("mixer", static_cast<int>(LIPC::cMixEngineType));
+  TestClient client("me");
+  client.configAutoConnect({static_cast<int>(LIPC::cMixEngineType), Connection::eTargetSide, 0});
+  ASSERT_TRUE(mixer.join() && client.join());
+  EXPECT_EQ(client.getConnectedClients(0, cMe).size(), 1U);
+  SessionList list;
+  for (int rejoins = 1; rejoins <= 2; ++rejoins) {
+    list.find(cMe, cMixer).disconnectRequested = 0;
+    client.configBeginEdit();
+    if (rejoins == 1) client.configDisconnect(cMixer);
+    client.configSetIOChannelCount(rejoins, 1);
+    client.configEndEdit();
+    ASSERT_TRUE(eventually(10s, [&] { return client.established == 1 + rejoins; }));
+    EXPECT_EQ(list.find(cMe, cMixer).disconnectRequested, 1);
+    EXPECT_EQ((*list).size(), 1U);
+  }
+  EXPECT_TRUE(client.getConnectedClients(0, cMe).empty());
+}
+
 }  // namespace

@@ -1,6 +1,8 @@
-// The configuration's edits, without a session.
+// The configuration's edits, without a session, and the loop's counters.
 #include <gtest/gtest.h>
 
+#include "lipc/client/AutoConnectThread.h"
+#include "lipc/client/HeartbeatWatch.h"
 #include "tests/support/TestClient.h"
 
 namespace {
@@ -59,6 +61,30 @@ TEST_F(ClientEdits, OfTheCountsGoAsFarAsTheModeAllows) {
   client.configSetMode(eClientModeInputs);
   publish();
   EXPECT_TRUE(routing().empty()) << "a mode without outputs takes them away";
+}
+
+TEST(HeartbeatWatch, TheEleventhUnchangedPassInARowIsTheEndAndAHostThatBeginsAgainAnother) {
+  using eVerdict = HeartbeatWatch::eVerdict;
+  HeartbeatWatch watch;
+  watch.restart(7);
+  for (const std::uint64_t tick : {8U, 9U}) {
+    EXPECT_EQ(watch.observe(tick), eVerdict::eAdvanced);
+    for (int pass = 1; pass <= 10; ++pass)
+      EXPECT_EQ(watch.observe(tick), eVerdict::eStalled) << pass;
+  }
+  EXPECT_EQ(watch.observe(9), eVerdict::eGone);
+  for (const std::uint64_t tick : {8U, 1U, 0U})
+    EXPECT_EQ(watch.observe(tick), eVerdict::eRestarted);
+  watch.restart(1);
+  EXPECT_EQ(watch.observe(1), eVerdict::eStalled);
+}
+
+TEST(AutoConnectThread, TheLoopPeriodIsClamped) {
+  AutoConnectThread thread;
+  for (const auto& [asked, is] : {std::pair{99, 100}, {101, 101}, {499, 499}, {501, 500}}) {
+    thread.setLoopDurationMS(asked);
+    EXPECT_EQ(thread.loopDurationMS(), is);
+  }
 }
 
 }  // namespace

@@ -92,6 +92,41 @@ struct BlockExchange : testing::Test {
   float parameters[AudioBlock::cMostParameters], returned[AudioBlock::cMostParameters];
 };
 
+TEST_F(BlockExchange, ABlockIsSentWholeWithItsSenderAndASecondOfItsStampReusesTheSlice) {
+  for (const int count : {0, 1, 1024, 256}) {
+    const long long stamp = 50'000 + 2000 * count;
+    answer(stamp - 4LL * count);
+    fill(cBefore);
+    exchange.send(block(stamp, count), setup());
+    exchange.receive(block(stamp, count), setup(), false);
+    const SHMSliceBuffer& slice = send->slices[send->currentSlice];
+    for (int s : {0, 1, 255, 256, 1023}) {
+      EXPECT_EQ(samples[1][s], s < count ? 11.0F : cBefore) << count << " " << s;
+      EXPECT_EQ(slice.getChannelSamples(1)[s], s < count ? cBefore : 0) << count << " " << s;
+    }
+  }
+  const auto sender = [](const SHMSliceBuffer& slice) {
+    return std::to_string(slice.timeStamp) + slice.clientID + std::to_string(slice.clientType) +
+           " " + std::to_string(slice.sampleCount) + (slice.ready != 0 ? " ready" : "");
+  };
+  const std::string who = id.substr(0, 64) + "1413829460 256";
+  EXPECT_EQ(sender(send->slices[4]), "562000" + who + " ready");
+  std::string newest;
+  for (const long long stamp : {1000, 1000, 998, 1002, 1001, 1256, 1512, 1768, 2024, 2280}) {
+    exchange.send(block(stamp), setup());
+    newest += std::to_string(send->currentSlice);
+    EXPECT_TRUE(stamp > 1000 || exchange.sentParameters(1000)[171] == 171.0F);
+  }
+  EXPECT_EQ(newest, "5555012345") << "one sample off is another block";
+  EXPECT_EQ(exchange.sentParameters(1000), nullptr) << "round the ring";
+  for (const int slot : {5, 0}) {
+    returns->slices[slot].ready = 1;
+    exchange.stampReturnSlot(block(1000), setup());
+    EXPECT_EQ(returns->currentSlice, slot) << "fresh always";
+    EXPECT_EQ(sender(returns->slices[slot]), "1000" + who);
+  }
+}
+
 TEST_F(BlockExchange, AnUnreadySlotYieldsItsParametersAMissingOneZerosAndAReadyOneWhatIsRouted) {
   EXPECT_EQ(heard(2, 9001, true), (Floats{0, 0}));
   EXPECT_TRUE(returned[171] == 0.0F && sYields == 10);

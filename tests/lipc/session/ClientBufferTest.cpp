@@ -25,4 +25,22 @@ TEST(ClientBuffer, AnUnreadableStampThrowsAndItsMutexComesBack) {
   EXPECT_TRUE(SemaphoreHandle(buffer->keepAliveMutex).try_wait());
 }
 
+TEST(ClientBuffer, ItsStampIsNeitherWrittenNorReadWhileItsMutexIsHeldAndItsEndTakesWhatWasAsked) {
+  auto buffer = std::make_unique<ClientBuffer>("ClientBufferTest");
+  SemaphoreHandle mutex(buffer->keepAliveMutex), disconnect(buffer->mustDisconnectSemaphore);
+  setFixedText(buffer->keepAliveTimestamp, std::string(64, '9'));
+  EXPECT_TRUE(mutex.try_wait());
+  buffer->keepAlive();
+  EXPECT_EQ(buffer->stampText(), std::string(64, '9'));
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(buffer->isAlive(), eAliveUnknown);
+  EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(950));
+  mutex.post();
+  buffer->keepAlive();
+  EXPECT_TRUE(buffer->isAlive() == eAliveFresh && mutex.try_wait());
+  disconnect.post();
+  buffer.reset();
+  EXPECT_FALSE(disconnect.try_wait());
+}
+
 }  // namespace

@@ -57,4 +57,34 @@ TEST_F(Pool, AMissingListIsSaidAndAMissingPoolThrows) {
   EXPECT_THROW(found(0), interprocess_exception);
 }
 
+TEST_F(Pool, ASpoiltLinkEndsTheWalkInsideThePool) {
+  list.assign(3, Connection());
+  // A node begins with the distance to the next one, 16 bytes before its record.
+  auto& next = *reinterpret_cast<std::int64_t*>(reinterpret_cast<char*>(&*++list.begin()) - 16);
+  for (const std::int64_t spoilt : {next, std::int64_t{1} << 40, next + 1, std::int64_t{0}}) {
+    const std::size_t most = spoilt == next ? 3
+                             : spoilt == 0  ? 65536 / sizeof(SharedConnectionNode)
+                                            : 2;
+    next = spoilt;
+    std::size_t visits = 0;
+    forEachConnection(static_cast<const char*>(pool.get_address()), pool.get_size(), list,
+                      [&](const Connection&) { ++visits; });
+    EXPECT_EQ(visits, most) << spoilt;
+  }
+}
+
+TEST_F(Pool, APublishedListIsAloneOfItsNameAndWithdrawnUnlessKept) {
+  PublishedConnections(cA).publish({Connection(cA, cB, cA)});
+  PublishedConnections(cA).keep();
+  EXPECT_THROW(PublishedConnections{cA}, interprocess_exception);
+}
+
+TEST_F(Pool, AProcessThatDiedInItsLockMakesOperationsThrowAfterASecond) {
+  auto die = [] { _exit(0); };
+  EXPECT_EXIT(pool.atomic_func(die), testing::ExitedWithCode(0), "");
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_THROW(found(0), interprocess_exception);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+}
+
 }  // namespace

@@ -30,6 +30,19 @@ TEST_F(SessionTable, FindsRowsBySixtyFourCharactersAndCountsFreeOnesOnlyAsCopies
             21'022u);
 }
 
+TEST_F(SessionTable, FullOfOnesAnswersNeutrallyAndTakesARowNamedDefaultForFree) {
+  std::memset(static_cast<void*>(table.get()), 0xFF, sizeof *table);
+  EXPECT_TRUE(table->getEmptyEntry() == nullptr && table->getClientEntriesCount(1) == 0);
+  EXPECT_EQ(table->getClientEntries(-1, copies), 1024u);
+  EXPECT_TRUE(copies[9].strings[9].current().empty() && copies[9].nameView().size() == 64);
+  bool isJoin = true;
+  EXPECT_TRUE(table->readRequest(isJoin).view().size() == 64 && !isJoin);
+  table->writeRequest(ClientID(std::string(64, 'x')), SessionBuffer::cJoinRequest);
+  EXPECT_EQ(std::memcmp(&table->sessionID.id[63], "x\0\1", 3), 0);
+  rows[1023].id.setTo("Default");
+  EXPECT_EQ(table->getEmptyEntry(), &rows[1023]);
+}
+
 TEST(ClientEntry, ACopyHasEveryFieldAndAClearedOneNoneButItsTexts) {
   ClientEntry row, copy;
   char* const bytes = reinterpret_cast<char*>(&row);
