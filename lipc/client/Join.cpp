@@ -10,6 +10,7 @@
 #include "lipc/session/SegmentNames.h"
 #include "lipc/util/FixedText.h"
 #include "lipc/util/Log.h"
+#include "lipc/util/SharedWord.h"
 
 namespace LIPC {
 
@@ -180,7 +181,6 @@ bool Join::createRing(std::unique_ptr<ShmManagedCreateOpen<SHMSlices>>& slices, 
 
 void Join::fillRow(ClientEntry& row, const std::string& name, const float* offlineParameters,
                    const std::array<std::string, cStringSlotCount>& strings) {
-  row.id = mWho.id;
   row.type = mWho.type;
   row.mode = mWho.mode;
   row.inputChannelCount = mWho.inputChannelCount;
@@ -190,6 +190,8 @@ void Join::fillRow(ClientEntry& row, const std::string& name, const float* offli
   for (unsigned slot = 0; slot < cStringSlotCount; ++slot) {
     row.strings[slot].put(strings[slot].c_str(), static_cast<int>(strings[slot].size()));
   }
+  fenceWrites();  // with an ID the row is in use
+  row.id = mWho.id;
 }
 
 void Join::attachPannerValues() {
