@@ -11,6 +11,7 @@ namespace host {
 
 /// A processor library that cannot be used; the text is a whole sentence that names the file and
 /// the cause.
+/// @ingroup host
 class LibraryError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
@@ -19,17 +20,23 @@ class LibraryError : public std::runtime_error {
 /// processor, then calls the library's unloadLibrary, then unloads it.
 ///
 /// Threads: constructed and destroyed on one thread; the processor belongs to the host's cycle.
+///
+/// @ingroup host
 class ProcessorLibrary {
  public:
   /// Loads the library, checks its five functions and its version, calls loadLibrary and makes a
   /// processor. Throws LibraryError.
+  /// `path` without a slash is a file of the working directory.
   explicit ProcessorLibrary(const std::string& path);
   ~ProcessorLibrary();
   ProcessorLibrary(const ProcessorLibrary&) = delete;
   ProcessorLibrary& operator=(const ProcessorLibrary&) = delete;
 
+  /// As it was given.
   const std::string& path() const { return mPath; }
+  /// What getClientType answered: a four-character code.
   std::uint32_t clientType() const { return mClientType; }
+  /// The one processor; good as long as this object.
   LIPC::AudioProcessor& processor() { return *mProcessor; }
 
  private:

@@ -23,17 +23,19 @@
 #include "inspect/TableWatch.h"
 #include "lipc/realtime/SemaphoreHandle.h"
 
+/// The reference host.
 namespace host {
 
 /// A reference session host: everything that a participant needs of its host.
 ///
-///   heartbeat thread      counts every 100 ms
-///   registration thread   answers joins and leaves as their semaphore is posted
-///   watch thread          every 100 ms: changes in the table and in the connections; every 500 ms:
-///                         lost clients and a registration lock that nobody gives back
-///   audio thread          carries the clients' audio, woken by them; not with the fault noAudio
-///   cycle thread          drives the loaded libraries' processors
-///   faults thread         misbehaves by chance; only where a seed is given
+///     heartbeat thread      counts every 100 ms
+///     registration thread   answers joins and leaves as their semaphore is posted
+///     watch thread          every 100 ms: changes in the table and in the connections; every 500
+///     ms:
+///                           lost clients and a registration lock that nobody gives back
+///     audio thread          carries the clients' audio, woken by them; not with the fault noAudio
+///     cycle thread          drives the loaded libraries' processors
+///     faults thread         misbehaves by chance; only where a seed is given
 ///
 /// One lock guards the table's rows, the connections and the watches against each other within the
 /// host; between processes the session's registration lock does. The audio has a lock of its own,
@@ -41,20 +43,26 @@ namespace host {
 ///
 /// Threads: constructed, loaded and stopped on one thread. The event sink is called from the host's
 /// threads, one call at a time; it must not call back.
+///
+/// @ingroup host
 class SessionHost {
  public:
+  /// Takes the IDs of the clients for whom `stop` waits.
   using WaitingReport = std::function<void(const std::vector<std::string>&)>;
 
-  /// Makes the session. Throws SessionAliveError when one lives, HostError when it cannot be made.
+  /// Makes the session. Where there is one already it first watches its heartbeat, for a
+  /// second at most. Throws SessionAliveError when it lives, HostError when the new one cannot be
+  /// made.
   SessionHost(const HostOptions& options, inspect::EventSink sink);
-  /// Stops.
+  /// Stops, if `stop` was not called.
   ~SessionHost();
   SessionHost(const SessionHost&) = delete;
   SessionHost& operator=(const SessionHost&) = delete;
 
   /// What a dead session had left and the start removed.
   const std::vector<std::string>& removedAtStart() const { return mRemovedAtStart; }
-  /// Throws LibraryError.
+  /// Loads a processor library, whose processor is driven from now on, once per 1024 frames at
+  /// 48 kHz. Throws LibraryError. What it returns lives until `stop`.
   const ProcessorLibrary& load(const std::string& path);
   /// Ends the audio, forbids joins, asks every client to leave, waits for them for at most 5
   /// seconds, unloads the libraries and removes everything. Who is provably dead is not waited for.
@@ -64,7 +72,9 @@ class SessionHost {
   /// What `stop` could not remove of dead clients: a sentence each.
   const std::vector<std::string>& keptAtStop() const { return mKeptAtStop; }
 
+  /// The table, whose rows clients write meanwhile. Not after `stop`.
   LIPC::SessionBuffer& session() { return mSegments->session(); }
+  /// A copy of the session's connections, cut ones included. Any thread; not after `stop`.
   std::vector<LIPC::Connection> connections();
   /// What became of each client's blocks since it joined. Empty after `stop` and without audio.
   std::vector<AudioCycle::ClientCounters> audioCounters() {

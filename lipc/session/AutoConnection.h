@@ -7,11 +7,17 @@
 
 namespace LIPC {
 
-/// A rule that produces connections, kept in a client's private state; resolveAutoConnections says
-/// when it applies. The two numbers carry, in place of channels, whom the rule looks for.
+/// A rule that produces connections, kept in a client's private state and resolved in each of its
+/// joins. The two numbers carry, in place of channels, whom the rule looks for: every client of a
+/// type, or the host's reference client, which then stands for its type in the rules that follow. A
+/// client is never its own target, and what its list holds already, cut ones included, is not made
+/// again.
 ///
 /// Threads: none of its own.
+///
+/// @ingroup connections
 struct LIPC_API AutoConnection {
+  /// Without children.
   AutoConnection(int first, Connection::Direction dir, int second)
       : firstChannel(first), secondChannel(second), direction(dir) {}
 
@@ -23,29 +29,32 @@ struct LIPC_API AutoConnection {
   /// direction counts.
   void addChild(int first, Connection::Direction dir, int second);
 
-  std::int32_t firstChannel;   // four-character type of the clients that are looked for
-  std::int32_t secondChannel;  // not 0: the host's reference client of that type is preferred
-  Connection::Direction direction;
-  std::list<AutoConnection> children;  // rules that apply together with this one
+  std::int32_t firstChannel;           ///< four-character type of the clients looked for
+  std::int32_t secondChannel;          ///< not 0: the reference client of that type is preferred
+  Connection::Direction direction;     ///< eSourceSide: from the found client; eTargetSide: to it
+  std::list<AutoConnection> children;  ///< rules that apply together with this one
 };
 
 /// Matches the connections from `source` to `target`, for std::list::remove_if.
+/// @ingroup connections
 struct LIPC_API ConnectionFinder {
+  /// Unset IDs match as any others.
   bool operator()(const Connection& connection) const {
     return connection.source == source && connection.target == target;
   }
 
-  ClientID source;
-  ClientID target;
+  ClientID source;  ///< 64 characters are compared
+  ClientID target;  ///< as well
 };
 
 /// Collects the connections of one client.
+/// @ingroup connections
 struct LIPC_API ClientConnections {
   /// Appends a copy to `out` and returns true when `id` is set and is the source or the target.
   bool operator()(const Connection& connection) const;
 
-  ClientID id;
-  std::list<Connection>& out;
+  ClientID id;                 ///< unset: matches none
+  std::list<Connection>& out;  ///< is appended to; outlives this object
 };
 
 }  // namespace LIPC

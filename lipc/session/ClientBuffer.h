@@ -15,10 +15,11 @@
 namespace LIPC {
 
 /// What the keep-alive stamp of a client says of it.
+/// @ingroup session_table
 enum eAlive : int {
-  eAliveUnknown = 0,  // the stamp's mutex was not to be had within a second
-  eAliveStale = 1,    // not refreshed for 4 seconds or more
-  eAliveFresh = 2,
+  eAliveUnknown = 0,  ///< the stamp's mutex was not to be had within a second
+  eAliveStale = 1,    ///< not refreshed for 4 seconds or more
+  eAliveFresh = 2,    ///< refreshed less than 4 seconds ago, or stamped in the future
 };
 
 /// A client's own segment, named by its ID: through it the host reaches that one client, and others
@@ -27,7 +28,10 @@ enum eAlive : int {
 /// Threads: the owner's auto-connect thread writes the stamp; other processes read it. The
 /// keep-alive mutex serialises the two: the writer only tries it, a reader waits a second at most.
 /// The queue has one writer (the owner's audio thread) and one reader (the host).
+///
+/// @ingroup session_table
 struct ClientBuffer {
+  /// The field's size; a stamp has 15 characters.
   static constexpr std::size_t cTimestampBytes = 64;
 
   /// Constructs in place over the attached segment; carries a fresh stamp from the start. Throws
@@ -54,16 +58,16 @@ struct ClientBuffer {
   std::string_view stampText() const;
 
   //                                              offset  size  written by
-  ClientID id;                               //      0    65  the owner
-  char padding0[3];                          //     65     3
-  std::uint32_t type;                        //     68     4  the owner; four-character code
-  std::uint32_t mode;                        //     72     4  the owner; eClientMode bits
-  char reserved[64];                         //     76    64  not initialised
-  Semaphore mustDisconnectSemaphore;         //    140   260  the owner
-  ValueQueue newDataQueue;                   //    400   520  read index: host; the rest: owner
-  char keepAliveTimestamp[cTimestampBytes];  //    920    64  the owner; UTC "YYYYMMDDTHHMMSS"
-  Semaphore keepAliveMutex;                  //    984   260  the owner
-  char padding1[4];                          //   1244     4
+  ClientID id;                               ///<      0    65  the owner
+  char padding0[3];                          ///<     65     3
+  std::uint32_t type;                        ///<     68     4  the owner; four-character code
+  std::uint32_t mode;                        ///<     72     4  the owner; eClientMode bits
+  char reserved[64];                         ///<     76    64  not initialised
+  Semaphore mustDisconnectSemaphore;         ///<    140   260  the owner; posted: leave
+  ValueQueue newDataQueue;                   ///<    400   520  read index: host; the rest: owner
+  char keepAliveTimestamp[cTimestampBytes];  ///<    920    64  the owner; UTC "YYYYMMDDTHHMMSS"
+  Semaphore keepAliveMutex;                  ///<    984   260  the owner
+  char padding1[4];                          ///<   1244     4
 };
 
 static_assert(sizeof(ClientBuffer) == 1248);

@@ -16,24 +16,36 @@ namespace LIPC {
 /// record does not say which of its two fields is whose. This library and its host have chosen: the
 /// field of direction 0 is the source's, that of direction 1 the target's. Channel numbers read
 /// from the shared list are another process's: whoever uses one as an index checks it first.
+///
+/// @ingroup connections
 struct LIPC_API Connection {
+  /// All that fit; unused ones may lie between used ones.
   static constexpr int cWireCount = 32;
+  /// Marks a wire's field, and so the wire, as unused.
   static constexpr std::int32_t cNoChannel = -1;
 
   /// Selects one of a wire's two fields.
-  enum Direction : int { eSourceSide = 0, eTargetSide = 1 };
+  enum Direction : int {
+    eSourceSide = 0,  ///< a channel of the source's "-send" ring
+    eTargetSide = 1,  ///< a channel of the target's "-return" ring
+  };
 
+  /// From one channel to one channel. Several wires into one channel add up there.
   struct Wire {
-    std::int32_t channel[2];
+    std::int32_t channel[2];  ///< by Direction; from 0 on, or -1
   };
 
   /// All IDs empty, no wires, no flags. What an AutoConnection yields when it cannot apply.
   static const Connection mscNull;
 
+  /// As mscNull.
   Connection() { clear(); }
+  /// Without wires and flags. `by` is the owner and may be unset.
   Connection(const ClientID& from, const ClientID& to, const ClientID& by);
 
+  /// As mscNull.
   void clear();
+  /// Both fields of every wire become -1.
   void clearWires();
   /// Source and target are both set; the owner does not matter.
   bool isDefined() const { return source.isDefined() && target.isDefined(); }
@@ -55,15 +67,16 @@ struct LIPC_API Connection {
   /// Clears every wire whose field `d` is `channel` or more.
   void clearChannels(int channel, Direction d);
 
-  //                                    offset  size
-  ClientID source;                   //      0    65
-  ClientID target;                   //     65    65
-  ClientID owner;                    //    130    65  may be empty
-  std::uint8_t isAuto;               //    195     1  1: made by an AutoConnection rule
-  Wire wires[cWireCount];            //    196   256
-  std::int32_t disconnectRequested;  //    452     4  1: a client asked to remove it
-  std::uint8_t reserved;             //    456     1  0
-  char padding[3];                   //    457     3
+  // Written by the client that publishes it; the host carries it over into the session's list.
+  //                                      offset  size
+  ClientID source;                   ///<      0    65  who sends
+  ClientID target;                   ///<     65    65  who hears it
+  ClientID owner;                    ///<    130    65  who made it; may be empty
+  std::uint8_t isAuto;               ///<    195     1  1: made by an AutoConnection rule
+  Wire wires[cWireCount];            ///<    196   256  wire k at 196 + 8 * k
+  std::int32_t disconnectRequested;  ///<    452     4  not 0: a client asked to remove it
+  std::uint8_t reserved;             ///<    456     1  0
+  char padding[3];                   ///<    457     3
 };
 
 static_assert(sizeof(Connection) == 460);
@@ -78,11 +91,13 @@ static_assert(offsetof(Connection, reserved) == 456);
 static_assert(std::is_standard_layout_v<Connection>);
 
 /// True when both name the same source and the same target (64 characters each).
+/// @ingroup connections
 inline bool haveSameEnds(const Connection& a, const Connection& b) {
   return a.source == b.source && a.target == b.target;
 }
 
-/// True when both have the same wires and the same state.
+/// True when both have the same wires, place by place, and the same disconnectRequested.
+/// @ingroup connections
 LIPC_API bool haveSameRouting(const Connection& a, const Connection& b);
 
 }  // namespace LIPC

@@ -7,9 +7,12 @@
 namespace LIPC {
 
 /// The session-wide block "LIPC_SESSION_PANNER_DAW_VALS". Its layout is the host's; this library
-/// passes its address on and reads nothing.
+/// passes its address on and reads nothing. Client::updateDAWvaluesFromShMem passes it.
+///
+/// @ingroup session_table
 struct SHM_Panner_DAW_Values;
 
+/// The smallest segment that is taken for one.
 template <>
 inline constexpr std::size_t cShmMinimumBytes<SHM_Panner_DAW_Values> = 1;
 

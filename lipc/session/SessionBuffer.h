@@ -20,17 +20,21 @@ struct Connection;
 /// Registration is serialised by the clients-can-register mutex and signalled through the
 /// registration and registration-ended semaphores:
 ///
-///   client (holds the mutex)                     host
-///   writeRequest, drains "ended"
-///   posts "registration"                    -->  reads the request, completes it
-///   waits for "ended", with a time-out      <--  posts "ended", then the mutex
+///     client (holds the mutex)                     host
+///     writeRequest, drains "ended"
+///     posts "registration"                    -->  reads the request, completes it
+///     waits for "ended", with a time-out      <--  posts "ended", then the mutex
 ///
 /// Threads: the queries take no lock and may meet a half-written row; nothing they read is used as
-/// an index or size unchecked. They are linear scans over 1024 rows.
+/// an index or size unchecked. They are linear scans over 1024 rows. A row that they return is the
+/// shared one, good while the table is mapped. An application looks through Client's own queries.
+///
+/// @ingroup session_table
 struct SessionBuffer {
   /// The two requests, as the 16-bit word at bytes 64 and 65 holds them: the byte that ends
   /// `sessionID` and the request byte are written in one store.
   static constexpr std::uint16_t cJoinRequest = 0x0100;
+  /// The other; both words are little-endian.
   static constexpr std::uint16_t cLeaveRequest = 0x0000;
 
   /// Run once, by the host, over the freshly attached memory. Drains the registration semaphore of
@@ -49,6 +53,7 @@ struct SessionBuffer {
   /// First row whose ID equals `id` in its 64 characters, else null. Free rows are not skipped: an
   /// empty `id` finds the first row with an empty ID. Null reads as empty.
   ClientEntry* getClientEntry(const char* id);
+  /// The same to read.
   const ClientEntry* getClientEntry(const char* id) const;
   /// The row, or null unless 0 <= index < 1024.
   const ClientEntry* getClientEntry(int index) const;
@@ -58,7 +63,7 @@ struct SessionBuffer {
   bool scanClientEntries(ClientEntry::Predicate& predicate) const;
   /// Visits one row; an index above 1023 (or negative) visits none.
   void scanClientEntryAt(int index, ClientEntry::Predicate& predicate) const;
-  /// First free row, else null.
+  /// First free row, else null. Claimed only under the clients-can-register mutex.
   ClientEntry* getEmptyEntry();
   /// Rows in use of that type; type 0: all rows in use.
   unsigned getClientEntriesCount(int type) const;
@@ -78,19 +83,19 @@ struct SessionBuffer {
   /// ones left out; `type` 0: of every type. Returns their number; throws as above.
   unsigned getConnectedClients(const ClientID& id, std::deque<ClientEntry>& out, int type) const;
 
-  //                                                   offset     size  written by
-  ClientID sessionID;                    //      0       65  the client with a request
-  std::uint8_t registrationRequest;      //     65        1  same; 1 join, 0 leave
-  char padding0[2];                      //     66        2
-  Semaphore registrationSemaphore;       //     68      260  host
-  Semaphore registrationEndedSemaphore;  //    328      260  host
-  Semaphore newAudioDataSemaphore;       //    588      260  host
-  std::uint64_t reserved;                //    848        8  0
-  Semaphore clientsCanRegisterMutex;     //    856      260  host
-  char padding1[4];                      //   1116        4
-  ClientEntry entries[cMaxClients];      //   1120  3457024  each row by its client
-  std::uint64_t heartbeat;               // 3458144       8  host; counts while it lives
-  ClientID referenceClientID;            // 3458152      65  host; unset: empty, "Default"
+  //                                         offset     size  written by
+  ClientID sessionID;                    ///<      0       65  the client with a request
+  std::uint8_t registrationRequest;      ///<     65        1  same; 1 join, 0 leave
+  char padding0[2];                      ///<     66        2
+  Semaphore registrationSemaphore;       ///<     68      260  host
+  Semaphore registrationEndedSemaphore;  ///<    328      260  host
+  Semaphore newAudioDataSemaphore;       ///<    588      260  host
+  std::uint64_t reserved;                ///<    848        8  0
+  Semaphore clientsCanRegisterMutex;     ///<    856      260  host
+  char padding1[4];                      ///<   1116        4
+  ClientEntry entries[cMaxClients];      ///<   1120  3457024  each row by its client
+  std::uint64_t heartbeat;               ///< 3458144       8  host; counts while it lives
+  ClientID referenceClientID;            ///< 3458152      65  host; unset: empty, "Default"
 };
 
 static_assert(sizeof(SessionBuffer) == 3458224);

@@ -1,8 +1,13 @@
 #pragma once
 
-// What the shared library shows. In a static library nothing has to be shown, so that a plug-in
-// that has one inside shows none of it to its neighbours: its target defines LIPC_STATIC. Without
-// any macro a header is right for both.
+/// @file
+/// What the shared library shows. In a static library nothing has to be shown, so that a plug-in
+/// that has one inside shows none of it to its neighbours: its target defines LIPC_STATIC. Without
+/// any macro a header is right for both.
+
+/// @def LIPC_API
+/// Marks what the shared library shows; nothing where LIPC_STATIC is defined.
+/// @ingroup support
 #if defined(LIPC_STATIC)
 #define LIPC_API
 #else

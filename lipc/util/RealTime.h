@@ -1,11 +1,13 @@
 #pragma once
 
+/// @file
 /// Marks for the audio path.
-///
-/// LIPC_NONBLOCKING, behind a function's parameter list (and its noexcept), says that the function
-/// neither allocates, locks nor waits. clang from 20 on checks that at compile time
-/// (-Wfunction-effects) and, built with -fsanitize=realtime, at run time; other compilers see
-/// nothing.
+
+/// @def LIPC_NONBLOCKING
+/// Behind a function's parameter list (and its noexcept), says that the function neither allocates,
+/// locks nor waits. clang from 20 on checks that at compile time (-Wfunction-effects) and, built
+/// with -fsanitize=realtime, at run time; other compilers see nothing.
+/// @ingroup support
 #if defined(__has_cpp_attribute)
 #if __has_cpp_attribute(clang::nonblocking)
 #define LIPC_NONBLOCKING [[clang::nonblocking]]
@@ -15,9 +17,15 @@
 #define LIPC_NONBLOCKING
 #endif
 
-/// Encloses code on the audio path that the compile-time check cannot follow: an operation of the
-/// system without the mark, a try block. A comment beside it says why it is allowed. The check at
-/// run time still looks at it.
+/// @def LIPC_UNCHECKED_BEGIN
+/// With LIPC_UNCHECKED_END encloses code on the audio path that the compile-time check cannot
+/// follow: an operation of the system without the mark, a try block. A comment beside it says why
+/// it is allowed. The check at run time still looks at it.
+/// @ingroup support
+
+/// @def LIPC_UNCHECKED_END
+/// See LIPC_UNCHECKED_BEGIN.
+/// @ingroup support
 #ifdef __clang__
 #define LIPC_UNCHECKED_BEGIN                                           \
   _Pragma("clang diagnostic push")                                     \
@@ -39,7 +47,8 @@
 namespace LIPC {
 
 /// Switches the check at run time off for its lifetime: for the one or two system calls that the
-/// audio path makes deliberately.
+/// audio path makes deliberately. Nothing in a build without that check.
+/// @ingroup support
 class DeliberateSystemCall {
  public:
   LIPC_UNCHECKED_BEGIN  // the sanitizer's own two switches lack the mark
