@@ -1,5 +1,8 @@
 // Who is judged dead, held or alive by made-up facts: those of systems that tell everything, and of
 // those that do not.
+#include <cerrno>
+#include <map>
+
 #include <gtest/gtest.h>
 
 #include "inspect/Evidence.h"

@@ -1,4 +1,6 @@
 // Events as they are shown and printed, those that few sessions come to with them.
+#include <cmath>
+
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 

@@ -1,6 +1,5 @@
 // Words, columns and findings: what a user reads, whatever the texts in it are.
-#include <gtest/gtest.h>
-
+#include "tests/support/Testing.h"
 #include "tools/Columns.h"
 #include "tools/Findings.h"
 #include "tools/Terminal.h"
