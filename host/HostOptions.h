@@ -11,15 +11,14 @@ namespace host {
 /// Ways in which the host misbehaves on request, so that participants can be tested against them.
 /// @ingroup host
 struct Faults {
-  bool silent = false;          ///< never answers a join or a leave
-  bool stallHeartbeat = false;  ///< the heartbeat stands still
-  bool heartbeatBack = false;   ///< the heartbeat goes back every two seconds
-  bool holdLock = false;        ///< holds the registration lock for ever
-  bool noConnect = false;       ///< forbids joins ("LIPC_SESSION_NOCONNECT")
-  bool fillTable = false;       ///< fills every free row of the table
-  bool noAudio = false;         ///< reads no client's blocks and answers none
-  std::optional<std::uint64_t>
-      seed;  ///< all but fillTable by chance as well; same seed, same faults
+  bool silent = false;                ///< never answers a join or a leave
+  bool stallHeartbeat = false;        ///< the heartbeat stands still
+  bool heartbeatBack = false;         ///< the heartbeat goes back every two seconds
+  bool holdLock = false;              ///< holds the registration lock for ever
+  bool noConnect = false;             ///< forbids joins ("LIPC_SESSION_NOCONNECT")
+  bool fillTable = false;             ///< fills every free row of the table
+  bool noAudio = false;               ///< reads no client's blocks and answers none
+  std::optional<std::uint64_t> seed;  ///< faults by chance beside these, all but fillTable
 };
 
 /// What a session is made with.

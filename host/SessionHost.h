@@ -30,9 +30,9 @@ namespace host {
 ///
 ///     heartbeat thread      counts every 100 ms
 ///     registration thread   answers joins and leaves as their semaphore is posted
-///     watch thread          every 100 ms: changes in the table and in the connections; every 500
-///     ms:
-///                           lost clients and a registration lock that nobody gives back
+///     watch thread          every 100 ms: changes in the table and in the connections;
+///                           every 500 ms: lost clients and a registration lock that nobody gives
+///                           back
 ///     audio thread          carries the clients' audio, woken by them; not with the fault noAudio
 ///     cycle thread          drives the loaded libraries' processors
 ///     faults thread         misbehaves by chance; only where a seed is given
@@ -50,9 +50,8 @@ class SessionHost {
   /// Takes the IDs of the clients for whom `stop` waits.
   using WaitingReport = std::function<void(const std::vector<std::string>&)>;
 
-  /// Makes the session. Where there is one already it first watches its heartbeat, for a
-  /// second at most. Throws SessionAliveError when it lives, HostError when the new one cannot be
-  /// made.
+  /// Makes the session. Where there is one already it first watches its heartbeat, for a second
+  /// at most. Throws SessionAliveError when it lives, HostError when the new one cannot be made.
   SessionHost(const HostOptions& options, inspect::EventSink sink);
   /// Stops, if `stop` was not called.
   ~SessionHost();

@@ -59,7 +59,7 @@ struct Event {
   Wires wiresBefore;                  ///< of a connection
   Wires wires;                        ///< of a connection
   bool isAuto = false;                ///< a rule made the connection
-  std::uint64_t heartbeatBefore = 0;  ///< of the host before
+  std::uint64_t heartbeatBefore = 0;  ///< where it went back from
   std::uint64_t heartbeat = 0;        ///< as it was seen
 };
 

@@ -54,8 +54,8 @@ struct LIPC_API VectOp {
   /// io[i] += a[i] * c
   static void addProduct_C(const float* a, float* io, float c, unsigned int n) noexcept;
 
-  /// The sum of a[i] * a[i], accumulated in single precision strictly in element order; 0 for n =
-  /// 0.
+  /// The sum of a[i] * a[i], accumulated in single precision strictly in element order. 0 of
+  /// no elements.
   static float norm_L2_Sqr(const float* a, unsigned int n) noexcept;
   /// The square root of norm_L2_Sqr.
   static float norm_L2(const float* a, unsigned int n) noexcept;
