@@ -54,7 +54,8 @@ TEST(PythonParticipant, JoinsPlaysHearsFollowsAndLeavesNothing) {
   EXPECT_EQ(lipc("doctor --quick --json").find("\"problem\""), std::string::npos);
   host.signal(SIGUSR1);
   ASSERT_TRUE(host.waitForLine("\"event\":\"audio\"", 5s));
-  for (const auto& client : nlohmann::json::parse(host.line())["clients"]) {
+  const auto counters = nlohmann::json::parse(host.line());
+  for (const auto& client : counters["clients"]) {
     if (client["id"] != "python") continue;
     EXPECT_GT(client["answered"], 100) << client;
     EXPECT_EQ(client["overruns"], 0) << client;

@@ -172,8 +172,8 @@ TEST(AFaultyHost, MisbehavesAsItsFaultSays) {
     TestClient client("client");
     const auto start = Steady::now();
     client.startLIPCSession(0);
-    EXPECT_TRUE(eventually(20s, [&, joins = joins] {
-      return joins == 0 ? client.ticks > 3 : client.established == joins;
+    EXPECT_TRUE(eventually(20s, [&, wanted = joins] {
+      return wanted == 0 ? client.ticks > 3 : client.established == wanted;
     }));
     EXPECT_GE(Steady::now() - start, seconds * 1s);
     EXPECT_EQ(client.established, joins);
