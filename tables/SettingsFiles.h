@@ -22,7 +22,9 @@ struct SettingsRoots {
   std::string lastUserFile = "/Users/Shared/.vexosettings_lastuser.txt";
 };
 
-/// The running process's: HOME, or the user database where HOME is not set.
+/// Of a process of this user: its HOME, or the user database where that is empty.
+SettingsRoots settingsRootsOf(const std::string& home);
+/// The running process's.
 SettingsRoots systemSettingsRoots();
 
 /// The folder, under a home, in which the settings file lies.
