@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string>
 #include <vector>
 
 #include <CLI/CLI.hpp>
@@ -17,6 +18,7 @@ namespace examples {
 
 inline std::atomic<bool> sStop{false};
 inline std::atomic<int> sPrintError{0};  // the system's, for the first print that failed
+inline std::string sFolder;              // of the program as it was called, with a slash, or empty
 
 /// Prints at once, as printf does. When that fails the program ends in order: see `end`. Threads:
 /// any.
@@ -40,6 +42,8 @@ inline void begin(CLI::App& app, int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     std::exit(app.exit(error) == 0 ? 0 : 2);
   }
+  const std::string called = argv[0];
+  sFolder = called.substr(0, called.rfind('/') + 1);
   std::setvbuf(stdout, nullptr, _IOLBF, 0);
   for (const int signal : {SIGINT, SIGTERM})
     std::signal(signal, [](int) { sStop = true; });
@@ -48,8 +52,8 @@ inline void begin(CLI::App& app, int argc, char** argv) {
 
 /// What every example ends with: the exit status, after a sentence if a print failed. A reader that
 /// closed its end of a pipe has seen enough.
-inline int end(const char* program) {
-  if (sPrintError == 0 || sPrintError == EPIPE) return 0;
+inline int end(const char* program, bool hasJoined) {
+  if (sPrintError == 0 || sPrintError == EPIPE) return hasJoined ? 0 : 1;
   std::fprintf(stderr, "%s: standard output cannot be written: %s\n", program,
                std::strerror(sPrintError));
   return 1;

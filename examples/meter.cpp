@@ -10,9 +10,9 @@
 #include <CLI/CLI.hpp>
 
 #include "examples/BlockClock.h"
+#include "examples/Participant.h"
 #include "examples/Program.h"
 #include "examples/WavFile.h"
-#include "lipc/client/Client.h"
 #include "lipc/util/Levels.h"
 #include "lipc/util/Meters.h"
 
@@ -32,9 +32,10 @@ std::uint32_t codeOf(const std::string& type) {
   return LIPC::fourCharacterCode(code);
 }
 
-class Meter final : public LIPC::Client {
+class Meter final : public examples::Participant {
  public:
-  explicit Meter(const Options& options) : Client(static_cast<int>(codeOf(options.type)), "Meter") {
+  explicit Meter(const Options& options)
+      : Participant(codeOf(options.type), "Meter", options.id, "") {
     configBeginEdit();
     configSetMode(LIPC::eClientModeOutputs);
     configSetClientID(options.id.c_str());
@@ -43,9 +44,6 @@ class Meter final : public LIPC::Client {
     startLIPCSession(0);
   }
   ~Meter() override { stopLIPCSession(); }
-
-  void onLIPCConnectionEstablished() override { examples::say("joined\n"); }
-  void onLIPCConnectionToBeRemoved() override { examples::say("leaving\n"); }
 };
 
 /// Gathers blocks until half a second is full, then prints the level of each channel.
@@ -84,7 +82,8 @@ class Display {
   std::vector<std::vector<float>> mHeard;
 };
 
-void listen(const Options& options) {
+/// Whether it was ever in the session.
+bool listen(const Options& options) {
   std::optional<examples::WavFile> wav;
   if (!options.wav.empty()) {
     wav.emplace(options.wav, options.channels, examples::BlockClock::cSampleRate);
@@ -95,13 +94,16 @@ void listen(const Options& options) {
   examples::Buffers buffers(options.channels, timing.blockSize);
   examples::BlockClock clock(timing.blockSize, timing.speed);
   for (long long block = 0; timing.goesOnTo(block); ++block) {
-    meter.processLIPC(buffers.pointers.data(), timing.blockSize, 0, 0, clock.wait(), nullptr, 0,
-                      nullptr, 0, false);
+    const long long stamp = clock.wait();
+    if (!meter.hasRoom(timing.speed)) continue;
+    meter.processLIPC(buffers.pointers.data(), timing.blockSize, 0, 0, stamp, nullptr, 0, nullptr,
+                      0, false);
     if (!meter.isConnected()) continue;  // the buffers were not touched
     display.add(buffers.pointers, timing.blockSize);
     if (wav) wav->write(buffers.pointers, timing.blockSize);
   }
   if (wav) wav->finish();
+  return meter.hasJoined("meter");
 }
 
 }  // namespace
@@ -122,10 +124,9 @@ int main(int argc, char** argv) {
   options.timing.addTo(app);
   examples::begin(app, argc, argv);
   try {
-    listen(options);
+    return examples::end("meter", listen(options));
   } catch (const std::exception& error) {
     std::fprintf(stderr, "meter: %s\n", error.what());
     return 1;
   }
-  return examples::end("meter");
 }

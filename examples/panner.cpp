@@ -5,7 +5,7 @@
 //
 // A rule connects it to every client of type 'VMIX', or to the session's reference client where
 // that is one. Rules look at who is there at the join, so start the engine first. A meter can stand
-// in for it: meter --type VMIX --channels 1
+// in for it: meter --type VMIX --id engine --channels 1
 #include <cmath>
 #include <numbers>
 #include <string>
@@ -14,8 +14,8 @@
 #include <CLI/CLI.hpp>
 
 #include "examples/BlockClock.h"
+#include "examples/Participant.h"
 #include "examples/Program.h"
-#include "lipc/client/Client.h"
 
 namespace {
 
@@ -28,10 +28,10 @@ constexpr unsigned cAzimuthDegrees = 110;
 constexpr unsigned cElevationDegrees = 111;
 constexpr int cSourceName = 5;
 
-class Panner final : public LIPC::Client {
+class Panner final : public examples::Participant {
  public:
   explicit Panner(const std::string& id)
-      : Client(static_cast<int>(LIPC::fourCharacterCode("PANN")), "Panner") {
+      : Participant(LIPC::fourCharacterCode("PANN"), "Panner", id, "") {
     setAutoConnectLoopDurationMS(100);
     setOfflineParameter(cAzimuthDegrees, 0.0F);
     setOfflineParameter(cElevationDegrees, 30.0F);
@@ -52,7 +52,13 @@ class Panner final : public LIPC::Client {
   ~Panner() override { stopLIPCSession(); }
 
   void onLIPCConnectionEstablished() override {
-    examples::say("joined, with %zu connections\n", configGetConnectionCount());
+    Participant::onLIPCConnectionEstablished();
+    examples::say("connections: %zu\n", configGetConnectionCount());
+    if (configGetConnectionCount() > 0) return;
+    examples::say(
+        "No mixing engine was there. Start one, or a meter in its place, and then this panner "
+        "again: %smeter --type VMIX --id engine --channels 1\n",
+        examples::sFolder.c_str());
   }
 
   /// Somebody else wrote into this client's row: an automation, a controller.
@@ -65,13 +71,15 @@ class Panner final : public LIPC::Client {
   }
 };
 
-void play(const std::string& id) {
+/// Whether it was ever in the session.
+bool play(const std::string& id) {
   Panner panner(id);
   examples::BlockClock clock(cBlockSize, 1.0);
   std::vector<float> samples(cBlockSize);
   float* channels[] = {samples.data()};
   while (!examples::sStop) {
     const long long stamp = clock.wait();
+    if (!panner.hasRoom(1.0)) continue;
     for (std::size_t i = 0; i < samples.size(); ++i) {
       const auto t = static_cast<double>(stamp + static_cast<long long>(i));
       samples[i] = 0.25F * static_cast<float>(std::sin(2 * std::numbers::pi * 440.0 / 48000.0 * t));
@@ -79,6 +87,7 @@ void play(const std::string& id) {
     const float parameters[] = {panner.getOfflineParameter(cAzimuthDegrees)};  // with each block
     panner.processLIPC(channels, cBlockSize, 1, 0, stamp, parameters, 1, nullptr, 0, false);
   }
+  return panner.hasJoined("panner");
 }
 
 }  // namespace
@@ -88,6 +97,5 @@ int main(int argc, char** argv) {
   std::string id = "panner";
   app.add_option("--id", id, "ID of this client")->capture_default_str();
   examples::begin(app, argc, argv);
-  play(id);
-  return examples::end("panner");
+  return examples::end("panner", play(id));
 }

@@ -3,7 +3,7 @@
 //   tone --channels 2 --to meter
 //
 // Its blocks go through the session host, so start `lipc host` first, or later: the client joins as
-// soon as there is one.
+// soon as there is one. examples::Participant is a LIPC::Client that says what becomes of it.
 #include <cmath>
 #include <numbers>
 #include <string>
@@ -12,8 +12,8 @@
 #include <CLI/CLI.hpp>
 
 #include "examples/BlockClock.h"
+#include "examples/Participant.h"
 #include "examples/Program.h"
-#include "lipc/client/Client.h"
 #include "lipc/util/Levels.h"
 
 namespace {
@@ -30,10 +30,10 @@ struct Options {
   examples::Timing timing;
 };
 
-class Tone final : public LIPC::Client {
+class Tone final : public examples::Participant {
  public:
   explicit Tone(const Options& options)
-      : Client(static_cast<int>(LIPC::fourCharacterCode("TONE")), options.name.c_str()) {
+      : Participant(LIPC::fourCharacterCode("TONE"), options.name, options.id, options.target) {
     configBeginEdit();
     // It sends. The second bit has its blocks announced to the host.
     configSetMode(
@@ -47,9 +47,6 @@ class Tone final : public LIPC::Client {
     startLIPCSession(0);
   }
   ~Tone() override { stopLIPCSession(); }
-
-  void onLIPCConnectionEstablished() override { examples::say("joined\n"); }
-  void onLIPCConnectionToBeRemoved() override { examples::say("leaving\n"); }
 };
 
 /// Channel c has the c-th multiple of the frequency.
@@ -63,18 +60,21 @@ void fill(std::vector<float>& samples, const Options& options, int channel, long
   }
 }
 
-void play(const Options& options) {
+/// Whether it was ever in the session.
+bool play(const Options& options) {
   Tone tone(options);
   const examples::Timing& timing = options.timing;
   examples::Buffers buffers(options.channels, timing.blockSize);
   examples::BlockClock clock(timing.blockSize, timing.speed);
   for (long long block = 0; timing.goesOnTo(block); ++block) {
     const long long stamp = clock.wait();
+    if (!tone.hasRoom(timing.speed)) continue;
     for (int c = 0; c < options.channels; ++c)
       fill(buffers.samples[static_cast<std::size_t>(c)], options, c, stamp);
     tone.processLIPC(buffers.pointers.data(), timing.blockSize, options.channels, 0, stamp, nullptr,
                      0, nullptr, 0, false);
   }
+  return tone.hasJoined("tone");
 }
 
 }  // namespace
@@ -92,6 +92,5 @@ int main(int argc, char** argv) {
   app.add_option("--level", options.levelDB, "Amplitude in dB")->capture_default_str();
   options.timing.addTo(app);
   examples::begin(app, argc, argv);
-  play(options);
-  return examples::end("tone");
+  return examples::end("tone", play(options));
 }

@@ -118,7 +118,7 @@ struct SettingsFileFacts {
   }
 };
 
-/// The settings files out of which a settings client of this user publishes.
+/// The settings files out of which a settings client of this session's host publishes.
 struct SettingsFacts {
   SettingsFileFacts numbers;
   SettingsFileFacts texts;   // the same file, unless a last user is named

@@ -253,7 +253,11 @@ class Machine final : public Source {
     return facts;
   }
 
-  SettingsFacts settings() override { return readSettingsFiles(); }
+  SettingsFacts settings() override {
+    const auto table = LIPC::ShmManaged::find(LIPC::cSessionSegment);
+    return readSettingsFiles(table ? platform::environmentVariable(table->creator, "HOME")
+                                   : std::nullopt);
+  }
 
   Watched watch(std::chrono::milliseconds duration,
                 const std::function<bool(double)>& progress) override {

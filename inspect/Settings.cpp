@@ -135,9 +135,10 @@ std::vector<SettingView> settingsOf(const ClientPicture& client, const SettingsF
   return views;
 }
 
-SettingsFacts readSettingsFiles() {
-  const Vexo::Settings::SettingsPlaces places =
-      Vexo::Settings::settingsPlaces(Vexo::Settings::systemSettingsRoots());
+SettingsFacts readSettingsFiles(const std::optional<std::string>& home) {
+  namespace settings = Vexo::Settings;
+  const settings::SettingsPlaces places = settings::settingsPlaces(
+      home ? settings::settingsRootsOf(*home) : settings::systemSettingsRoots());
   SettingsFacts facts;
   facts.texts = readSettingsFile(places.texts);
   facts.numbers = places.numbers == places.texts ? facts.texts : readSettingsFile(places.numbers);

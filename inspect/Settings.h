@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -16,9 +17,9 @@ struct SettingView {
   int index = 0;  // offline parameter, or string slot when isText
   float number = 0.0F;
   std::string text;
-  /// "file": the settings file of this user has the key with this value; "default": it lacks the
-  /// key and this is the default; "unknown": neither, since the file changed after the client read
-  /// it or the client runs for another user.
+  /// "file": the host's settings file has the key with this value; "default": it lacks the key and
+  /// this is the default; "unknown": neither, since the file changed after the client read it,
+  /// somebody changed the value, or the host's home folder is not known.
   std::string source;
   std::string defaultText;  // when isText
   float defaultNumber = 0.0F;
@@ -30,8 +31,9 @@ std::vector<SettingView> settingsOf(const ClientPicture& client, const SettingsF
 /// The key of the setting that a client of this type publishes there, or an empty text.
 std::string settingKey(std::uint32_t clientType, bool isText, int index);
 
-/// The settings files of the user whom this process runs for. A file with more than 128 KiB, or
-/// with more than 1000 tags, counts as malformed.
-SettingsFacts readSettingsFiles();
+/// The settings files of the process that loads settings clients: out of its home folder, where the
+/// system tells (`home`), else of this process's. A file with more than 128 KiB, or with more than
+/// 1000 tags, counts as malformed.
+SettingsFacts readSettingsFiles(const std::optional<std::string>& home);
 
 }  // namespace inspect

@@ -13,7 +13,6 @@ constexpr char cFolderUnderHome[] = "/Library/Application Support/Vexo Technolog
 constexpr char cFileName[] = "/Vexo-Settings.xml";
 
 std::string homeFolder() {
-  if (const char* home = std::getenv("HOME"); home != nullptr && *home != '\0') return home;
   passwd entry{};
   passwd* found = nullptr;
   char buffer[4096];
@@ -25,10 +24,15 @@ std::string homeFolder() {
 
 }  // namespace
 
-SettingsRoots systemSettingsRoots() {
+SettingsRoots settingsRootsOf(const std::string& home) {
   SettingsRoots roots;
-  roots.home = homeFolder();
+  roots.home = home.empty() ? homeFolder() : home;
   return roots;
+}
+
+SettingsRoots systemSettingsRoots() {
+  const char* home = std::getenv("HOME");
+  return settingsRootsOf(home != nullptr ? home : "");
 }
 
 std::string settingsFolder(const std::string& home) {

@@ -30,7 +30,9 @@ struct SettingsRoots {
   std::string lastUserFile = "/Users/Shared/.vexosettings_lastuser.txt";
 };
 
-/// The running process's: HOME, or the user database where HOME is not set, or "/".
+/// Of a process of this user: `home`, its HOME, or where that is empty the user database's, or "/".
+SettingsRoots settingsRootsOf(const std::string& home);
+/// The running process's.
 SettingsRoots systemSettingsRoots();
 
 /// The folder, under a home, in which the settings file lies.

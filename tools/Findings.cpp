@@ -11,6 +11,7 @@
 
 #include "inspect/Evidence.h"
 #include "lipc/session/ShmManaged.h"
+#include "tools/CommandName.h"
 #include "tools/ProgressLine.h"
 #include "tools/Text.h"
 
@@ -134,7 +135,7 @@ std::string findingText(const Finding& finding, bool hasColours) {
     text += cIndent +
             fmt::format("- and {} more (--json has all)\n", finding.evidence.size() - cMostLines);
   for (const std::string& todo : finding.todo)
-    text += inFull(cIndent + "do: ", todo, isCommand(todo));
+    text += inFull(cIndent + "do: ", asCalled(todo), isCommand(todo));
   return text;
 }
 

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <deque>
 #include <exception>
 #include <iostream>
@@ -247,7 +248,11 @@ void addHostCommand(CLI::App& app, int& status) {
                    "Print each client's audio counters every so many seconds. SIGUSR1 has them "
                    "printed at any time")
       ->type_name("SECONDS")
-      ->check(CLI::PositiveNumber);
+      ->check([](const std::string& text) {
+        char* end = nullptr;
+        const bool isAbove0 = std::strtod(text.c_str(), &end) > 0 && *end == '\0';
+        return isAbove0 ? std::string() : text + " is no number of seconds above 0";
+      });
 
   const std::string faults = "Faults, to test participants against";
   host::Faults& fault = options->host.faults;
@@ -276,7 +281,7 @@ void addHostCommand(CLI::App& app, int& status) {
           "seed gives the same faults at the same times")
       ->type_name("N")
       ->group(faults);
-  command->footer("Example:\n  lipc host --load build/settings/VexoSettings.so --counters 10");
+  command->footer("Example:\n  lipc host --load build/run/settings/VexoSettings.so --counters 10");
   command->callback([options, &status] { status = runHost(*options); });
 }
 

@@ -133,10 +133,10 @@ std::string kickedText(const inspect::ClientPicture& client, const Kicked& kicke
   const std::string text =
       fmt::format("{} left after {:.1f} s; ", printable(client.id), kicked.left);
   if (!kicked.back)
-    return text + fmt::format(
-                      "it did not come back within {} s. See what is known of it with: "
-                      "lipc doctor\n",
-                      cReturnTimeout.count());
+    return text +
+           asCalled(fmt::format("it did not come back within {} s. See what is known of it with: "
+                                "lipc doctor\n",
+                                cReturnTimeout.count()));
   const std::string row = kicked.index == client.index
                               ? fmt::format("the same row, #{}", kicked.index)
                               : fmt::format("row #{} instead of #{}", kicked.index, client.index);

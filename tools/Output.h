@@ -8,6 +8,8 @@
 
 #include <fmt/core.h>
 
+#include "tools/CommandName.h"
+
 namespace tools {
 
 /// Standard output that cannot be written; the text is a whole sentence. A reader that closed its
@@ -25,11 +27,12 @@ class OutputError final : public std::runtime_error {
 /// Prints on standard output at once. Throws OutputError.
 void print(std::string_view text);
 
-/// Says a sentence of the command on standard error. When that fails nothing is left to say it on.
+/// Says a sentence of the command on standard error, with its commands as they can be pasted. When
+/// that fails nothing is left to say it on.
 template <class... Values>
 void complain(fmt::format_string<Values...> format, Values&&... values) {
   const std::string text = fmt::format(format, std::forward<Values>(values)...);
-  std::fputs(("lipc: " + text + "\n").c_str(), stderr);
+  std::fputs(("lipc: " + asCalled(text) + "\n").c_str(), stderr);
 }
 
 /// The output of a command that runs for long. What loaded libraries print on standard output goes

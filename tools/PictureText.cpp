@@ -117,9 +117,12 @@ std::string sessionText(const SessionPicture& session, const Style& style) {
   const std::string beating =
       session.isBeating ? style(eColour::eGood, "beating") : style(eColour::eBad, "stalled");
   std::string text =
-      fmt::format("Host      protocol {}, {} bits, heartbeat {} ({}){}\n", session.protocolVersion,
-                  session.pointerWidthBits, session.heartbeat, beating,
-                  session.forbidsJoins ? ", forbids joins" : "");
+      fmt::format("Host      protocol {}, {} bits, heartbeat {} ({}){}{}\n",
+                  session.protocolVersion, session.pointerWidthBits, session.heartbeat, beating,
+                  session.table && session.table->creator.id > 0
+                      ? fmt::format(", process {}", session.table->creator.id)
+                      : "",
+                  session.forbidsJoins ? "\n          forbids joins" : "");
   if (!session.referenceClient.empty())
     text += fmt::format("Reference {}\n", printable(session.referenceClient));
   text += fmt::format("Clients   {}\n", session.clients.size());

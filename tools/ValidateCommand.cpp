@@ -201,6 +201,8 @@ int runChecks(const ValidateOptions& options) {
     }
   }
   catchStopRequests();
+  if (options.only.empty() && !options.asJson)
+    complain("the checks take a minute or more: they load the library {} times", options.times);
   try {
     Run run(options);
     if (run.all()) return finish(run, options, junit);

@@ -7,6 +7,7 @@
 #include <fmt/core.h>
 
 #include "lipc/session/SessionNames.h"
+#include "tools/CommandName.h"
 #include "tools/Commands.h"
 #include "tools/ExitStatus.h"
 #include "tools/Failure.h"
@@ -41,6 +42,7 @@ void parse(CLI::App& app, int argc, char** argv, int& status) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  if (argc > 0) tools::setCommandName(argv[0]);
   CLI::App app(
       "Shows the session that is alive on this machine, follows it, finds what is wrong with it, "
       "mends it; certifies processor libraries; runs a reference host.",
@@ -50,6 +52,13 @@ int main(int argc, char** argv) {
   app.set_version_flag("--version",
                        fmt::format("lipc {}, protocol {}", LIPC_VERSION, LIPC::cProtocolVersion));
   app.failure_message(CLI::FailureMessage::help);
+  app.footer(
+      "Example, of a session and a look at it:\n  lipc host &\n  lipc ls\n\n"
+      "Exit status: 0 it worked, 1 something unexpected, 2 the command line, 5 no session, 6 no "
+      "such "
+      "client, 13 something is wrong; the man page lipc(1), docs/lipc.md, has all of them.\n"
+      "Each subcommand has a page: lipc-ls(1), docs/lipc-ls.md. What to do about each sentence: "
+      "docs/errors.md.");
   int status = tools::eExitOK;
   tools::addLsCommand(app, status);
   tools::addShowCommand(app, status);

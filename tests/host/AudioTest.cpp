@@ -265,7 +265,7 @@ TEST(Audio, OfTwoTonesAddsUpInOneMeterOfAnotherBlockSize) {
   first.signal(SIGINT);
   EXPECT_EQ(first.wait(10s), 0);
   EXPECT_TRUE(first.waitForLine("leaving", 1s));
-  EXPECT_EQ(first.output(), "joined\nleaving\n");
+  EXPECT_EQ(first.output(), "joined as one\nleaving\n");
   EXPECT_TRUE(shows(meter, -12, -144)) << meter.output();
   EXPECT_TRUE(meter.waitForLine("   2: rms    -inf dB, peak -144.00 dB", 10s));
   meter.signal(SIGINT);
@@ -301,12 +301,65 @@ TEST(Examples, RefuseWhatTheyCannotDoWithAStatus) {
          "meter: \"/no/folder\" cannot be written: No such file or directory");
 }
 
+TEST(Examples, SayForWhatTheyWaitAndEndWithStatus1WhereTheyNeverJoined) {
+  host::HostOptions forbids, holds, newer;
+  forbids.faults.noConnect = holds.faults.holdLock = true;
+  newer.protocolVersion = LIPC::cProtocolVersion + 1;
+  const std::pair<const host::HostOptions*, std::string> cases[] = {
+      {nullptr, "there is none (lipc host, or ./run, starts one)"},
+      {&forbids, "the one that is there forbids joins"},
+      {&holds, "the one that is there lets nobody in: it is dead, its registration lock is held"},
+      {&newer, "the one that is there has a newer protocol version"}};
+  for (const auto& [options, reason] : cases) {
+    std::optional<TestHost> host;
+    if (options != nullptr) host.emplace(*options);
+    Process tone({LIPC_EXAMPLES "/tone", "--seconds", "2"});
+    EXPECT_TRUE(tone.waitForLine("waiting for a host: " + reason, 5s)) << tone.output();
+    EXPECT_TRUE(tone.waitForLine("tone: never joined a session: " + reason, 5s)) << tone.output();
+    EXPECT_EQ(tone.wait(10s), 1);
+  }
+}
+
+TEST(Examples, SayUnderWhichIDTheyJoinedWhoIsMissingAndHowManyBlocksAreLost) {
+  host::HostOptions deaf;
+  deaf.faults.noAudio = true;
+  TestHost host(deaf);
+  Process tone({LIPC_EXAMPLES "/tone", "--to", "x", "--seconds", "4"});
+  ASSERT_TRUE(tone.waitForLine("joined as tone", 10s));
+  EXPECT_TRUE(tone.waitForLine("nobody has the ID x", 5s)) << tone.output();
+  Process again({LIPC_EXAMPLES "/tone", "--to", "tone"});
+  EXPECT_TRUE(again.waitForLine("since another client has the ID tone", 10s)) << again.output();
+  Process panner({LIPC_EXAMPLES "/panner"});
+  EXPECT_TRUE(panner.waitForLine("again: " LIPC_EXAMPLES "/meter --type VMIX", 10s));
+  EXPECT_TRUE(tone.waitForLine("blocks lost: the host does not read them", 5s)) << tone.output();
+  EXPECT_EQ(tone.wait(10s), 0);
+  while (tone.waitForLine("", 0ms))
+    continue;
+  EXPECT_EQ(tone.output().find("overrun"), std::string::npos) << tone.output();
+}
+
+TEST(Examples, AsFastAsTheyGoWaitForTheHostAndForItsReading) {
+  Process tone({LIPC_EXAMPLES "/tone", "--to", "tone", "--speed", "0", "--seconds", "16"});
+  ASSERT_TRUE(tone.waitForLine("waiting for a host", 10s));
+  TestHost host;
+  ASSERT_TRUE(host.waitFor(TestHost::Kind::eJoined, "tone", 10s));
+  host::AudioCycle::ClientCounters last;
+  EXPECT_TRUE(eventually(15s, [&] {
+    for (const auto& client : host->audioCounters())
+      last = client;
+    return !tone.isRunning();
+  })) << "16 seconds of sound";
+  EXPECT_EQ(tone.wait(0ms), 0);
+  EXPECT_GT(last.counters.blocksIn, 2900U) << "of 3000, as last seen";
+  EXPECT_EQ(last.counters.dropped + last.counters.overruns, 0U);
+}
+
 TEST(Audio, OfAPannerReachesItsMixEngineByTheRuleAndStaysCutThroughTheRejoin) {
   std::optional<TestHost> host(std::in_place);
   Process mixer({LIPC_EXAMPLES "/meter", "--type", "VMIX", "--id", "mixer"});
   ASSERT_TRUE(mixer.waitForLine("joined", 20s));
   Process panner({LIPC_EXAMPLES "/panner"});
-  ASSERT_TRUE(panner.waitForLine("joined, with 1 connections", 20s)) << panner.output();
+  ASSERT_TRUE(panner.waitForLine("connections: 1", 20s)) << panner.output();
   EXPECT_TRUE(shows(mixer, -12.04F, -144)) << mixer.output();
 
   LIPC::ClientEntry& row = *host->session().getClientEntry("panner");
@@ -322,7 +375,7 @@ TEST(Audio, OfAPannerReachesItsMixEngineByTheRuleAndStaysCutThroughTheRejoin) {
   EXPECT_TRUE(mixer.waitForLine(silence, 30s)) << mixer.output();
   host.reset();
   host.emplace();
-  ASSERT_TRUE(panner.waitForLine("joined, with 1 connections", 20s)) << panner.output();
+  ASSERT_TRUE(panner.waitForLine("connections: 1", 20s)) << panner.output();
   ASSERT_TRUE(mixer.waitForLine("joined", 20s)) << mixer.output();
   EXPECT_TRUE(eventually(10s, [&] {
     const auto counters = (*host)->audioCounters();

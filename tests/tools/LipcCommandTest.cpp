@@ -18,6 +18,7 @@ namespace fs = std::filesystem;
 /// the local time within the last seconds.
 std::string steady(std::string all) {
   for (const auto& [run, same] : {std::pair{"heartbeat [0-9]+", "heartbeat N"},
+                                  {"\\), process [0-9]+", "), process P"},
                                   {"\"heartbeat\": ?[0-9]+", "\"heartbeat\":0"},
                                   {"alive [0-3] s +[0-9]+\n", "alive N s  P\n"},
                                   {"alive [0-3] s, stamp [0-9T]{15}", "alive N s, stamp S"},
@@ -63,7 +64,7 @@ std::set<std::string> traces() {
 }
 
 TEST(LipcCommand, FailuresAreASentenceAndAStatusOfTheirOwn) {
-  const std::string unknown = "\". See which keys there are with: lipc layouts\n",
+  const std::string unknown = "\". See which keys there are with: " LIPC_COMMAND " layouts\n",
                     key = "lipc: no speaker layout has the key \"";
   const auto expect = [](const std::vector<std::string>& arguments, int status,
                          const std::string& said = "") {
@@ -73,8 +74,11 @@ TEST(LipcCommand, FailuresAreASentenceAndAStatusOfTheirOwn) {
   };
   expect({}, 2);
   expect({"host", "--version", "x"}, 2);
+  Process never({LIPC_COMMAND, "host", "--counters", "0"});
+  EXPECT_TRUE(never.waitForLine("--counters: 0 is no number of seconds above 0", 15s));
   expect({"ls"}, 5,
-         "lipc: there is no session on this machine. Start a host, for example: lipc host\n");
+         "lipc: there is no session on this machine. Start a host, for example: " LIPC_COMMAND
+         " host\n");
   expect({"host", "--load", "/missing.so"}, 4);
   expect({"layouts", "20"}, 9, key + "20" + unknown);
   expect({"layouts", ""}, 9, key + unknown);
@@ -92,10 +96,11 @@ TEST(LipcCommand, FailuresAreASentenceAndAStatusOfTheirOwn) {
     TestHost host;
     expect(
         {"show", "nobody"}, 6,
-        "lipc: no client of the session has the ID \"nobody\". See who is there with: lipc ls\n");
+        "lipc: no client of the session has the ID \"nobody\". See who is there with: " LIPC_COMMAND
+        " ls\n");
     expect({"host", "--once"}, 3,
            "lipc: A session is alive on this machine: another lipc host runs here, or is stopped. "
-           "Nothing was touched. See it with: lipc ls\n");
+           "Nothing was touched. See it with: " LIPC_COMMAND " ls\n");
     EXPECT_EQ(host.notes(), "");
   }
   fs::remove("/tmp/LIPC_LIPC_SESSION");
@@ -154,9 +159,10 @@ TEST(LipcCommand, ReadersSeeTheWholeSessionAndLeaveNoTrace) {
   options.faults.stallHeartbeat = options.faults.noConnect = true;
   {
     TestHost host(options);
-    EXPECT_EQ(Lipc({"ls"}).output,
-              "Host      protocol 5, 64 bits, heartbeat N (stalled), forbids joins\n"
-              "Reference b\nClients   0\n\nProcess  Rows  Command\nP  host\n");
+    EXPECT_EQ(
+        Lipc({"ls"}).output,
+        "Host      protocol 5, 64 bits, heartbeat N (stalled), process P\n          forbids joins\n"
+        "Reference b\nClients   0\n\nProcess  Rows  Command\nP  host\n");
   }
   options.faults = {};
   TestHost host(options);
@@ -176,7 +182,8 @@ TEST(LipcCommand, ReadersSeeTheWholeSessionAndLeaveNoTrace) {
   ASSERT_TRUE(support::eventually(10s, [&] { return host->connections().size() == 2; }));
 
   EXPECT_EQ(Lipc({"ls"}).output,
-            "Host      protocol 5, 64 bits, heartbeat N (beating)\nReference b\nClients   1\n\n"
+            "Host      protocol 5, 64 bits, heartbeat N (beating), process P\nReference b\nClients "
+            "  1\n\n"
             "Row  ID  Name                Type  Mode  In  Out  Life       Process\n"
             "  0  id  na\\x1b[31mmed \\xff  T st  io--   2    1  alive N s  P\n\n"
             "Process  Rows     Command\nP  host, 0\n");
@@ -237,14 +244,16 @@ TEST(LipcCommand, TheHostShowsTheSettingsClientOnceAndLeavesNothing) {
   EXPECT_FALSE(fs::exists(cPool));
 }
 
-TEST(LipcCommand, ASettingComesFromTheFileOnlyWhenTheFileCanBeRead) {
-  TestHost host;
-  TestClient settings("settings", static_cast<int>(LIPC::cSettingsType));
-  ASSERT_TRUE(settings.join());
-  settings.setString(0, "Stage B");
+TEST(LipcCommand, ASettingComesFromTheHostsFileOnlyWhenTheFileCanBeRead) {
   setenv("HOME", (testing::TempDir() + "command-home").c_str(), 1);
   const fs::path file = getenv("HOME") + std::string("/Library/Application Support") +
                         "/Vexo Technologies/Vexo-Settings.xml";
+  Process host({LIPC_COMMAND, "host"});
+  // Who asks has another home folder, where the system tells the host's.
+  if (fs::exists("/proc/self/environ")) setenv("HOME", "/nowhere", 1);
+  TestClient settings("settings", static_cast<int>(LIPC::cSettingsType));
+  ASSERT_TRUE(settings.join());
+  settings.setString(0, "Stage B");
   const auto source = [&](const char* key = "Facility") {
     const json row = json::parse(Lipc({"show", "settings", "--json"}).output);
     return row["settings"][key]["source"];
@@ -265,6 +274,8 @@ TEST(LipcCommand, ASettingComesFromTheFileOnlyWhenTheFileCanBeRead) {
                         << "'/></PROPERTIES>";
     EXPECT_EQ(source("SoloMode"), from);
   }
+  host.signal(SIGTERM);
+  EXPECT_EQ(host.wait(10s), 0);
 }
 
 TEST(LipcCommand, TheHostTellsEachThingThatHappensAndEndsWithASignal) {
@@ -290,7 +301,7 @@ TEST(LipcCommand, TheHostTellsEachThingThatHappensAndEndsWithASignal) {
             R"({"event":"lost","index":1,"id":"killed","name":"Tone","type":"TONE"})",
             R"({"event":"left",)" + who + "}"}},
        Telling{{},
-               {"Host      protocol 5, 64 bits, heartbeat N (beating)\nReference mixer\n"
+               {"Host      protocol 5, 64 bits, heartbeat N (beating), process P\nReference mixer\n"
                 "Clients   0\n\nProcess  Rows  Command\nP  host\n\n",
                 "T  joined   #0 client  \"client\"  VSet",
                 "T  renamed  #0 client  \"client\" -> \"new\"",

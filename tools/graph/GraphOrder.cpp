@@ -12,7 +12,7 @@ namespace {
 using Cell = GraphCell;
 using Indices = GraphIndices;
 
-constexpr int cSweeps = 12;
+constexpr int cOrderSweeps = 12;
 
 class Ordering {
  public:
@@ -25,7 +25,7 @@ class Ordering {
     std::vector<double> places(mCells.size());
     for (const Indices& column : mColumns)
       rank(column, places);
-    for (int sweep = 0; sweep < cSweeps && fewest > 0; ++sweep) {
+    for (int sweep = 0; sweep < cOrderSweeps && fewest > 0; ++sweep) {
       for (std::size_t i = 1; i < mColumns.size(); ++i)
         sortBy(mColumns[i], &Cell::before, places);
       for (std::size_t i = mColumns.size() - 1; i-- > 0;)

@@ -35,7 +35,7 @@ ordered_json rounded(double value, double steps) {
   return std::round(value * steps) / steps;
 }
 
-ordered_json metersJson(const std::vector<TopMeter>& meters) {
+ordered_json topMetersJson(const std::vector<TopMeter>& meters) {
   ordered_json all = ordered_json::array();
   for (const TopMeter& meter : meters)
     all.push_back({{"dB", rounded(meter.dB, 100)}, {"heldDB", rounded(meter.heldDB, 100)}});
@@ -44,11 +44,16 @@ ordered_json metersJson(const std::vector<TopMeter>& meters) {
 
 ordered_json rowJson(const TopRow& row) {
   const inspect::ClientPicture& client = row.client;
-  ordered_json json{{"index", client.index},        {"id", client.id},
-                    {"name", client.name},          {"type", typeText(client.type)},
-                    {"life", lifeText(row.life)},   {"blocksPerSecond", nullptr},
-                    {"blocksWaiting", nullptr},     {"answers", nullptr},
-                    {"send", metersJson(row.send)}, {"return", metersJson(row.answer)}};
+  ordered_json json{{"index", client.index},
+                    {"id", client.id},
+                    {"name", client.name},
+                    {"type", typeText(client.type)},
+                    {"life", lifeText(row.life)},
+                    {"blocksPerSecond", nullptr},
+                    {"blocksWaiting", nullptr},
+                    {"answers", nullptr},
+                    {"send", topMetersJson(row.send)},
+                    {"return", topMetersJson(row.answer)}};
   if (row.blocksPerSecond) json["blocksPerSecond"] = rounded(*row.blocksPerSecond, 10);
   if (row.blocksWaiting()) json["blocksWaiting"] = *row.blocksWaiting();
   if (row.answers) {

@@ -4,6 +4,7 @@
 
 #include <fmt/core.h>
 
+#include "tools/CommandName.h"
 #include "tools/Terminal.h"
 #include "tools/Text.h"
 
@@ -167,7 +168,7 @@ std::vector<TopLine> TopView::table(int width, int height) {
     lines.back().isSelected = i == mSelection;
   }
   if (mRows.empty() && mSession.state == SessionPicture::eNone && mTitle.empty())
-    lines.emplace_back("Waiting for a host. Start one, for example: lipc host");
+    lines.emplace_back(asCalled("Waiting for a host. Start one, for example: lipc host"));
   return lines;
 }
 

@@ -20,6 +20,11 @@ struct ProcessState {
 
 ProcessState processState(pid_t process);
 
+/// A variable out of another process's environment, as that was when the process was started; empty
+/// where it is not set. Nothing of a process that this one may not look into, and on macOS, which
+/// does not tell.
+std::optional<std::string> environmentVariable(pid_t process, const std::string& name);
+
 /// Who has System V segments attached, by segment: a process for each mapping. Of processes that
 /// this one may not look into nothing is known. macOS does not tell: none.
 std::map<int, std::vector<pid_t>> segmentUsers();

@@ -81,6 +81,14 @@ ProcessState processState(pid_t process) {
   return state;
 }
 
+std::optional<std::string> environmentVariable(pid_t process, const std::string& name) {
+  std::ifstream environment(folderOf(process) + "environ", std::ios::binary);
+  if (process <= 0 || !environment) return std::nullopt;
+  for (std::string entry; std::getline(environment, entry, '\0');)
+    if (entry.starts_with(name + "=")) return entry.substr(name.size() + 1);
+  return std::string();
+}
+
 std::map<int, std::vector<pid_t>> segmentUsers() {
   std::map<int, std::vector<pid_t>> users;
   const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir("/proc"), closedir);

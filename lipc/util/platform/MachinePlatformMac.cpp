@@ -36,6 +36,10 @@ ProcessState processState(pid_t process) {
   return state;
 }
 
+std::optional<std::string> environmentVariable(pid_t, const std::string&) {
+  return std::nullopt;
+}
+
 std::map<int, std::vector<pid_t>> segmentUsers() {
   return {};
 }
