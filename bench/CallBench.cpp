@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // One call of processLIPC beside the same work written by hand (HandWritten): the same bytes
 // through memcpy, one try and two posts of named semaphores.
 //

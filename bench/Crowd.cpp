@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // How fast a crowd of clients is back in a session whose host died.
 //
 //   lipc_crowd LIPC CLIENTS PROCESSES

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // The round trip client, host, client beside a bare ping-pong over two named semaphores that moves
 // the same bytes: into a segment, by the peer into another, and out again.
 //

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // lipc_bench [--passes=N] [Google Benchmark's options]
 //
 // Prints tables of ratios; see docs/performance.md. The raw values: --benchmark_out=FILE. A pass

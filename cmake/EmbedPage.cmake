@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: BSL-1.0
+
 # Writes the files of the page into a C++ source: cmake -DFOLDER=... -DOUTPUT=... -P EmbedPage.cmake
 set(arrays "")
 set(rows "")

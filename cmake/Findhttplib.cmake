@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: BSL-1.0
+
 # httplib::httplib, the HTTP server: by its own CMake package where it has one, otherwise (Debian,
 # Homebrew) by its pkg-config file, whose definitions say how the library was compiled.
 find_package(httplib CONFIG QUIET)

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: BSL-1.0
+
 # ncursesw::ncursesw, curses for wide characters: <curses.h> on every system. The one that macOS has
 # is wide under its plain name.
 find_path(NCURSESW_INCLUDE_DIR curses.h)

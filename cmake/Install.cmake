@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: BSL-1.0
+
 # Install rules: libraries with their headers, a CMake package, a pkg-config file, and of what is
 # built besides them the module, the command, its man pages and its completion.
 #

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: BSL-1.0
+
 # JUCE's core, events and data-structures modules, compiled from Debian's juce-modules-source-data
 # (or from any other copy of JUCE's modules folder: -DLIPC_JUCE_MODULES=PATH) as a target of their
 # own with hidden symbols. Only settings/ links it. With LIPC_JUCE_HEADERS_ONLY the target is JUCE's

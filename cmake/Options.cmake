@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSL-1.0
 include(GNUInstallDirs)
 
 # What every target of this project compiles with, and nobody who uses it.

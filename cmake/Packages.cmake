@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: BSL-1.0
+
 # Debian packages and an archive for others: packaging/make. A package for each component of the
 # install rules; their names follow Debian's policy, the runtime's its SONAME.
 

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: BSL-1.0
+
 # What is installed. The first group of each library is for its users; the second comes along since
 # those headers include it, and may change with any version. cmake/check-includes holds that nothing
 # here includes what is not here.

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: BSL-1.0
+
 # Sourced by ./run, ./test and .ci/run: installs what is missing on Debian and Ubuntu, and builds.
 # Everything that it prints goes to standard error.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // Listens: shows the level of what other clients send to it, and writes it to a file on request.
 //
 //   meter --channels 2 --wav heard.wav

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // A panner: publishes where its source is, sends one channel, and finds its mixing engine by
 // itself.
 //

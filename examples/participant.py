@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: BSL-1.0
 """A participant without this library: Python's standard library alone, after docs/contract.md.
 
     examples/participant.py --id python

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // Sends sine waves to another client: the smallest participant with audio.
 //
 //   tone --channels 2 --to meter

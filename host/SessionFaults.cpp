@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // The thread on which the session's host misbehaves by chance.
 #include <algorithm>
 #include <cstdio>

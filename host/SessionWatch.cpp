@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // The watch thread of the session's host: what changed, who is lost, what the dead left.
 #include "host/ClientSegments.h"
 #include "host/SessionHost.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // Who owns a session's parts, and whether those who need them may use them.
 #include <algorithm>
 #include <cstring>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // The clients, one by one: who lives, and whether what they share is what their rows say.
 #include <map>
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // The kernel's limits on shared memory against what a session needs.
 #include <algorithm>
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // The machine: clock, folders, settings files, and what dead processes left.
 #include <algorithm>
 #include <cstring>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // Names that fall on one key or on one semaphore.
 #include <map>
 #include <set>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // The session as a whole: its table, its host, the registration lock, the connection pool.
 #include <algorithm>
 #include <array>

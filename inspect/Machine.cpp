@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // The living source: this machine.
 #include <algorithm>
 #include <cerrno>

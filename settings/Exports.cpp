@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // The five functions that a host finds by their unmangled names; the module exports nothing else.
 #include "lipc/session/SessionNames.h"
 #include "settings/IPCProcessor.h"

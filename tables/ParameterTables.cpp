@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // Every parameter table of the session in one translation unit, because the order of definition is
 // the order of construction: the real-time defaults and names, the offline defaults, the profile
 // names and capabilities, the string defaults and names, the settings defaults.

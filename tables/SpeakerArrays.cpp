@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // The fixed speaker arrays, in channel order. They are constant data and need no construction, so
 // they are there before any table that points at them.
 //

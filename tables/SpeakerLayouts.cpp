@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // The layouts, the speakers of the large ones, and what leads from a key to its speakers: in one
 // translation unit, because the order of definition is the order of construction. The last two maps
 // point into the vectors.

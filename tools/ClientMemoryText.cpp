@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // What a client has in shared memory, as text: rings, segments, semaphores.
 #include "inspect/Rings.h"
 #include "tools/ClientSections.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // One client as text: who it is, its values and its connections.
 #include <algorithm>
 #include <map>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // Events as text and as JSON.
 #include <fmt/core.h>
 #include <nlohmann/json.hpp>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // What is dead, and of whom.
 #include <algorithm>
 

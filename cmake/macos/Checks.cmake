@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: BSL-1.0
+
 # The tests of the preset `macos`: nothing that it builds can be run, so they read it (./check).
 
 # Sorts the files of what is built in `folder` and below it into `libraries`, `programs` and, of the

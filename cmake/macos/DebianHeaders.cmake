@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: BSL-1.0
+
 # debian_headers(NAME TARGET... [DYNAMIC_LOOKUP] [DEFINITIONS ...])
 #
 # Makes each TARGET the headers in the folder /usr/include/NAME, or the one header of that name, and,

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: BSL-1.0
+
 # Cross-compiles for macOS x86-64 on Debian x86-64, with what ./setup has put into build/zig.
 
 set(CMAKE_SYSTEM_NAME Darwin)

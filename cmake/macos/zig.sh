@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: BSL-1.0
+
 # Sourced by setup and c++, which set `here`: where the cross compiler lies, and the macOS version
 # that it compiles for.
 zig=$here/../../build/zig

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // The audio thread's side: one call per block.
 
 #include "lipc/client/Client.h"

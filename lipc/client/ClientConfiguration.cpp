@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // The client's configuration. The edit lock is only held for a copy or a flip, never across another
 // lock, so that an application's edit does not wait for a join in progress.
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // The configured connections and rules. The edit lock is held for each access to the lists, so that
 // a join or a leave finds them whole; what the application does through a reference is its own.
 #include <algorithm>

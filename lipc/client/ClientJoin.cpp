@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // One attempt to join the session that a host has set up.
 #include <cmath>
 #include <exception>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // Leaving the session.
 #include <algorithm>
 #include <chrono>

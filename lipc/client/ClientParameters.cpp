@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // Offline parameters, strings, and the queries of the session table.
 #include <algorithm>
 #include <cstring>

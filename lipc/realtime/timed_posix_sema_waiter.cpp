@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSL-1.0
 #include "lipc/realtime/timed_posix_sema_waiter.h"
 
 #include <syslog.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // Written by generate_pt_gain_table.py; change the values there.
 
 #include "lipc/util/Levels.h"

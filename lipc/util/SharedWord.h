@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSL-1.0
 #pragma once
 
 /// Ordered access to plain words that two processes, or two threads, touch without a lock. The word

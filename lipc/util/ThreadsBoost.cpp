@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // In a file of its own, so that only programs that use boost::thread need its library.
 #include <boost/thread/thread.hpp>
 

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: BSL-1.0
 """Writes PTGainTable.cpp, the decibel value of each of the 1024 PT gain steps, to standard output.
 
     python3 lipc/util/generate_pt_gain_table.py > lipc/util/PTGainTable.cpp
@@ -132,6 +133,7 @@ def main():
         table.append(table[-1] + increment)
     check(table)
 
+    print("// SPDX-License-Identifier: BSL-1.0\n")
     print("// Written by generate_pt_gain_table.py; change the values there.")
     print()
     print('#include "lipc/util/Levels.h"')

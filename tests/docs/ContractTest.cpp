@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // docs/contract.md says what the structs say: its record tables, row by row, and every shared name.
 #include <regex>
 

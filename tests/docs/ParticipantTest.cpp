@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // examples/participant.py, which is written from docs/contract.md alone, takes part as any client.
 #include <nlohmann/json.hpp>
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // Garbage in the shared records while a host, clients with and without audio and readers work on
 // them: nobody ends or hangs, and afterwards everybody is back.
 //

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // A participant or a host dies at any of its steps: everybody else goes on.
 //
 // A sample runs by itself. LIPC_EVERY_KILL=1 kills at every system call and 240 times between

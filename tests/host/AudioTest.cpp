@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // Audio from client to host to client, with real processes.
 
 #include "lipc/session/ConnectionPool.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // What participants and hosts do to each other when they die, stop or misbehave, with real
 // processes.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // Names that fall on one key, and names that are taken away.
 #include <filesystem>
 

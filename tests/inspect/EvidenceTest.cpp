@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // Who is judged dead, held or alive by made-up facts: those of systems that tell everything, and of
 // those that do not.
 #include <cerrno>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // What a follower tells of a session in this test's memory, by a clock that the test sets.
 #include "inspect/SessionFollower.h"
 #include "inspect/Source.h"

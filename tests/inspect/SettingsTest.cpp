@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // The settings file of this user, whatever it is, and where a row's values came from.
 #include <sys/stat.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSL-1.0
 #include "inspect/Picture.h"
 #include "settings/IPCDefaultClient.h"
 #include "settings/SettingsLocation.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSL-1.0
 #include "lipc/session/SessionNames.h"
 #include "settings/IPCProcessor.h"
 #include "tests/support/Testing.h"

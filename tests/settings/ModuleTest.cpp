@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // The built module as a host meets it, and what a host says of others that it cannot use. This
 // program has JUCE and the settings classes of its own, as a host may have: they must not mix.
 #include <cstdio>

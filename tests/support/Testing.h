@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSL-1.0
 #pragma once
 
 // What most tests need of the standard library, of the test framework and of waiting. The framework

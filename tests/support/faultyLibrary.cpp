@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // A processor library with the fault that the environment names, for the command that finds it.
 #include <atomic>
 #include <chrono>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // main() of the test programs that touch the machine's segments and semaphores.
 #include <cstdio>
 #include <cstdlib>

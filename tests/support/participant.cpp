@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // A participant in a process of its own, for tests that kill it or spoil what it shares. Says when
 // it is "established"; leaves and ends when its standard input is closed.
 //

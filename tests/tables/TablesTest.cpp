@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // A checksum of every value, made from the printed tables they come from.
 #include <bit>
 

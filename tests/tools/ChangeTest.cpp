@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // The subcommands that change a session, each against a host and clients in this process.
 #include <nlohmann/json.hpp>
 

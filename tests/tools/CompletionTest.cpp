@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // Completion as a shell does it, for a command line that has everything that could break a script.
 #include <cstdio>
 #include <fstream>

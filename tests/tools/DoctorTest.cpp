@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // lipc doctor and lipc reap on a session whose host does not look after its clients.
 #include <nlohmann/json.hpp>
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // Events as they are shown and printed, those that few sessions come to with them.
 #include <cmath>
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // The picture of a session and its text for Graphviz, from pictures made by hand.
 #include <chrono>
 

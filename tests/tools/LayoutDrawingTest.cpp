@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // The pictures of the speaker layouts as files; that they look as committed is a check of its own.
 #include <regex>
 

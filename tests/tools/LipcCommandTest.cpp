@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // The lipc command as its users call it, compared line by line.
 #include <regex>
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // That the subcommands that read change nothing, shown on a session that stands still: everybody in
 // it is stopped, so that any byte that differs afterwards is the reader's doing.
 #include <sys/ipc.h>

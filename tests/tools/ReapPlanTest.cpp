@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // What lipc reap would remove, by made-up facts: other users' things, and sessions that nobody can
 // look into.
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // lipc ls, show and get: what they make of values, rings, damage and terminals.
 #include <limits>
 #include <regex>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // lipc serve as a browser speaks to it, over a bare socket.
 #include <arpa/inet.h>
 #include <netinet/in.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // Words, columns and findings: what a user reads, whatever the texts in it are.
 #include "tests/support/Testing.h"
 #include "tools/Columns.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // lipc top on a terminal, as a person would use it.
 #include <regex>
 

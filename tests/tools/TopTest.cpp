@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // What lipc top makes of several looks at a session.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // lipc validate with the module, which is as it should be, and with a library of many faults.
 #include <regex>
 

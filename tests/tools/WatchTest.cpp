@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // lipc watch as its users call it, over the life of a session.
 #include <regex>
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // Completion for bash 3.2 (macOS's) and later: no associative arrays, no mapfile.
 #include <fmt/core.h>
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // Completion for fish: a line for each thing that may be offered, with the condition under which.
 #include <fmt/core.h>
 

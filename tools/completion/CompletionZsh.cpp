@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // Completion for zsh: a function a command, each with what zsh's _arguments takes.
 #include <string_view>
 

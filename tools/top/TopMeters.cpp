@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSL-1.0
 #include "tools/top/TopMeters.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // The pages of a TopView: an opened client, and the help.
 #include <algorithm>
 

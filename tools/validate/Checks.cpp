@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // What a library shows of itself without a session.
 #include "tools/validate/Checks.h"
 

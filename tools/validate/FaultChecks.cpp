@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // The library's client and hosts that misbehave. Each check ends with a good host, which the client
 // has to join.
 #include <csignal>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // The slots of a processor as a host calls them.
 #include <algorithm>
 #include <array>

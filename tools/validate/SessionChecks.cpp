@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // The library's client in a session that is as it should be.
 #include <algorithm>
 #include <thread>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSL-1.0
 #include <dlfcn.h>
 #include <mach/mach.h>
 #include <mach/thread_policy.h>

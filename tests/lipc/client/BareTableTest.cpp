@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // A client alone with a session table of the test's own making: what it writes, asks and gives
 // back, and when, as a program of another make sees it.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // The audio thread's side of a client, in a session of its own. The host's answers are made by
 // hand, through mappings of the test's own.
 #include "tests/support/TestClient.h"

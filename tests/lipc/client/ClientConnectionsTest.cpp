@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // The configured connections of a client, and what the session makes of them.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // The configuration's edits, without a session, and the loop's counters.
 #include <gtest/gtest.h>
 

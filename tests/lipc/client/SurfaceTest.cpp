@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // What programs that were built before go by: the places of the virtual operations, which are fixed
 // for good, and the size of what they derive from. VERSIONING.md says what a change of the size
 // means.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSL-1.0
+
 // The exchange in plain memory, with the host's side done by hand.
 #include <numeric>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSL-1.0
 #include "lipc/realtime/ValueQueue.h"
 #include "tests/support/Testing.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSL-1.0
 #include <boost/date_time/posix_time/posix_time.hpp>
 #include <gtest/gtest.h>
 

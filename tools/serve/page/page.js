@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSL-1.0
 'use strict';
 // The page of lipc serve. Every text in it that another program wrote goes into the page as text and
 // never as markup.
