@@ -54,6 +54,7 @@ set(LIPC_HOST_PUBLIC_HEADERS
 
   host/AudioCycle.h
   host/ClientStream.h
+  host/ClockWatch.h
   host/DeadSession.h
   host/ProcessorCycle.h
   host/SessionConnections.h

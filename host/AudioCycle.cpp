@@ -88,6 +88,21 @@ std::vector<AudioCycle::ClientCounters> AudioCycle::counters() {
   return all;
 }
 
+std::vector<AudioCycle::Hearing> AudioCycle::hearings() {
+  const std::lock_guard lock(mMutex);
+  const auto progress = [](const ClientStream& stream) {
+    return Progress{stream.id(), stream.newestStamp(), stream.counters().blocksIn};
+  };
+  std::vector<Hearing> all;
+  for (const auto& [id, client] : mClients) {
+    for (const Path& path : client.heard) {
+      const Hearing hearing{progress(*path.source), progress(*client.stream)};
+      if (hearing.source.blocks != 0 && hearing.target.blocks != 0) all.push_back(hearing);
+    }
+  }
+  return all;
+}
+
 void AudioCycle::route() {
   for (auto& [id, client] : mClients) {
     client.heard.clear();

@@ -60,6 +60,20 @@ class AudioCycle {
   };
   std::vector<ClientCounters> counters();
 
+  /// How far a client is: the stamp of the newest block that it announced, in samples, and how many
+  /// blocks were read of it.
+  struct Progress {
+    LIPC::ClientID id;
+    long long newestStamp;
+    std::uint64_t blocks;
+  };
+  struct Hearing {
+    Progress source;
+    Progress target;
+  };
+  /// Who hears whom, of those that have sent; once for each wire.
+  std::vector<Hearing> hearings();
+
  private:
   /// From a channel of a source into a channel of the target.
   struct Path {

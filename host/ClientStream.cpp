@@ -32,7 +32,8 @@ bool isStill(const SHMSliceBuffer& slice, long long stamp) {
 }  // namespace
 
 ClientStream::ClientStream(const LIPC::ClientID& id)
-    : mBuffer(id.text().c_str()),
+    : mID(id),
+      mBuffer(id.text().c_str()),
       mSendSegment((id.text() + LIPC::cSendSuffix).c_str()),
       mReturnSegment((id.text() + LIPC::cReturnSuffix).c_str()),
       mAnsweredUpTo(std::numeric_limits<long long>::min()) {

@@ -43,7 +43,10 @@ class ClientStream {
 
   /// False when the client's segments could not be had.
   bool isAttached() const { return mSend.isMapped() && mReturns.isMapped(); }
+  const LIPC::ClientID& id() const { return mID; }
   const AudioCounters& counters() const { return mCounters; }
+  /// Of the blocks that the client announced. 0 before the first.
+  long long newestStamp() const { return mLastStamp; }
   Timeline& sent() { return mSent; }
   const Timeline& sent() const { return mSent; }
   unsigned inputChannelCount() const { return mSend.channelCount(); }
@@ -69,6 +72,7 @@ class ClientStream {
   bool fillSlot(const Block& block, const Fill& fill);
   long long age(const Block& block) const;
 
+  LIPC::ClientID mID;
   LIPC::ShmManagedOpen<LIPC::ClientBuffer> mBuffer;
   LIPC::ShmManagedOpen<LIPC::SHMSlices> mSendSegment;
   LIPC::ShmManagedOpen<LIPC::SHMSlices> mReturnSegment;

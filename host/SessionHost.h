@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "host/AudioCycle.h"
+#include "host/ClockWatch.h"
 #include "host/DeadSession.h"
 #include "host/HostOptions.h"
 #include "host/ProcessorCycle.h"
@@ -145,6 +146,7 @@ class SessionHost {
   std::unique_ptr<inspect::TableWatch> mTableWatch;
   inspect::ClientWatch mClientWatch;
   inspect::LockWatch mLockWatch;
+  ClockWatch mClockWatch;
   std::set<LIPC::ClientID> mFillers;
   std::unique_ptr<ProcessorCycle> mCycle;
   std::list<ProcessorLibrary> mLibraries;

@@ -28,6 +28,10 @@ void SessionHost::watch() {
     if (mAudio) mAudio->setConnections(mConnections->current());
     if (looks % cLooksPerClientCheck != 0) continue;
     watchClients();
+    if (mAudio) {
+      for (const std::string& found : mClockWatch.look(mAudio->hearings()))
+        note(found);
+    }
     if (looks > 0 && looks % cLooksPerRefresh == 0) refreshKeyFiles();
     if (!mMisbehaviour.silent && !mMisbehaviour.holdLock) watchLock();
   }

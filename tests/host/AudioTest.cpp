@@ -242,6 +242,26 @@ TEST(Audio, ThatComesTooLateForItsListenerIsCountedAsDropped) {
   EXPECT_TRUE(counts(1, 5, 3, 0)) << "512 waited";
 }
 
+TEST(Audio, OfTwoWhoCountDifferentClocksIsSaidOnceToBeHeardByNobody) {
+  Pair pair;
+  const std::string apart = "target hears nothing of source: their stamps lie ";
+  long long stamp = 0;
+  const auto saidWithin = [&](std::chrono::milliseconds limit, long long ahead) {
+    const std::string before = pair.host.notes();
+    return eventually(limit, [&] {
+      stamp += 256;
+      traded(pair.source, stamp);
+      traded(pair.target, stamp + ahead);
+      return pair.host.notes().find(apart, before.size()) != std::string::npos;
+    });
+  };
+  EXPECT_FALSE(saidWithin(1500ms, 100'000));
+  EXPECT_TRUE(saidWithin(10s, 200'000));
+  EXPECT_FALSE(saidWithin(1500ms, 300'000)) << "once is enough";
+  EXPECT_FALSE(saidWithin(1500ms, 0));
+  EXPECT_TRUE(saidWithin(10s, -200'000));
+}
+
 /// Waits until the meter's whole line shows these peaks, for a sine; where blocks come late, the
 /// power is less.
 bool shows(Process& meter, float first, float second) {

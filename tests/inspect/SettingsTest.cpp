@@ -11,13 +11,13 @@ namespace {
 using inspect::SettingsFileFacts;
 
 TEST(SettingsFiles, WhateverStandsInTheirPlaceIsReadWithinItsBoundsOrSaidToBeNone) {
-  const std::filesystem::path path = inspect::readSettingsFiles().numbers.path;
+  const std::filesystem::path path = inspect::readSettingsFiles({}).numbers.path;
   ASSERT_FALSE(path.empty());
   ASSERT_FALSE(std::filesystem::exists(path)) << path;
-  EXPECT_EQ(inspect::readSettingsFiles().numbers.state, SettingsFileFacts::eMissing);
+  EXPECT_EQ(inspect::readSettingsFiles({}).numbers.state, SettingsFileFacts::eMissing);
   const auto state = [&](const std::string& content) {
     std::ofstream(path) << content;
-    return inspect::readSettingsFiles().numbers.state;
+    return inspect::readSettingsFiles({}).numbers.state;
   };
   std::filesystem::create_directories(path.parent_path());
   const std::string value = "<VALUE name='k' val='1'/>", end = "</PROPERTIES>";
@@ -38,7 +38,7 @@ TEST(SettingsFiles, WhateverStandsInTheirPlaceIsReadWithinItsBoundsOrSaidToBeNon
   std::filesystem::remove(path);
   ASSERT_EQ(mkfifo(path.c_str(), 0666), 0);
   const auto start = std::chrono::steady_clock::now();
-  EXPECT_EQ(inspect::readSettingsFiles().numbers.state, SettingsFileFacts::eUnreadable);
+  EXPECT_EQ(inspect::readSettingsFiles({}).numbers.state, SettingsFileFacts::eUnreadable);
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
   std::filesystem::remove(path);
 }

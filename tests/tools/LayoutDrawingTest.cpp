@@ -54,8 +54,8 @@ TEST_F(LayoutDrawing, APictureIsWrittenWholeOrNotAtAll) {
     EXPECT_EQ(layouts(arguments), 1) << arguments;
   EXPECT_EQ(layouts("--svg c.svg"), 2);
   EXPECT_EQ(contentOf("said"),
-            "lipc: --svg draws one layout: give its key, for example: lipc "
-            "layouts 14 --svg layout.svg\n");
+            "lipc: --svg draws one layout: give its key, for example: " LIPC_COMMAND
+            " layouts 14 --svg layout.svg\n");
   EXPECT_EQ(layouts("20 --svg c.svg"), 9);
   EXPECT_EQ(std::distance(fs::directory_iterator("."), {}), 4) << "a, b, link and said";
 }
