@@ -42,6 +42,8 @@ endfunction()
 macos_test(EverySourceAndHeaderIsCompiled
            sources ${PROJECT_BINARY_DIR} ${PROJECT_SOURCE_DIR} ${CMAKE_MAKE_PROGRAM})
 macos_test(EverythingIsMachOForX86_64 format ${module} ${command} ${libraries} ${programs} ${tests})
+macos_test(WhatIsInstalledBuildsTheParticipantOfTheReadme
+           install ${PROJECT_BINARY_DIR} ${PROJECT_SOURCE_DIR})
 macos_test(TheModuleExportsItsFiveFunctionsAndNothingElse
            exports ${module} createProcessor getLIPCVersion getClientType loadLibrary unloadLibrary)
 macos_test(TheModuleCarriesTheLayouts contains ${module} "VexoMax 26.1" "BrFC" "Vexo_6_0_Quad")

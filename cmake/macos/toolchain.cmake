@@ -9,7 +9,7 @@ set(CMAKE_SYSTEM_VERSION 20)  # Darwin's number for macOS 11
 set(CMAKE_CXX_COMPILER ${CMAKE_CURRENT_LIST_DIR}/c++)
 find_program(CMAKE_AR llvm-ar REQUIRED)
 find_program(CMAKE_RANLIB llvm-ranlib REQUIRED)
-set(CMAKE_INSTALL_NAME_TOOL install_name_tool)  # CMake asks for one; only an installation would run it
+find_program(CMAKE_INSTALL_NAME_TOOL NAMES llvm-install-name-tool llvm-install-name-tool-14 REQUIRED)
 
 # Of the packages that are installed here only headers serve for macOS, and /usr/include has glibc's
 # among them: packages/ has a find module for each that the build asks for, and nothing else counts.
