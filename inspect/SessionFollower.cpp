@@ -83,7 +83,7 @@ std::vector<Event> SessionFollower::look(Source& source, SteadyTime now) {
   // Who is just joining is told before its connections.
   const auto patience =
       mTable->hasNewRows() ? cConnectionInterval : decltype(cConnectionInterval){};
-  if (now >= mNextConnections + patience) lookAtConnections(source);
+  if (now >= mNextConnections + patience) lookAtConnections(table, source);
   return std::exchange(mEvents, {});
 }
 
@@ -212,14 +212,22 @@ void SessionFollower::lookAtStamp(int index, const ClientID& id, const ClientEnt
   mEvents.push_back(std::move(event));
 }
 
-void SessionFollower::lookAtConnections(Source& source) {
+void SessionFollower::lookAtConnections(const SessionBuffer& table, Source& source) {
   // The sum before the list: what changes between the two is seen at the next look.
   const auto sum = source.poolSum();
   const bool isSame = sum && sum == mPoolSum;
   mPoolSum = sum;
   mNextConnections = mNow + cConnectionInterval;
   if (isSame && mPoolError.empty()) return;
+  const bool hadNewRows = mTable->hasNewRows();
   const PoolPicture pool = readPool(source, cPoolLooks);
+  // Somebody came meanwhile, whose connections these may be.
+  mTable->look(table, rowsToLookAt());
+  if (!hadNewRows && mTable->hasNewRows()) {
+    mNextConnections = mNow;
+    mPoolSum.reset();
+    return;
+  }
   mNextConnections = mNow + (pool.connections ? cConnectionInterval : cUnreadableInterval);
   if (pool.error != mPoolError && pool.error.empty() != mPoolError.empty()) {
     Event event = eventOf(pool.error.empty() ? Kind::ePoolReadable : Kind::ePoolUnreadable);

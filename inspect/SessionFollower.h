@@ -61,7 +61,7 @@ class SessionFollower {
   void lookAtStamps(const LIPC::SessionBuffer& table, Source& source);
   void lookAtStamp(int index, const LIPC::ClientID& id, const LIPC::ClientEntry& row,
                    Source& source);
-  void lookAtConnections(Source& source);
+  void lookAtConnections(const LIPC::SessionBuffer& table, Source& source);
 
   SessionPicture::eState mState = SessionPicture::eNone;
   std::vector<Event> mEvents;  // of this look
