@@ -30,7 +30,8 @@ else()
     ${LIPC_JUCE_MODULES}/juce_core/juce_core.${juce_suffix}
     ${LIPC_JUCE_MODULES}/juce_events/juce_events.${juce_suffix}
     ${LIPC_JUCE_MODULES}/juce_data_structures/juce_data_structures.${juce_suffix})
-  target_compile_options(lipc_juce PRIVATE -w)
+  # It reads one small file: to optimise it more takes a minute and gains nothing.
+  target_compile_options(lipc_juce PRIVATE -w -O1)
   set_target_properties(lipc_juce PROPERTIES UNITY_BUILD OFF)
   target_link_libraries(lipc_juce PUBLIC Threads::Threads ${CMAKE_DL_LIBS})
   if(APPLE)
