@@ -5,8 +5,9 @@
 namespace LIPC {
 
 /// The loops behind VectOp and the meters, as one table of functions. There are several, compiled
-/// from one text (KernelLoops.h) for processors that can do more and more. All give the same bits.
-/// None allocates or locks; `n` counts samples and may be 0 unless said otherwise.
+/// from one text (KernelLoops.h) for processors that can do more and more. All give the same bits;
+/// only where two different NaNs meet, either may be the result. None allocates or locks; `n`
+/// counts samples and may be 0 unless said otherwise.
 ///
 /// `out` may be one of the inputs; that is how the operations in place are made.
 struct Kernels {
