@@ -47,5 +47,8 @@ void registerFirstBlocks(int pass, unsigned channels);
 void registerCalls(int pass, const Size& size);
 /// Client, host, client beside a ping-pong: on one core, on two.
 void registerRoundTrips(int pass, const Size& size);
+/// Vectors, meters, dB and the lookup of an ID. None where the processor lacks AVX2, in which the
+/// work by hand is compiled.
+void registerKernels();
 
 }  // namespace bench

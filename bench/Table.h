@@ -29,7 +29,8 @@ class Table final : public benchmark::BenchmarkReporter {
     std::vector<double> faults;
   };
 
-  void printComparison(const std::string& kind, const char* title);
+  void printComparison(const std::string& kind, const char* title,
+                       const char* subject = "Channels x samples");
   void printFirstBlocks();
   std::vector<std::pair<std::string, const Row*>> rowsOf(const std::string& kind) const;
 

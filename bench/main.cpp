@@ -23,6 +23,7 @@ constexpr int cSamples[] = {64, 256, 1024};
 
 void registerAll(int passes) {
   for (int pass = 0; pass < passes; ++pass) {
+    bench::registerKernels();
     for (const unsigned channels : cChannels) {
       bench::registerFirstBlocks(pass, channels);
       for (const int samples : cSamples) {

@@ -202,7 +202,7 @@ void SessionHost::answerRequest() {
 
 void SessionHost::freeRows(const ClientID& id) {
   for (ClientEntry& entry : session().entries) {
-    if (entry.id == id) entry.clear();
+    if (entry.id.equals(id)) entry.clear();
   }
 }
 

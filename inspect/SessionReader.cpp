@@ -127,7 +127,7 @@ bool isOverwritten(const LIPC::SessionBuffer& table) {
   const LIPC::ClientID first = table.entries[0].id;
   if (!first.isDefined()) return false;
   return std::all_of(std::begin(table.entries), std::end(table.entries),
-                     [&](const LIPC::ClientEntry& row) { return row.id == first; });
+                     [&](const LIPC::ClientEntry& row) { return row.id.equals(first); });
 }
 
 SessionPicture::eState stateOf(const SessionPicture& picture, const LIPC::SessionBuffer* table) {

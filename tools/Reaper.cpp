@@ -201,7 +201,7 @@ class Reaper {
   /// With the registration lock.
   void removeAll(const ClientPicture& client, const LIPC::ClientID& id) {
     for (LIPC::ClientEntry& entry : mSession.table().entries)
-      if (entry.id == id) entry.release();
+      if (entry.id.equals(id)) entry.release();
     LIPC::PublishedConnections::withdraw(id);
     LIPC::removeRemains(id, mSession.table());
     mReaped.removed.push_back("the client " + client.id);

@@ -77,7 +77,7 @@ void Client::configSetMode(eClientMode mode) {
       if (session == nullptr) return;
       const ClientID ownID(mConnectID);
       for (ClientEntry& entry : session->entries) {
-        if (entry.id == ownID) entry.mode = stored;
+        if (entry.id.equals(ownID)) entry.mode = stored;
       }
     }
   }
@@ -138,7 +138,7 @@ int Client::configSetName(const char* name) {
   const std::string name64 = configGetName();
   const ClientID ownID(mConnectID);
   for (ClientEntry& entry : session->entries) {
-    if (entry.id == ownID) entry.setName(name64);
+    if (entry.id.equals(ownID)) entry.setName(name64);
   }
   return name64 != requested ? -1 : 0;
 }

@@ -87,7 +87,7 @@ void Client::leaveSession(SessionBuffer& session) {
     askHost(mAttachment, mSemaWaiter, lock, ownID, SessionBuffer::cLeaveRequest, cAnswerTimeoutMS);
   } else if (!isOver()) {
     for (ClientEntry& entry : session.entries) {
-      if (entry.id == ownID) entry.release();
+      if (entry.id.equals(ownID)) entry.release();
     }
     mClientIndex = -1;
     Lct::Log(Lct::eLogWarn, cSource,

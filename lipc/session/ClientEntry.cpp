@@ -54,7 +54,7 @@ std::string_view ClientEntry::nameView() const {
 }
 
 bool PredicateFindClientEntryForID::test(const ClientEntry& candidate) {
-  if (!(candidate.id == id)) return true;
+  if (!candidate.id.equals(id)) return true;
   found = true;
   entry = &candidate;
   return false;

@@ -53,7 +53,7 @@ struct LIPC_API ClientEntry {
   std::string_view nameView() const;
 
   /// Rows are equal, and ordered, by their ID alone.
-  bool operator==(const ClientEntry& other) const { return id == other.id; }
+  bool operator==(const ClientEntry& other) const { return id.equals(other.id); }
   /// The same.
   bool operator<(const ClientEntry& other) const { return id < other.id; }
 

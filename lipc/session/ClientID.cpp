@@ -20,7 +20,7 @@ void ClientID::setTo(const char* text) {
 }
 
 bool ClientID::isDefined() const {
-  return id[0] != '\0' && view() != cUnset;
+  return id[0] != '\0' && std::memcmp(id, cUnset, sizeof cUnset) != 0;  // with its NUL
 }
 
 std::string_view ClientID::view() const {
@@ -28,7 +28,7 @@ std::string_view ClientID::view() const {
 }
 
 bool ClientID::operator==(const ClientID& other) const {
-  return std::strncmp(id, other.id, cCharacters) == 0;
+  return equals(other);
 }
 
 bool ClientID::operator==(const char* text) const {

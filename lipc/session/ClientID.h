@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: BSL-1.0
 #pragma once
 
+#include <bit>
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -45,7 +48,10 @@ struct LIPC_API ClientID {
   /// The same as a copy.
   std::string text() const { return std::string(view()); }
 
-  /// The 64 characters up to a NUL: "Default" and the empty text are two.
+  /// The 64 characters up to a NUL: "Default" and the empty text are two. Inline, for whoever looks
+  /// through a table; `other` is best the ID that is looked for.
+  bool equals(const ClientID& other) const;
+  /// The same as a function of the library.
   bool operator==(const ClientID& other) const;
   /// Null reads as empty.
   bool operator==(const char* text) const;
@@ -61,5 +67,20 @@ static_assert(sizeof(ClientID) == 65);
 static_assert(offsetof(ClientID, id) == 0);
 static_assert(offsetof(ClientID, terminator) == 64);
 static_assert(std::is_standard_layout_v<ClientID>);
+
+inline bool ClientID::equals(const ClientID& other) const {
+  if constexpr (std::endian::native != std::endian::little)
+    return std::strncmp(id, other.id, cCharacters) == 0;
+  std::uint64_t mine = 0, wanted = 0;  // the first eight characters, the first in the lowest byte
+  std::memcpy(&mine, id, sizeof mine);
+  std::memcpy(&wanted, other.id, sizeof wanted);
+  // The highest bit of each zero byte of `wanted`, right up to the lowest of them.
+  const std::uint64_t ends = (wanted - 0x0101010101010101u) & ~wanted & 0x8080808080808080u;
+  const std::uint64_t upToEnd = ends ^ (ends - 1);  // all bits where none is zero
+  if (((mine ^ wanted) & upToEnd) != 0) [[likely]]
+    return false;
+  return ends != 0 ||
+         std::strncmp(id + sizeof mine, other.id + sizeof mine, cCharacters - sizeof mine) == 0;
+}
 
 }  // namespace LIPC

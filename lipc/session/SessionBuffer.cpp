@@ -58,10 +58,7 @@ ClientEntry* SessionBuffer::getClientEntry(const char* id) {
 }
 
 const ClientEntry* SessionBuffer::getClientEntry(const char* id) const {
-  for (const ClientEntry& entry : entries) {
-    if (entry.id == id) return &entry;
-  }
-  return nullptr;
+  return getClientEntry(getClientIndex(ClientID(id)));
 }
 
 const ClientEntry* SessionBuffer::getClientEntry(int index) const {
@@ -70,7 +67,7 @@ const ClientEntry* SessionBuffer::getClientEntry(int index) const {
 
 int SessionBuffer::getClientIndex(const ClientID& id) const {
   int index = 0;
-  while (index < cMaxClients && !(entries[index].id == id))
+  while (index < cMaxClients && !entries[index].id.equals(id))
     ++index;
   return index;
 }

@@ -3,7 +3,7 @@
 
 #include <cmath>
 
-#include "lipc/util/VectOp.h"
+#include "lipc/util/Kernels.h"
 
 namespace LIPC {
 
@@ -17,18 +17,6 @@ void fill(float* out, unsigned int begin, unsigned int end, float value) {
     out[i] = value;
 }
 
-float largestMagnitude(const float* samples, unsigned int numSamples) {
-  float smallest = samples[0];
-  float largest = samples[0];
-  for (unsigned int i = 1; i < numSamples; ++i) {
-    smallest = samples[i] < smallest ? samples[i] : smallest;
-    largest = samples[i] > largest ? samples[i] : largest;
-  }
-  const float below = std::fabs(smallest);
-  const float above = std::fabs(largest);
-  return below > above ? below : above;
-}
-
 }  // namespace
 
 void computeVU_RMS(const float* const* channels, unsigned int numChannels, unsigned int numSamples,
@@ -38,10 +26,11 @@ void computeVU_RMS(const float* const* channels, unsigned int numChannels, unsig
     return;
   }
   const float scale = 1.0f / static_cast<float>(numSamples);
+  kernels().sumSquares(channels, numChannels, numSamples, out);
   for (unsigned int c = 0; c < numChannels; ++c) {
     // deliberate: no floor here, a silent channel reads minus infinity and so differs from an
     // output that has no channel.
-    out[c] = 10.0f * std::log10(VectOp::norm_L2_Sqr(channels[c], numSamples) * scale);
+    out[c] = 10.0f * std::log10(out[c] * scale);
   }
   fill(out, numChannels, outCount, cRestingdB);
 }
@@ -52,9 +41,7 @@ void computeVU_peak(const float* const* channels, unsigned int numChannels, unsi
     fill(out, 0, outCount, cRestingPeak);
     return;
   }
-  for (unsigned int c = 0; c < numChannels; ++c) {
-    out[c] = largestMagnitude(channels[c], numSamples);
-  }
+  kernels().largestMagnitudes(channels, numChannels, numSamples, out);
   fill(out, numChannels, outCount, cRestingPeak);
 }
 

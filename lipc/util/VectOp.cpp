@@ -5,29 +5,18 @@
 #include <cstddef>
 #include <cstring>
 
+#include "lipc/util/Kernels.h"
+
 namespace LIPC {
 
-namespace {
-
-// Calls `element` for every index, first for whole groups of eight and then for the rest: compilers
-// vectorise the first loop even at -O2, where some leave alone a loop that needs a scalar tail.
-template <typename Element>
-inline void forEach(unsigned int n, Element element) noexcept {
-  const unsigned int grouped = n & ~7u;
-  for (unsigned int i = 0; i < grouped; ++i)
-    element(i);
-  for (unsigned int i = grouped; i < n; ++i)
-    element(i);
-}
-
-}  // namespace
-
 void VectOp::zero(float* v, unsigned int n) noexcept {
-  forEach(n, [=](unsigned int i) { v[i] = 0.0f; });
+  for (unsigned int i = 0; i < n; ++i)
+    v[i] = 0.0f;
 }
 
 void VectOp::copy(const float* src, float* __restrict dst, unsigned int n) noexcept {
-  forEach(n, [=](unsigned int i) { dst[i] = src[i]; });
+  for (unsigned int i = 0; i < n; ++i)
+    dst[i] = src[i];
 }
 
 void VectOp::move(float* v, unsigned int k, unsigned int n) noexcept {
@@ -36,62 +25,56 @@ void VectOp::move(float* v, unsigned int k, unsigned int n) noexcept {
   std::memmove(v + std::size_t{4} * k, v, std::size_t{n} * sizeof(float));
 }
 
-void VectOp::add(const float* a, const float* b, float* __restrict out, unsigned int n) noexcept {
-  forEach(n, [=](unsigned int i) { out[i] = a[i] + b[i]; });
+void VectOp::add(const float* a, const float* b, float* out, unsigned int n) noexcept {
+  kernels().add(a, b, out, n);
 }
 
 void VectOp::add_I(const float* a, float* io, unsigned int n) noexcept {
-  forEach(n, [=](unsigned int i) { io[i] += a[i]; });
+  kernels().add(io, a, io, n);
 }
 
-void VectOp::add_C(const float* a, float* __restrict out, float c, unsigned int n) noexcept {
-  forEach(n, [=](unsigned int i) { out[i] = a[i] + c; });
+void VectOp::add_C(const float* a, float* out, float c, unsigned int n) noexcept {
+  kernels().addConstant(a, c, out, n);
 }
 
 void VectOp::add_C_I(float* io, float c, unsigned int n) noexcept {
-  forEach(n, [=](unsigned int i) { io[i] += c; });
+  kernels().addConstant(io, c, io, n);
 }
 
-void VectOp::subtract(const float* a, const float* b, float* __restrict out,
-                      unsigned int n) noexcept {
-  forEach(n, [=](unsigned int i) { out[i] = a[i] - b[i]; });
+void VectOp::subtract(const float* a, const float* b, float* out, unsigned int n) noexcept {
+  kernels().subtract(a, b, out, n);
 }
 
 void VectOp::subtract_I(const float* a, float* io, unsigned int n) noexcept {
-  forEach(n, [=](unsigned int i) { io[i] -= a[i]; });
+  kernels().subtract(io, a, io, n);
 }
 
 void VectOp::addSubtract_I(float* a, float* b, unsigned int n) noexcept {
-  forEach(n, [=](unsigned int i) {
-    const float sum = a[i] + b[i];
-    b[i] = a[i] - b[i];
-    a[i] = sum;
-  });
+  kernels().addSubtract(a, b, n);
 }
 
-void VectOp::multiply(const float* a, const float* b, float* __restrict out,
-                      unsigned int n) noexcept {
-  forEach(n, [=](unsigned int i) { out[i] = a[i] * b[i]; });
+void VectOp::multiply(const float* a, const float* b, float* out, unsigned int n) noexcept {
+  kernels().multiply(a, b, out, n);
 }
 
 void VectOp::multiply_I(const float* a, float* io, unsigned int n) noexcept {
-  forEach(n, [=](unsigned int i) { io[i] *= a[i]; });
+  kernels().multiply(io, a, io, n);
 }
 
-void VectOp::multiply_C(const float* a, float* __restrict out, float c, unsigned int n) noexcept {
-  forEach(n, [=](unsigned int i) { out[i] = a[i] * c; });
+void VectOp::multiply_C(const float* a, float* out, float c, unsigned int n) noexcept {
+  kernels().scale(a, c, out, n);
 }
 
 void VectOp::multiply_C_I(float* io, float c, unsigned int n) noexcept {
-  forEach(n, [=](unsigned int i) { io[i] *= c; });
+  kernels().scale(io, c, io, n);
 }
 
 void VectOp::addProduct(const float* a, const float* b, float* io, unsigned int n) noexcept {
-  forEach(n, [=](unsigned int i) { io[i] += a[i] * b[i]; });
+  kernels().addProduct(a, b, io, n);
 }
 
 void VectOp::addProduct_C(const float* a, float* io, float c, unsigned int n) noexcept {
-  forEach(n, [=](unsigned int i) { io[i] += a[i] * c; });
+  kernels().addScaled(a, c, io, n);
 }
 
 float VectOp::norm_L2_Sqr(const float* a, unsigned int n) noexcept {

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: BSL-1.0
+#include <random>
+
 #include "lipc/session/SessionBuffer.h"
 #include "tests/support/Testing.h"
 
@@ -29,6 +31,25 @@ TEST_F(SessionTable, FindsRowsBySixtyFourCharactersAndCountsFreeOnesOnlyAsCopies
   EXPECT_TRUE(table->getClientEntriesCount(0) == 1 && table->getClientEntriesCount(7) == 1);
   EXPECT_EQ(table->getClientEntries(7, copies) * 10'000 + table->getClientEntries(0, copies),
             21'022u);
+}
+
+TEST(ClientID, EqualsAsTextsOfSixtyFourCharactersDoWhateverLiesBehindANul) {
+  std::mt19937 random(1);
+  for (int round = 0; round < 200'000; ++round) {
+    ClientID a, b;
+    const char characters[] = {'\0', '\1', '\x80', '\xff', 'a'};
+    std::fill_n(a.id, 64, characters[1 + random() % 4]);
+    std::copy_n(a.id, 64, b.id);
+    for (int change = 0; change < 3; ++change) {
+      // Most in the first word or around its end.
+      const unsigned reach = change == 0 ? 64 : 10;
+      (random() % 2 == 0 ? a : b).id[random() % reach] = characters[random() % 5];
+      if (random() % 2 == 0) a.id[9] = b.id[9] = a.id[random() % 5] = b.id[random() % 5] = '\0';
+    }
+    a.terminator = 'x';
+    const bool isEqual = std::strncmp(a.id, b.id, 64) == 0;
+    ASSERT_TRUE(a.equals(b) == isEqual && b.equals(a) == isEqual && (a == b) == isEqual) << round;
+  }
 }
 
 TEST_F(SessionTable, FullOfOnesAnswersNeutrallyAndTakesARowNamedDefaultForFree) {

@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: BSL-1.0
+#include <bit>
+#include <cstring>
 #include <numeric>
+#include <random>
 
+#include "lipc/util/Kernels.h"
 #include "lipc/util/Meters.h"
 #include "lipc/util/VectOp.h"
 #include "tests/support/Testing.h"
@@ -35,30 +39,80 @@ const Case sCases[] = {
 };
 // clang-format on
 
-TEST(VectOp, EveryOperationEqualsItsElementsAtEverySizeAndStart) {
-  for (unsigned n = 0; n <= 33; ++n) {
-    for (unsigned start = 1; start <= 4; ++start) {  // any float of a 16-byte group
-      Floats a(start + n + 1, cGuard), b = a, c = a;
-      for (unsigned i = 0; i < n; ++i) {
-        // Few bits each, so that every product and sum is exact.
-        a[start + i] = static_cast<float>(i) - 11.5f;
-        b[start + i] = 0.25f * static_cast<float>((7 * i) % 31) - 3.0f;
-        c[start + i] = static_cast<float>((5 * i) % 13) + 0.5f;
-      }
-      for (const Case& test : sCases) {
-        Floats actual = c, expected = c;
-        test.operation(&a[start], &b[start], &actual[start], n);
-        for (unsigned i = start; i < start + n; ++i)
-          expected[i] = test.element(a[i], b[i], c[i]);
-        EXPECT_EQ(actual, expected) << test.name << " of " << n << " from " << start;
-      }
-      Floats sum = a, difference = b;
-      VectOp::addSubtract_I(&sum[start], &difference[start], n);
-      for (unsigned i = start; i < start + n; ++i)
-        EXPECT_TRUE(sum[i] == a[i] + b[i] && difference[i] == a[i] - b[i]) << i << " of " << n;
-      EXPECT_TRUE(sum.back() == cGuard && difference.back() == cGuard);
-    }
+/// Random values, one in `specialIn` of them special. The NaN is the one that the processor makes
+/// itself: of two different ones either may be the result.
+Floats mixed(std::size_t count, unsigned specialIn = 6) {
+  static std::mt19937 sRandom(1);
+  const float special[] = {std::bit_cast<float>(0xffc00000u),
+                           INFINITY,
+                           -INFINITY,
+                           -0.0f,
+                           0.0f,
+                           std::numeric_limits<float>::max(),
+                           std::numeric_limits<float>::denorm_min()};
+  Floats values(count);
+  for (float& value : values)
+    value = sRandom() % specialIn == 0 ? special[sRandom() % std::size(special)]
+                                       : std::ldexp(static_cast<float>(sRandom()), -31) - 1.0f;
+  return values;
+}
+
+bool haveSameBits(const Floats& a, const Floats& b) {
+  return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(float)) == 0;
+}
+
+/// Calls `test` with each table of kernels that this processor can run in use.
+template <typename Test>
+void withEachTable(Test test) {
+  const LIPC::Kernels* const chosen = LIPC::sKernels;
+  for (const auto* table : {&LIPC::cPlainKernels, LIPC::avx2Kernels(), LIPC::avx512Kernels()}) {
+    if (table == nullptr) continue;
+    SCOPED_TRACE(table == &LIPC::cPlainKernels  ? "plain"
+                 : table == LIPC::avx2Kernels() ? "AVX2"
+                                                : "AVX-512");
+    LIPC::sKernels = table;
+    test();
   }
+  LIPC::sKernels = chosen;
+}
+
+TEST(VectOp, EveryOperationEqualsItsElementsBitByBitAtEverySizeAndStart) {
+  std::vector<unsigned> sizes = {63, 64, 127, 128, 143, 301};
+  for (unsigned n = 0; n <= 36; ++n)
+    sizes.push_back(n);
+  withEachTable([&] {
+    for (const unsigned n : sizes) {
+      for (unsigned start = 1; start <= 16; start += n > 36 ? 1 : 5) {  // any float of 64 bytes
+        const Floats a = mixed(start + n + 1), b = mixed(a.size()), c = mixed(a.size());
+        for (const Case& test : sCases) {
+          Floats actual = c, expected = c;
+          test.operation(&a[start], &b[start], &actual[start], n);
+          for (unsigned i = start; i < start + n; ++i)
+            expected[i] = test.element(a[i], b[i], c[i]);
+          EXPECT_TRUE(haveSameBits(actual, expected))
+              << test.name << " of " << n << " from " << start;
+        }
+        Floats sum = a, difference = b, expectedSum = a, expectedDifference = b;
+        VectOp::addSubtract_I(&sum[start], &difference[start], n);
+        for (unsigned i = start; i < start + n; ++i) {
+          expectedSum[i] = a[i] + b[i];
+          expectedDifference[i] = a[i] - b[i];
+        }
+        EXPECT_TRUE(haveSameBits(sum, expectedSum) && haveSameBits(difference, expectedDifference))
+            << n << " from " << start;
+      }
+    }
+  });
+}
+
+TEST(VectOp, AnOperandInPlaceMayBeTheOtherOneToo) {
+  withEachTable([] {
+    Floats doubled(200, 1.5f), sum = doubled;
+    VectOp::add_I(doubled.data(), doubled.data(), 200);
+    VectOp::addSubtract_I(sum.data(), sum.data(), 200);
+    EXPECT_EQ(doubled, Floats(200, 3.0f));
+    EXPECT_EQ(sum, Floats(200, 3.0f));
+  });
 }
 
 TEST(VectOp, MoveShiftsByGroupsOfFourAndMayOverlap) {
@@ -97,6 +151,34 @@ TEST(Meters, ShowTheMeanPowerWithoutAFloorAndTheLargestMagnitudeOnEitherSide) {
   EXPECT_EQ(Floats(rms.begin() + 2, rms.end()), (Floats{-INFINITY, -144.0f, cGuard}));
   EXPECT_EQ(meter(LIPC::computeVU_peak, 3, 5, 4), peak);
   EXPECT_EQ(meter(LIPC::computeVU_RMS, 3, 0, 1), (Floats{-144.0f, cGuard, cGuard, cGuard, cGuard}));
+}
+
+TEST(Meters, EqualOneSampleAfterTheOtherBitByBitForAnyNumberOfChannels) {
+  withEachTable([] {
+    for (int round = 0; round < 2000; ++round) {
+      const unsigned count = 1 + round % 37, n = 1 + round % 83;
+      std::vector<Floats> blocks;
+      std::vector<const float*> channels;
+      Floats sums, peaks;
+      for (unsigned c = 0; c < count; ++c) {
+        blocks.push_back(mixed(n, round % 2 == 0 ? 6 : 1000));
+        channels.push_back(blocks.back().data());
+        float sum = 0.0f, low = blocks.back()[0], high = low;
+        for (const float sample : blocks.back()) {
+          sum += sample * sample;
+          low = sample < low ? sample : low;
+          high = sample > high ? sample : high;
+        }
+        sums.push_back(sum);
+        peaks.push_back(std::fabs(low) > std::fabs(high) ? std::fabs(low) : std::fabs(high));
+      }
+      Floats actual(count);
+      LIPC::kernels().sumSquares(channels.data(), count, n, actual.data());
+      EXPECT_TRUE(haveSameBits(actual, sums)) << count << " x " << n;
+      LIPC::computeVU_peak(channels.data(), count, n, actual.data(), count);
+      EXPECT_TRUE(haveSameBits(actual, peaks)) << count << " x " << n;
+    }
+  });
 }
 
 }  // namespace
