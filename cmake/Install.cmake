@@ -47,6 +47,12 @@ install(FILES ${PROJECT_BINARY_DIR}/lipc.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/
         COMPONENT development)
 
 install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
+if(TARGET lipc_command OR TARGET VexoSettings)
+  install(FILES packaging/licences/NOTICES DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT tools)
+endif()
+if(TARGET VexoSettings)
+  install(FILES packaging/licences/GPL-3.txt DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT module)
+endif()
 
 if(TARGET VexoSettings)
   install(TARGETS VexoSettings LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/lipc COMPONENT module)

@@ -7,12 +7,15 @@
 set(LIPC_PUBLIC_HEADERS
   lipc/AudioProcessor.h
   lipc/client/Client.h
+  lipc/client/VersionStatus.h
   lipc/session/AutoConnection.h
   lipc/session/ClientBuffer.h
   lipc/session/ClientEntry.h
   lipc/session/ClientID.h
   lipc/session/Connection.h
+  lipc/realtime/SHMSlices.h
   lipc/session/PannerValues.h
+  lipc/session/SHMArray.h
   lipc/session/SessionBuffer.h
   lipc/session/SessionNames.h
   lipc/util/Export.h
@@ -31,12 +34,10 @@ set(LIPC_PUBLIC_HEADERS
   lipc/client/SessionAttachment.h
   lipc/realtime/BlockExchange.h
   lipc/realtime/MappedRing.h
-  lipc/realtime/SHMSlices.h
   lipc/realtime/Semaphore.h
   lipc/realtime/SemaphoreHandle.h
   lipc/realtime/ValueQueue.h
   lipc/realtime/timed_posix_sema_waiter.h
-  lipc/session/SHMArray.h
   lipc/session/ShmManaged.h
   lipc/util/SharedWord.h)
 
@@ -47,6 +48,7 @@ set(LIPC_TABLES_PUBLIC_HEADERS
   tables/SpeakerLayouts.h)
 
 set(LIPC_HOST_PUBLIC_HEADERS
+  host/HostError.h
   host/HostOptions.h
   host/ProcessorLibrary.h
   host/SessionHost.h

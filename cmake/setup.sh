@@ -15,8 +15,8 @@ command -v npm >/dev/null 2>&1 || MACOS_PACKAGES="$MACOS_PACKAGES npm"
 
 say() { printf '%s\n' "$*" >&2; }
 
-# watching WORDS FILE COMMAND...: runs the command, and says that it still does whenever FILE has not
-# grown for five seconds.
+# watching WORDS FILE COMMAND...: runs the command, and says that it still does whenever FILE, which
+# grows as it shows something, has not grown for five seconds. "-" shows nothing meanwhile.
 watching() {
   words=$1 file=$2
   shift 2
@@ -24,7 +24,7 @@ watching() {
     seconds=0 size=
     while sleep 5 >/dev/null 2>&1 && kill -0 $$ 2>/dev/null; do
       seconds=$((seconds + 5)) before=$size
-      size=$(wc -c 2>/dev/null <"$file" || true)
+      size=$([ "$file" = - ] || wc -c 2>/dev/null <"$file" || true)
       [ "$size" != "$before" ] || say "  ... $words, $seconds s so far"
     done
   ) &
@@ -70,14 +70,14 @@ install_missing() {
   say "Installing the packages that are missing${as_root:+ (with sudo)}:$missing"
   [ -z "$as_root" ] || sudo -v
   packages_log=$(mktemp)
-  watching "fetching the lists of packages" "$packages_log" \
+  watching "fetching the lists of packages" - \
     logging "$packages_log" $as_root apt-get update || return 1
   # What it costs, in apt's own words.
   # shellcheck disable=SC2086
   LC_ALL=C $as_root apt-get install --assume-no --no-install-recommends $missing 2>/dev/null |
     sed -n '/newly installed/s/^/  /p; /^Need to get/s/^/  /p; /disk space/s/^/  /p' >&2 || true
   # shellcheck disable=SC2086
-  watching "installing" "$packages_log" logging "$packages_log" \
+  watching "installing" - logging "$packages_log" \
     $as_root env DEBIAN_FRONTEND=noninteractive \
     apt-get install -y --no-install-recommends $missing || return 1
   rm -f "$packages_log"
@@ -126,9 +126,9 @@ build() {
   [ -e "build/$preset/.ninja_log" ] || say "$(cost_of "$preset")"
   log=build/$preset.log
   if [ "$preset" = macos ]; then
-    watching "preparing the cross compiler" "$log" logging "$log" cmake/macos/setup || return 1
+    watching "preparing the cross compiler" - logging "$log" cmake/macos/setup || return 1
   fi
-  watching "configuring" "$log" logging "$log" cmake --preset "$preset" "$@" || return 1
+  watching "configuring" - logging "$log" cmake --preset "$preset" "$@" || return 1
   watching "compiling" "build/$preset/.ninja_log" \
     cmake --build --preset "$preset" -j "$jobs" >&2
 }

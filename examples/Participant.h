@@ -102,7 +102,7 @@ class Participant : public LIPC::Client {
       return "the one that is there forbids joins";
     switch (getVersionStatus()) {
       case LIPC::eVersionNoHost:
-        return "there is none (lipc host, or ./run, starts one)";
+        return "there is none. Start one, or ./run: " + lipcCommand() + " host";
       case LIPC::eVersionHostNewer:
         return "the one that is there has a newer protocol version";
       case LIPC::eVersionHostOlder:
@@ -112,9 +112,8 @@ class Participant : public LIPC::Client {
       case LIPC::eVersionMatches:
         break;
     }
-    return "the one that is there lets nobody in: it is dead, its registration lock is held, its "
-           "table "
-           "is full, or what is said above (see: lipc doctor)";
+    return "the one that is there lets nobody in. What is wrong with it: " + lipcCommand() +
+           " doctor";
   }
 
   /// Blocks of this client that the host has not read: the queue is in the client's own segment,

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include <CLI/CLI.hpp>
+#include <unistd.h>
 
 #include "examples/BlockClock.h"
 
@@ -20,6 +21,12 @@ namespace examples {
 inline std::atomic<bool> sStop{false};
 inline std::atomic<int> sPrintError{0};  // the system's, for the first print that failed
 inline std::string sFolder;              // of the program as it was called, with a slash, or empty
+
+/// The command `lipc`, to be pasted: the one that was built beside the examples, or that of PATH.
+inline std::string lipcCommand() {
+  const std::string beside = sFolder + "../tools/lipc";
+  return access(beside.c_str(), X_OK) == 0 ? beside : "lipc";
+}
 
 /// Prints at once, as printf does. When that fails the program ends in order: see `end`. Threads:
 /// any.

@@ -1,21 +1,12 @@
 // SPDX-License-Identifier: BSL-1.0
 #pragma once
 
-#include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "host/HostError.h"
+
 namespace host {
-
-/// A session that cannot be started; the text is a whole sentence for people.
-class HostError : public std::runtime_error {
-  using std::runtime_error::runtime_error;
-};
-
-/// Another host's session is alive.
-class SessionAliveError final : public HostError {
-  using HostError::HostError;
-};
 
 /// Makes this process the machine's one starting or running host: an advisory lock on the session's
 /// key file, which the system releases with the process.

@@ -28,7 +28,8 @@ inline constexpr int cSoloModeDefault = 0;
 /// The default of "Facility".
 inline constexpr const char* cFacilityDefault = "Standard-Surround";
 
-/// The default of a numeric setting, by its offline parameter index, as it is published.
+/// The default of a numeric setting, by its offline parameter index, as it is published. 0 for an
+/// index that is no setting's.
 int defaultOf(int parameter);
 
 /// One setting, and where its value stands in the settings client's row.

@@ -286,6 +286,7 @@ class LIPC_API Client {
   /// The same in pieces, for clients that fill the rings themselves. Null and no effect while not
   /// connected. A slice is good until the client leaves, which begins with
   /// onLIPCConnectionToBeRemoved; its owner stays off it from then on. `channels` is not used.
+  /// `numSamples`: 0 to 1024; it is stored as it is, and readers take no more than 1024.
   /// @{
 
   /// The "-send" slice for `timeStamp`, found or newly taken, with `sampleCount` and `ready` set.

@@ -6,17 +6,9 @@
 
 #include "lipc/client/Registration.h"
 #include "lipc/client/SessionAttachment.h"
+#include "lipc/client/VersionStatus.h"
 
 namespace LIPC {
-
-/// What the version check of a join found.
-enum eVersionStatus : int {
-  eVersionNoHost = 0,
-  eVersionMatches = 1,
-  eVersionHostNewer = 2,
-  eVersionHostOlder = 3,
-  eVersionHost32Bit = 4,
-};
 
 /// Who joins: what goes into the row and the client buffer besides name, parameters and strings.
 struct Participant {

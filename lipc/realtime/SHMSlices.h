@@ -23,23 +23,30 @@ namespace LIPC {
 /// exchange's protocol, not the ring, keeps them apart.
 
 /// The samples of one channel of one slice.
+///
+/// @ingroup take_part
 struct SHMChannel {
-  static constexpr unsigned cSampleCount = 1024;
+  static constexpr unsigned cSampleCount = 1024;  ///< the longest block, in samples
 
   SHMChannel() { clear(); }
+  /// Zeroes all samples.
   void clear() noexcept LIPC_NONBLOCKING;
 
-  float samples[cSampleCount];
+  float samples[cSampleCount];  ///< full scale is 1.0
 };
 
 static_assert(sizeof(SHMChannel) == 4096);
 
+/// One slice: a block with its stamp and parameters; its samples lie behind the ring.
+///
+/// @ingroup take_part
 struct SHMSliceBuffer {
-  static constexpr std::size_t cIDCharacters = 64;
-  static constexpr unsigned cParameterCount = 172;
+  static constexpr std::size_t cIDCharacters = 64;  ///< as ClientID::cCharacters
+  static constexpr unsigned cParameterCount = 172;  ///< with each block
 
   /// Zeroes everything but the ID's characters after the first and the padding.
   SHMSliceBuffer();
+  /// Sets `channelCount` and `samplesOffset` (bytes), nothing else.
   void configure(unsigned short channels, int offset);
   /// Zeroes the samples of all `channelCount` channels. Trusts `channelCount` and `samplesOffset`:
   /// for a ring that this process laid out.
@@ -48,24 +55,26 @@ struct SHMSliceBuffer {
   void clearParameters() noexcept LIPC_NONBLOCKING;
   /// Channel `c`, not checked against `channelCount`.
   SHMChannel* getChannel(unsigned short c) noexcept LIPC_NONBLOCKING;
+  /// The same, to read.
   const SHMChannel* getChannel(unsigned short c) const noexcept LIPC_NONBLOCKING;
   /// The same address as samples.
   float* getChannelSamples(unsigned short c) noexcept LIPC_NONBLOCKING;
+  /// The same, to read.
   const float* getChannelSamples(unsigned short c) const noexcept LIPC_NONBLOCKING;
 
   //                                   offset  size
-  std::uint32_t clientType;           //     0     4  four-character code of the writer
-  char clientID[cIDCharacters];       //     4    64  ID of the writer
-  char terminator;                    //    68     1  always 0
-  char padding0[3];                   //    69     3
-  std::int64_t timeStamp;             //    72     8  block's position in samples
-  std::uint16_t channelCount;         //    80     2  channels laid out for the slice
-  char padding1[2];                   //    82     2
-  std::uint32_t sampleCount;          //    84     4  samples per channel in this block
-  std::uint8_t ready;                 //    88     1  1: the block's data may be read
-  char padding2[3];                   //    89     3
-  float parameters[cParameterCount];  //    92   688  real-time parameters of the block
-  std::int32_t samplesOffset;         //   780     4  bytes from this slice to its first channel
+  std::uint32_t clientType;           ///<     0     4  four-character code of the writer
+  char clientID[cIDCharacters];       ///<     4    64  ID of the writer
+  char terminator;                    ///<    68     1  always 0
+  char padding0[3];                   ///<    69     3  nobody's
+  std::int64_t timeStamp;             ///<    72     8  block's position in samples
+  std::uint16_t channelCount;         ///<    80     2  channels laid out for the slice
+  char padding1[2];                   ///<    82     2  nobody's
+  std::uint32_t sampleCount;          ///<    84     4  samples per channel in this block
+  std::uint8_t ready;                 ///<    88     1  1: the block's data may be read
+  char padding2[3];                   ///<    89     3  nobody's
+  float parameters[cParameterCount];  ///<    92   688  real-time parameters of the block
+  std::int32_t samplesOffset;         ///<   780     4  bytes from this slice to its first channel
 };
 
 static_assert(sizeof(SHMSliceBuffer) == 784);
@@ -81,8 +90,10 @@ static_assert(offsetof(SHMSliceBuffer, samplesOffset) == 780);
 static_assert(std::is_standard_layout_v<SHMSliceBuffer>);
 
 /// One ring: the head of one whole segment.
+///
+/// @ingroup take_part
 struct SHMSlices {
-  static constexpr int cSliceCount = 6;
+  static constexpr int cSliceCount = 6;  ///< slices of a ring
 
   /// `name` is the ring's; it is not stored.
   explicit SHMSlices(const char* name);
@@ -108,10 +119,10 @@ struct SHMSlices {
   void clear() noexcept LIPC_NONBLOCKING;
 
   //                                     offset  size
-  std::int32_t currentSlice;           //     0     4  newest slice, 0 to 5; written by the client
-  std::uint16_t reserved;              //     4     2  0
-  char padding[2];                     //     6     2
-  SHMSliceBuffer slices[cSliceCount];  //     8  4704  slice i at 8 + 784 * i
+  std::int32_t currentSlice;           ///<     0     4  newest slice, 0 to 5; written by the client
+  std::uint16_t reserved;              ///<     4     2  0
+  char padding[2];                     ///<     6     2  nobody's
+  SHMSliceBuffer slices[cSliceCount];  ///<     8  4704  slice i at 8 + 784 * i
 };
 
 static_assert(sizeof(SHMSlices) == 4712);

@@ -18,6 +18,8 @@ namespace LIPC {
 ///
 /// Threads: one writer at a time, any number of readers, in any process. A reader that meets an
 /// `index` outside the buffers reads an empty text; a writer takes it modulo the count.
+///
+/// @ingroup take_part
 template <class T, std::size_t Length, std::size_t Count>
 struct SHMArray {
   SHMArray() : reserved(0), index(0) {
@@ -52,10 +54,10 @@ struct SHMArray {
   }
 
   //                           offset  size   (SHMString)
-  std::uint64_t reserved;    //      0     8  nobody reads it; other programs keep a pointer here
-  T buffers[Count][Length];  //      8   256  NUL-terminated texts
-  std::int32_t index;        //    264     4  which buffer is current, 0 or 1
-  char padding[4];           //    268     4
+  std::uint64_t reserved;    ///<      0     8  nobody reads it; other programs keep a pointer here
+  T buffers[Count][Length];  ///<      8   256  NUL-terminated texts
+  std::int32_t index;        ///<    264     4  which buffer is current, 0 or 1
+  char padding[4];           ///<    268     4  nobody's
 };
 
 /// A participant's string slot.

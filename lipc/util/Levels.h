@@ -40,9 +40,8 @@ LIPC_API float linearRescale(float x, const float* from, const float* to) noexce
 ///       33 ..  132   -72 .. -40   0.3 dB, with 0.4 after every three of them
 ///      132 ..  380   -40 .. -19.9 0.05 dB in turn with 0.1, which comes once or twice
 ///      380 ..  767 -19.9 .. 0     0.05 dB, every 32nd 0.1
-///      767 .. 1023     0 .. +12   0.05 dB; every 15 steps a pair (0.02, 0.03) or, in turn with it,
-///      a
-///                                 triple (0.03, 0.04, 0.03)
+///      767 .. 1023     0 .. +12   0.05 dB; every 15 steps a pair (0.02, 0.03) or, in
+///                                 turn with it, a triple (0.03, 0.04, 0.03)
 ///
 /// The values come from generate_pt_gain_table.py, which checks all this.
 LIPC_API extern const float scPT11GainTodB[1024];

@@ -1,9 +1,10 @@
 # SPDX-License-Identifier: BSL-1.0
 
 # Homebrew's formula. NOT RUN YET: nobody has tried it on a Mac. Until there is a release it builds the
-# newest state, from the address that stands in `head`:
+# newest state, from the address that stands in `head`. Homebrew takes formulas out of taps:
 #
-#   brew install --HEAD ./packaging/macos/lipc.rb
+#   brew tap-new lipc/local && cp packaging/macos/lipc.rb "$(brew --repository lipc/local)/Formula"
+#   brew install --HEAD lipc/local/lipc
 class Lipc < Formula
   desc "Sessions of a multi-process 3D-audio system: library, command, settings module"
   homepage "https://example.org/lipc"
@@ -20,6 +21,7 @@ class Lipc < Formula
   depends_on "boost"
   depends_on "cpp-httplib"
   depends_on "fmt"
+  uses_from_macos "ncurses"
 
   resource "juce" do
     url "https://github.com/juce-framework/JUCE.git", tag: "7.0.12"

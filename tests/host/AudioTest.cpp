@@ -328,9 +328,9 @@ TEST(Examples, SayForWhatTheyWaitAndEndWithStatus1WhereTheyNeverJoined) {
   forbids.faults.noConnect = holds.faults.holdLock = true;
   newer.protocolVersion = LIPC::cProtocolVersion + 1;
   const std::pair<const host::HostOptions*, std::string> cases[] = {
-      {nullptr, "there is none (lipc host, or ./run, starts one)"},
+      {nullptr, "there is none. Start one, or ./run: "},
       {&forbids, "the one that is there forbids joins"},
-      {&holds, "the one that is there lets nobody in: it is dead, its registration lock is held"},
+      {&holds, "the one that is there lets nobody in. What is wrong with it: "},
       {&newer, "the one that is there has a newer protocol version"}};
   for (const auto& [options, reason] : cases) {
     std::optional<TestHost> host;
