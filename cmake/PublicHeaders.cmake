@@ -53,6 +53,7 @@ set(LIPC_HOST_PUBLIC_HEADERS
   host/AudioCycle.h
   host/ClientStream.h
   host/DeadSession.h
+  host/FixedQueue.h
   host/ProcessorCycle.h
   host/SessionConnections.h
   host/SessionSegments.h

@@ -32,6 +32,10 @@ namespace host {
 /// source that has been quiet for 8192 samples is not waited for. What comes later than that is
 /// counted and not heard.
 ///
+/// Samples go straight from a source's "-send" slice into the target's "-return" slice where both
+/// have a block of that stamp and size, and through the source's timeline where they have not. A
+/// cycle allocates nothing.
+///
 /// Threads: the operations may be called from any.
 class AudioCycle {
  public:
@@ -60,25 +64,33 @@ class AudioCycle {
   std::vector<ClientCounters> counters();
 
  private:
+  /// A client that another hears, and where what it sent stands while a block is answered.
+  struct Source {
+    ClientStream* stream;
+    const ClientStream::Block* block;  // null: in the timeline
+    LIPC::SliceSamples samples;        // of the block
+  };
   /// From a channel of a source into a channel of the target.
   struct Path {
-    ClientStream* source;
+    unsigned source;  // index
     unsigned from;
     unsigned to;
   };
   struct Client {
     std::unique_ptr<ClientStream> stream;
-    std::vector<Path> heard;
-    std::vector<ClientStream*> listeners;
+    std::vector<Source> sources;
+    std::vector<Path> paths;  // by the target's channels
   };
 
   void run();
   bool waitForNews();
   void cycle();
-  void answer(Client& client);
+  static void answer(Client& client);
   static bool isAnySourceAwaited(const Client& client);
+  static bool mix(Client& client, const LIPC::SliceSamples& out);
+  static bool areAllStill(const std::vector<Source>& sources);
   void route();
-  void connect(const LIPC::Connection& connection);
+  static void connect(const LIPC::Connection& connection, Client& source, Client& target);
 
   LIPC::SemaphoreHandle mNewData;
   const std::atomic<bool>& mIsPaused;
