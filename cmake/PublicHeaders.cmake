@@ -25,6 +25,7 @@ set(LIPC_PUBLIC_HEADERS
   lipc/client/ConfigBlocks.h
   lipc/client/HeartbeatWatch.h
   lipc/client/Join.h
+  lipc/client/OwnBuffer.h
   lipc/client/Registration.h
   lipc/client/SessionAttachment.h
   lipc/realtime/BlockExchange.h
