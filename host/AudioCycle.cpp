@@ -32,6 +32,10 @@ bool areSame(const Connection& a, const Connection& b) {
   return haveSameEnds(a, b) && haveSameRouting(a, b) && a.isAuto == b.isAuto;
 }
 
+bool haveSame(const std::vector<Connection>& a, const std::vector<Connection>& b) {
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(), areSame);
+}
+
 }  // namespace
 
 AudioCycle::AudioCycle(const LIPC::Semaphore& newAudioData, const std::atomic<bool>& isPaused,
@@ -72,12 +76,14 @@ void AudioCycle::keepOnly(const std::set<LIPC::ClientID>& present) {
 
 void AudioCycle::setConnections(const std::vector<Connection>& connections) {
   const std::lock_guard lock(mMutex);
-  if (std::equal(connections.begin(), connections.end(), mConnections.begin(), mConnections.end(),
-                 areSame)) {
-    return;
-  }
+  if (haveSame(connections, mConnections)) return;
   mConnections = connections;
   route();
+}
+
+bool AudioCycle::carries(const std::vector<Connection>& connections) {
+  const std::lock_guard lock(mMutex);
+  return haveSame(connections, mConnections);
 }
 
 std::vector<AudioCycle::ClientCounters> AudioCycle::counters() {

@@ -54,6 +54,8 @@ class AudioCycle {
   /// Lets go of the clients that are not in `present`.
   void keepOnly(const std::set<LIPC::ClientID>& present);
   void setConnections(const std::vector<LIPC::Connection>& connections);
+  /// Whether these are the connections that it was given last.
+  bool carries(const std::vector<LIPC::Connection>& connections);
   /// No client's memory is touched after this returned.
   void stop();
 

@@ -1,4 +1,7 @@
 // The watch thread of the session's host: what changed, who is lost, what the dead left.
+#include <algorithm>
+#include <utility>
+
 #include "host/ClientSegments.h"
 #include "host/SessionHost.h"
 #include "lipc/session/ClientBuffer.h"
@@ -13,29 +16,50 @@ using inspect::Event;
 using LIPC::ClientEntry;
 using LIPC::ClientID;
 
-constexpr std::chrono::milliseconds cLookInterval(100);
-constexpr int cLooksPerClientCheck = 5;
-constexpr int cLooksPerRefresh = 36'000;  // an hour
+constexpr int cLooksPerRefresh = 7200;  // an hour
 
 }  // namespace
 
+/// Clients take the first free row: between two looks at all of them the rows in use and the next
+/// one will do.
 void SessionHost::watch() {
-  for (int looks = 0; sleepUnlessStopped(cLookInterval); ++looks) {
+  int looks = 0;
+  for (bool isForAll = false; waitForWatch(isForAll);) {
     const std::lock_guard lock(mMutex);
-    mTableWatch->look();
+    const int rows = isForAll ? LIPC::cMaxClients : mTableWatch->rowsInUse() + 1;
+    mTableWatch->look(session(), std::min(rows, LIPC::cMaxClients));
     if (mAudio) mAudio->setConnections(mConnections->current());
-    if (looks % cLooksPerClientCheck != 0) continue;
+    if (!isForAll) continue;
     watchClients();
-    if (looks > 0 && looks % cLooksPerRefresh == 0) refreshKeyFiles();
+    if (++looks % cLooksPerRefresh == 0) refreshKeyFiles();
     if (!mMisbehaviour.silent && !mMisbehaviour.holdLock) watchLock();
   }
 }
 
+void SessionHost::wakeWatch(bool isForAll) {
+  {
+    const std::lock_guard lock(mStopMutex);
+    mIsLookDue = true;
+    mIsLookAtAllDue = mIsLookAtAllDue || isForAll;
+  }
+  mWatchChanged.notify_one();
+}
+
+/// False when the host is stopping.
+bool SessionHost::waitForWatch(bool& isForAll) {
+  std::unique_lock lock(mStopMutex);
+  mWatchChanged.wait(lock, [this] { return mIsLookDue || mStop; });
+  mIsLookDue = false;
+  isForAll = std::exchange(mIsLookAtAllDue, false);
+  return !mStop;
+}
+
+/// After a look at all rows.
 void SessionHost::watchClients() {
   std::set<ClientID> present;
   std::vector<ClientID> lost;
-  for (const ClientEntry& entry : session().entries) {
-    const ClientID id = entry.id;
+  for (int index = 0; index < mTableWatch->rowsInUse(); ++index) {
+    const ClientID id = session().entries[index].id;
     if (!id.isDefined() || mFillers.count(id) != 0) continue;
     present.insert(id);
     if (isLost(id)) lost.push_back(id);
