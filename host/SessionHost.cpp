@@ -7,7 +7,6 @@
 #include "host/ClientSegments.h"
 #include "host/Leftovers.h"
 #include "inspect/Evidence.h"
-#include "lipc/util/SharedWord.h"
 #include "lipc/util/Threads.h"
 
 namespace host {
@@ -20,10 +19,6 @@ using LIPC::ClientEntry;
 using LIPC::ClientID;
 using std::chrono::milliseconds;
 
-constexpr milliseconds cBeatInterval(100);
-constexpr int cBeatsPerStepBack = 20;
-constexpr int cBeatsPerLookAtAll = 5;
-constexpr std::uint64_t cStepBack = 5;
 constexpr milliseconds cSilenceLook(20);
 constexpr milliseconds cLeaveTimeout(5000);
 constexpr milliseconds cQuietWait(500);
@@ -152,31 +147,6 @@ void SessionHost::reportFromThread(const std::string& text) {
 bool SessionHost::sleepUnlessStopped(milliseconds duration) {
   std::unique_lock lock(mStopMutex);
   return !mStopChanged.wait_for(lock, duration, [this] { return mStop; });
-}
-
-/// Waits for nobody who may be held up: what can take long, or tells others, is the watch thread's.
-void SessionHost::beat() {
-  for (int beats = 1; sleepUnlessStopped(cBeatInterval); ++beats) {
-    advanceHeartbeat(beats);
-    const bool isForAll = beats % cBeatsPerLookAtAll == 1;
-    if (isForAll || hasNews()) wakeWatch(isForAll);
-  }
-}
-
-void SessionHost::advanceHeartbeat(int beats) {
-  if (mMisbehaviour.stallHeartbeat) return;
-  std::uint64_t& heartbeat = session().heartbeat;
-  const std::uint64_t now = LIPC::loadRelaxed(heartbeat);
-  const bool back = (mOptions.faults.heartbeatBack && beats % cBeatsPerStepBack == 0) ||
-                    mMisbehaviour.stepsBack.exchange(0) != 0;
-  LIPC::storeRelease(heartbeat, back && now > cStepBack ? now - cStepBack : now + 1);
-}
-
-/// True also when somebody holds the lock. While no client is there, no connection is carried.
-bool SessionHost::hasNews() {
-  const std::unique_lock lock(mMutex, std::try_to_lock);
-  if (!lock || mTableWatch->hasNews()) return true;
-  return mAudio && !mTableWatch->rows().empty() && !mAudio->carries(mConnections->current());
 }
 
 void SessionHost::answerRequests() {

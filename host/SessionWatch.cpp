@@ -1,4 +1,5 @@
-// The watch thread of the session's host: what changed, who is lost, what the dead left.
+// The heartbeat's and the watch's threads of the session's host: what changed, who is lost, what
+// the dead left.
 #include <algorithm>
 #include <utility>
 
@@ -8,6 +9,7 @@
 #include "lipc/session/Remains.h"
 #include "lipc/session/ShmManaged.h"
 #include "lipc/session/shmKey.h"
+#include "lipc/util/SharedWord.h"
 
 namespace host {
 namespace {
@@ -16,9 +18,38 @@ using inspect::Event;
 using LIPC::ClientEntry;
 using LIPC::ClientID;
 
+constexpr std::chrono::milliseconds cBeatInterval(100);
+constexpr int cBeatsPerStepBack = 20;
+constexpr int cBeatsPerLookAtAll = 5;
+constexpr std::uint64_t cStepBack = 5;
 constexpr int cLooksPerRefresh = 7200;  // an hour
 
 }  // namespace
+
+/// Waits for nobody who may be held up: what can take long, or tells others, is the watch thread's.
+void SessionHost::beat() {
+  for (int beats = 1; sleepUnlessStopped(cBeatInterval); ++beats) {
+    advanceHeartbeat(beats);
+    const bool isForAll = beats % cBeatsPerLookAtAll == 1;
+    if (isForAll || hasNews()) wakeWatch(isForAll);
+  }
+}
+
+void SessionHost::advanceHeartbeat(int beats) {
+  if (mMisbehaviour.stallHeartbeat) return;
+  std::uint64_t& heartbeat = session().heartbeat;
+  const std::uint64_t now = LIPC::loadRelaxed(heartbeat);
+  const bool back = (mOptions.faults.heartbeatBack && beats % cBeatsPerStepBack == 0) ||
+                    mMisbehaviour.stepsBack.exchange(0) != 0;
+  LIPC::storeRelease(heartbeat, back && now > cStepBack ? now - cStepBack : now + 1);
+}
+
+/// True also when somebody holds the lock. While no client is there, no connection is carried.
+bool SessionHost::hasNews() {
+  const std::unique_lock lock(mMutex, std::try_to_lock);
+  if (!lock || mTableWatch->hasNews()) return true;
+  return mAudio && !mTableWatch->rows().empty() && !mAudio->carries(mConnections->current());
+}
 
 /// Clients take the first free row: between two looks at all of them the rows in use and the next
 /// one will do.
