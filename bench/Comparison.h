@@ -45,6 +45,8 @@ void compare(benchmark::State& state, Hand hand, Library library) {
 void registerFirstBlocks(int pass, unsigned channels);
 /// A call beside the same work by hand: alone, beside a host that looks, beside one that sleeps.
 void registerCalls(int pass, const Size& size);
+/// A host and a client that have nothing to do; the host's cycle for clients in a row.
+void registerSession();
 /// Client, host, client beside a ping-pong: on one core, on two.
 void registerRoundTrips(int pass, const Size& size);
 /// Vectors, meters, dB and the lookup of an ID. None where the processor lacks AVX2, in which the

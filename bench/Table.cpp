@@ -81,6 +81,8 @@ void Table::Finalize() {
   printComparison("asleep", "One call, the host sleeps on the other core");
   printComparison("one core", "Round trip, one core");
   printComparison("two cores", "Round trip, two cores, everybody looks");
+  printComparison("idle", "Nothing to do: processor time of a second");
+  printComparison("cycle", "The host's cycle: processor time for a block of every client");
   printFirstBlocks();
 }
 

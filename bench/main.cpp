@@ -4,13 +4,15 @@
 //
 // Prints tables of ratios; see docs/performance.md. The raw values: --benchmark_out=FILE. A pass
 // makes every size once, each number of channels with segments of its own; five are the default.
-// Started with "peer" as its first argument it is the other side of an exchange.
+// Started with "peer" as its first argument it is the other side of an exchange, with "part" a
+// process of a session whose processor time counts.
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <exception>
 
 #include "bench/Comparison.h"
+#include "bench/Part.h"
 #include "bench/Peer.h"
 #include "bench/Table.h"
 #include "bench/World.h"
@@ -31,6 +33,7 @@ void registerAll(int passes) {
         bench::registerRoundTrips(pass, {channels, samples});
       }
     }
+    bench::registerSession();
   }
 }
 
@@ -75,6 +78,8 @@ int main(int argc, char** argv) {
     if (argc > 1 && std::strcmp(argv[1], "peer") == 0) {
       return bench::Peer::run({argv + 2, argv + argc});
     }
+    if (argc > 1 && std::strcmp(argv[1], "part") == 0)
+      return bench::Part::run({argv + 2, argv + argc});
     return benchmarkAll(argc, argv);
   } catch (const std::exception& error) {
     std::fprintf(stderr, "lipc_bench: %s\n", error.what());

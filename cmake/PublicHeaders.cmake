@@ -30,6 +30,7 @@ set(LIPC_PUBLIC_HEADERS
   lipc/client/ConfigBlocks.h
   lipc/client/HeartbeatWatch.h
   lipc/client/Join.h
+  lipc/client/OwnBuffer.h
   lipc/client/Registration.h
   lipc/client/SessionAttachment.h
   lipc/realtime/BlockExchange.h
@@ -58,6 +59,7 @@ set(LIPC_HOST_PUBLIC_HEADERS
   host/ClientStream.h
   host/ClockWatch.h
   host/DeadSession.h
+  host/FixedQueue.h
   host/ProcessorCycle.h
   host/SessionConnections.h
   host/SessionSegments.h

@@ -6,18 +6,19 @@
 #include <exception>
 #include <utility>
 
-#include <sched.h>
-
 #include "lipc/util/Threads.h"
+#include "lipc/util/VectOp.h"
 
 namespace host {
 namespace {
 
 using LIPC::Connection;
+using LIPC::VectOp;
 
-/// How long the thread looks for news before it sleeps: to wake a sleeper costs the client's audio
-/// thread several microseconds inside its post, and the next block of a busy session comes soon.
-constexpr std::chrono::microseconds cLook(50);
+/// How long the thread lets blocks gather once it was woken. To wake it costs the client several
+/// microseconds inside its post, and most clients of a session send at about the same time: the
+/// first wakes, the others find it awake. Far below the time of four blocks.
+constexpr std::chrono::microseconds cGather(50);
 constexpr int cMostPosts = 1024;
 
 bool hasWires(const Connection& connection) {
@@ -30,6 +31,10 @@ bool hasWires(const Connection& connection) {
 
 bool areSame(const Connection& a, const Connection& b) {
   return haveSameEnds(a, b) && haveSameRouting(a, b) && a.isAuto == b.isAuto;
+}
+
+bool haveSame(const std::vector<Connection>& a, const std::vector<Connection>& b) {
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(), areSame);
 }
 
 }  // namespace
@@ -72,12 +77,14 @@ void AudioCycle::keepOnly(const std::set<LIPC::ClientID>& present) {
 
 void AudioCycle::setConnections(const std::vector<Connection>& connections) {
   const std::lock_guard lock(mMutex);
-  if (std::equal(connections.begin(), connections.end(), mConnections.begin(), mConnections.end(),
-                 areSame)) {
-    return;
-  }
+  if (haveSame(connections, mConnections)) return;
   mConnections = connections;
   route();
+}
+
+bool AudioCycle::carries(const std::vector<Connection>& connections) {
+  const std::lock_guard lock(mMutex);
+  return haveSame(connections, mConnections);
 }
 
 std::vector<AudioCycle::ClientCounters> AudioCycle::counters() {
@@ -95,8 +102,8 @@ std::vector<AudioCycle::Hearing> AudioCycle::hearings() {
   };
   std::vector<Hearing> all;
   for (const auto& [id, client] : mClients) {
-    for (const Path& path : client.heard) {
-      const Hearing hearing{progress(*path.source), progress(*client.stream)};
+    for (const Source& source : client.sources) {
+      const Hearing hearing{progress(*source.stream), progress(*client.stream)};
       if (hearing.source.blocks != 0 && hearing.target.blocks != 0) all.push_back(hearing);
     }
   }
@@ -105,42 +112,52 @@ std::vector<AudioCycle::Hearing> AudioCycle::hearings() {
 
 void AudioCycle::route() {
   for (auto& [id, client] : mClients) {
-    client.heard.clear();
-    client.listeners.clear();
+    client.sources.clear();
+    client.paths.clear();
   }
+  std::map<const ClientStream*, std::vector<const ClientStream*>> listeners;
   for (const Connection& connection : mConnections) {
-    if (connection.disconnectRequested == 0) connect(connection);
+    const auto source = mClients.find(connection.source);
+    const auto target = mClients.find(connection.target);
+    if (connection.disconnectRequested != 0) continue;
+    if (source == mClients.end() || target == mClients.end()) continue;
+    connect(connection, source->second, target->second);
+    listeners[source->second.stream.get()].push_back(target->second.stream.get());
   }
-  std::map<const ClientStream*, std::set<unsigned>> needed;
-  for (const auto& [id, client] : mClients) {
-    for (const Path& path : client.heard)
-      needed[path.source].insert(path.from);
+  std::map<const ClientStream*, std::set<unsigned>> heard;
+  for (auto& [id, client] : mClients) {
+    for (const Path& path : client.paths)
+      heard[client.sources[path.source].stream].insert(path.from);
+    // Stable: samples are added up in the order of the connections.
+    std::stable_sort(client.paths.begin(), client.paths.end(),
+                     [](const Path& a, const Path& b) { return a.to < b.to; });
   }
-  for (auto& [id, client] : mClients)
-    client.stream->sent().keep(needed[client.stream.get()]);
+  for (auto& [id, client] : mClients) {
+    ClientStream& stream = *client.stream;
+    stream.setListeners(listeners[&stream], heard[&stream]);
+  }
 }
 
-void AudioCycle::connect(const Connection& connection) {
-  const auto source = mClients.find(connection.source);
-  const auto target = mClients.find(connection.target);
-  if (source == mClients.end() || target == mClients.end()) return;
-  ClientStream& from = *source->second.stream;
-  ClientStream& to = *target->second.stream;
-  const unsigned inputs = from.inputChannelCount();
-  const unsigned outputs = to.outputChannelCount();
-  source->second.listeners.push_back(&to);
-  std::vector<Path>& heard = target->second.heard;
+void AudioCycle::connect(const Connection& connection, Client& source, Client& target) {
+  const unsigned inputs = source.stream->inputChannelCount();
+  const unsigned outputs = target.stream->outputChannelCount();
+  const auto add = [&](unsigned from, unsigned to) {
+    const auto isSource = [&](const Source& known) { return known.stream == source.stream.get(); };
+    const auto known = std::find_if(target.sources.begin(), target.sources.end(), isSource);
+    const auto index = static_cast<unsigned>(known - target.sources.begin());
+    if (known == target.sources.end()) target.sources.push_back({source.stream.get(), nullptr, {}});
+    target.paths.push_back({index, from, to});
+  };
   if (connection.isAuto != 0 && !hasWires(connection)) {
     for (unsigned c = 0; c < std::min(inputs, outputs); ++c)
-      heard.push_back({&from, c, c});
+      add(c, c);
     return;
   }
   for (const Connection::Wire& wire : connection.wires) {
     // A number below 0 is above every count.
-    const auto fromChannel = static_cast<unsigned>(wire.channel[Connection::eSourceSide]);
-    const auto toChannel = static_cast<unsigned>(wire.channel[Connection::eTargetSide]);
-    if (fromChannel < inputs && toChannel < outputs)
-      heard.push_back({&from, fromChannel, toChannel});
+    const auto from = static_cast<unsigned>(wire.channel[Connection::eSourceSide]);
+    const auto to = static_cast<unsigned>(wire.channel[Connection::eTargetSide]);
+    if (from < inputs && to < outputs) add(from, to);
   }
 }
 
@@ -156,14 +173,8 @@ void AudioCycle::run() {
 
 /// False when the host is stopping.
 bool AudioCycle::waitForNews() {
-  const auto end = std::chrono::steady_clock::now() + cLook;
-  while (!mNewData.try_wait()) {
-    if (std::chrono::steady_clock::now() >= end) {
-      mNewData.wait();
-      break;
-    }
-    sched_yield();
-  }
+  mNewData.wait();
+  std::this_thread::sleep_for(cGather);
   // One cycle serves all posts that are there.
   for (int post = 0; post < cMostPosts && mNewData.try_wait(); ++post) {
   }
@@ -172,36 +183,69 @@ bool AudioCycle::waitForNews() {
 
 void AudioCycle::cycle() {
   const std::lock_guard lock(mMutex);
-  for (auto& [id, client] : mClients) {
-    const std::vector<ClientStream*>& listeners = client.listeners;
-    client.stream->readNew([&](long long stamp) {
-      return std::any_of(listeners.begin(), listeners.end(), [&](const ClientStream* listener) {
-        return listener->answeredUpTo() > stamp;
-      });
-    });
-  }
+  for (auto& [id, client] : mClients)
+    client.stream->readNew();
   for (auto& [id, client] : mClients) {
     ClientStream& stream = *client.stream;
-    while (stream.hasBlock() && (stream.isOldestDue() || !isAnySourceAwaited(client)))
+    while (stream.hasBlock() && (!isAnySourceAwaited(client) || stream.isOldestDue()))
       answer(client);
   }
 }
 
 bool AudioCycle::isAnySourceAwaited(const Client& client) {
   const ClientStream::Block& block = client.stream->oldest();
-  return std::any_of(client.heard.begin(), client.heard.end(), [&](const Path& path) {
-    return path.source->sent().isAwaited(block.timeStamp, block.samples);
+  return std::any_of(client.sources.begin(), client.sources.end(), [&](const Source& source) {
+    return source.stream->isAwaited(block.timeStamp, block.samples);
   });
 }
 
 void AudioCycle::answer(Client& client) {
-  const ClientStream::Block& block = client.stream->oldest();
-  client.stream->answerOldest([&](unsigned channel, float* samples) {
-    for (const Path& path : client.heard) {
-      if (path.to != channel) continue;
-      path.source->sent().addTo(samples, path.from, block.timeStamp, block.samples);
+  const ClientStream::Slot slot = client.stream->openSlot();
+  while (slot.slice != nullptr && !mix(client, slot.samples)) {
+  }
+  client.stream->answerOldest(slot);
+}
+
+/// Adds up in `out` what the client hears with its oldest block: the first source writes, the
+/// others add. False when a source wrote over its block meanwhile: then once more, without it.
+bool AudioCycle::mix(Client& client, const LIPC::SliceSamples& out) {
+  const auto [t, count, slice, stamp] = client.stream->oldest();
+  for (Source& source : client.sources) {
+    source.block = source.stream->standing(t, count);
+    if (source.block != nullptr) source.samples = source.stream->samplesOf(*source.block);
+  }
+  auto path = client.paths.begin();
+  for (unsigned c = 0; c < out.channelCount; ++c) {
+    float* const samples = out.channel(c);
+    bool isWritten = false;
+    for (; path != client.paths.end() && path->to == c; ++path) {
+      const Source& source = client.sources[path->source];
+      if (source.block == nullptr) {
+        if (!isWritten) VectOp::zero(samples, count);
+        source.stream->timeline().addTo(samples, path->from, t, count);
+      } else if (path->from >= source.samples.channelCount) {
+        continue;  // silence
+      } else if (isWritten) {
+        VectOp::add_I(source.samples.channel(path->from), samples, count);
+      } else {
+        VectOp::copy(source.samples.channel(path->from), samples, count);
+      }
+      isWritten = true;
     }
-  });
+    if (!isWritten) VectOp::zero(samples, count);
+  }
+  return areAllStill(client.sources);
+}
+
+/// What changed goes into the timeline, as silence.
+bool AudioCycle::areAllStill(const std::vector<Source>& sources) {
+  bool areStill = true;
+  for (const Source& source : sources) {
+    if (source.block == nullptr || ClientStream::isStill(*source.block)) continue;
+    source.stream->settle();
+    areStill = false;
+  }
+  return areStill;
 }
 
 }  // namespace host

@@ -33,6 +33,10 @@ namespace host {
 /// source that has been quiet for 8192 samples is not waited for. What comes later than that is
 /// counted and not heard.
 ///
+/// Samples go straight from a source's "-send" slice into the target's "-return" slice where both
+/// have a block of that stamp and size, and through the source's timeline where they have not. A
+/// cycle allocates nothing.
+///
 /// Threads: the operations may be called from any.
 class AudioCycle {
  public:
@@ -51,6 +55,8 @@ class AudioCycle {
   /// Lets go of the clients that are not in `present`.
   void keepOnly(const std::set<LIPC::ClientID>& present);
   void setConnections(const std::vector<LIPC::Connection>& connections);
+  /// Whether these are the connections that it was given last.
+  bool carries(const std::vector<LIPC::Connection>& connections);
   /// No client's memory is touched after this returned.
   void stop();
 
@@ -71,29 +77,37 @@ class AudioCycle {
     Progress source;
     Progress target;
   };
-  /// Who hears whom, of those that have sent; once for each wire.
+  /// Who hears whom, of those that have sent.
   std::vector<Hearing> hearings();
 
  private:
+  /// A client that another hears, and where what it sent stands while a block is answered.
+  struct Source {
+    ClientStream* stream;
+    const ClientStream::Block* block;  // null: in the timeline
+    LIPC::SliceSamples samples;        // of the block
+  };
   /// From a channel of a source into a channel of the target.
   struct Path {
-    ClientStream* source;
+    unsigned source;  // index
     unsigned from;
     unsigned to;
   };
   struct Client {
     std::unique_ptr<ClientStream> stream;
-    std::vector<Path> heard;
-    std::vector<ClientStream*> listeners;
+    std::vector<Source> sources;
+    std::vector<Path> paths;  // by the target's channels
   };
 
   void run();
   bool waitForNews();
   void cycle();
-  void answer(Client& client);
+  static void answer(Client& client);
   static bool isAnySourceAwaited(const Client& client);
+  static bool mix(Client& client, const LIPC::SliceSamples& out);
+  static bool areAllStill(const std::vector<Source>& sources);
   void route();
-  void connect(const LIPC::Connection& connection);
+  static void connect(const LIPC::Connection& connection, Client& source, Client& target);
 
   LIPC::SemaphoreHandle mNewData;
   const std::atomic<bool>& mIsPaused;

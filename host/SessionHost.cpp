@@ -8,7 +8,6 @@
 #include "host/ClientSegments.h"
 #include "host/Leftovers.h"
 #include "inspect/Evidence.h"
-#include "lipc/util/SharedWord.h"
 #include "lipc/util/Threads.h"
 
 namespace host {
@@ -21,9 +20,6 @@ using LIPC::ClientEntry;
 using LIPC::ClientID;
 using std::chrono::milliseconds;
 
-constexpr milliseconds cBeatInterval(100);
-constexpr int cBeatsPerStepBack = 20;
-constexpr std::uint64_t cStepBack = 5;
 constexpr milliseconds cSilenceLook(20);
 constexpr milliseconds cLeaveTimeout(5000);
 constexpr milliseconds cQuietWait(500);
@@ -136,6 +132,7 @@ void SessionHost::stopThreads() {
     mStop = true;
   }
   mStopChanged.notify_all();
+  mWatchChanged.notify_all();
   mRegistration->post();
   for (std::thread& thread : mThreads)
     thread.join();
@@ -151,17 +148,6 @@ void SessionHost::reportFromThread(const std::string& text) {
 bool SessionHost::sleepUnlessStopped(milliseconds duration) {
   std::unique_lock lock(mStopMutex);
   return !mStopChanged.wait_for(lock, duration, [this] { return mStop; });
-}
-
-void SessionHost::beat() {
-  std::uint64_t& heartbeat = session().heartbeat;
-  for (int beats = 1; sleepUnlessStopped(cBeatInterval); ++beats) {
-    if (mMisbehaviour.stallHeartbeat) continue;
-    const std::uint64_t now = LIPC::loadRelaxed(heartbeat);
-    const bool back = (mOptions.faults.heartbeatBack && beats % cBeatsPerStepBack == 0) ||
-                      mMisbehaviour.stepsBack.exchange(0) != 0;
-    LIPC::storeRelease(heartbeat, back && now > cStepBack ? now - cStepBack : now + 1);
-  }
 }
 
 void SessionHost::answerRequests() {

@@ -30,11 +30,11 @@ namespace host {
 
 /// A reference session host: everything that a participant needs of its host.
 ///
-///     heartbeat thread      counts every 100 ms
+///     heartbeat thread      every 100 ms: counts; looks whether the table or the connections
+///                           changed; wakes the watch thread. The one that wakes by the clock
 ///     registration thread   answers joins and leaves as their semaphore is posted
-///     watch thread          every 100 ms: changes in the table and in the connections;
-///                           every 500 ms: lost clients and a registration lock that nobody gives
-///                           back
+///     watch thread          after a change: what it was; every 500 ms: all rows, lost clients and
+///                           a registration lock that nobody gives back
 ///     audio thread          carries the clients' audio, woken by them; not with the fault noAudio
 ///     cycle thread          drives the loaded libraries' processors
 ///     faults thread         misbehaves by chance; only where a seed is given
@@ -96,9 +96,13 @@ class SessionHost {
   void holdLockFor(std::chrono::milliseconds duration);
   void forbidJoinsFor(std::chrono::milliseconds duration);
   void beat();
+  void advanceHeartbeat(int beats);
+  bool hasNews();
   void answerRequests();
   void answerRequest();
   void watch();
+  void wakeWatch(bool isForAll);
+  bool waitForWatch(bool& isForAll);
   void watchClients();
   void reap(const LIPC::ClientID& id, const std::function<bool()>& isDead);
   bool isLost(const LIPC::ClientID& id);
@@ -152,6 +156,9 @@ class SessionHost {
   std::list<ProcessorLibrary> mLibraries;
   std::mutex mStopMutex;
   std::condition_variable mStopChanged;
+  std::condition_variable mWatchChanged;
+  bool mIsLookDue = false;
+  bool mIsLookAtAllDue = false;
   bool mStop = false;
   bool mStopFaults = false;
   bool mStopped = false;

@@ -1,12 +1,17 @@
 // SPDX-License-Identifier: BSL-1.0
 
-// The watch thread of the session's host: what changed, who is lost, what the dead left.
+// The heartbeat's and the watch's threads of the session's host: what changed, who is lost, what
+// the dead left.
+#include <algorithm>
+#include <utility>
+
 #include "host/ClientSegments.h"
 #include "host/SessionHost.h"
 #include "lipc/session/ClientBuffer.h"
 #include "lipc/session/Remains.h"
 #include "lipc/session/ShmManaged.h"
 #include "lipc/session/shmKey.h"
+#include "lipc/util/SharedWord.h"
 
 namespace host {
 namespace {
@@ -15,33 +20,83 @@ using inspect::Event;
 using LIPC::ClientEntry;
 using LIPC::ClientID;
 
-constexpr std::chrono::milliseconds cLookInterval(100);
-constexpr int cLooksPerClientCheck = 5;
-constexpr int cLooksPerRefresh = 36'000;  // an hour
+constexpr std::chrono::milliseconds cBeatInterval(100);
+constexpr int cBeatsPerStepBack = 20;
+constexpr int cBeatsPerLookAtAll = 5;
+constexpr std::uint64_t cStepBack = 5;
+constexpr int cLooksPerRefresh = 7200;  // an hour
 
 }  // namespace
 
+/// Waits for nobody who may be held up: what can take long, or tells others, is the watch thread's.
+void SessionHost::beat() {
+  for (int beats = 1; sleepUnlessStopped(cBeatInterval); ++beats) {
+    advanceHeartbeat(beats);
+    const bool isForAll = beats % cBeatsPerLookAtAll == 1;
+    if (isForAll || hasNews()) wakeWatch(isForAll);
+  }
+}
+
+void SessionHost::advanceHeartbeat(int beats) {
+  if (mMisbehaviour.stallHeartbeat) return;
+  std::uint64_t& heartbeat = session().heartbeat;
+  const std::uint64_t now = LIPC::loadRelaxed(heartbeat);
+  const bool back = (mOptions.faults.heartbeatBack && beats % cBeatsPerStepBack == 0) ||
+                    mMisbehaviour.stepsBack.exchange(0) != 0;
+  LIPC::storeRelease(heartbeat, back && now > cStepBack ? now - cStepBack : now + 1);
+}
+
+/// True also when somebody holds the lock. While no client is there, no connection is carried.
+bool SessionHost::hasNews() {
+  const std::unique_lock lock(mMutex, std::try_to_lock);
+  if (!lock || mTableWatch->hasNews()) return true;
+  return mAudio && !mTableWatch->rows().empty() && !mAudio->carries(mConnections->current());
+}
+
+/// Clients take the first free row: between two looks at all of them the rows in use and the next
+/// one will do.
 void SessionHost::watch() {
-  for (int looks = 0; sleepUnlessStopped(cLookInterval); ++looks) {
+  int looks = 0;
+  for (bool isForAll = false; waitForWatch(isForAll);) {
     const std::lock_guard lock(mMutex);
-    mTableWatch->look();
+    const int rows = isForAll ? LIPC::cMaxClients : mTableWatch->rowsInUse() + 1;
+    mTableWatch->look(session(), std::min(rows, LIPC::cMaxClients));
     if (mAudio) mAudio->setConnections(mConnections->current());
-    if (looks % cLooksPerClientCheck != 0) continue;
+    if (!isForAll) continue;
     watchClients();
     if (mAudio) {
       for (const std::string& found : mClockWatch.look(mAudio->hearings()))
         note(found);
     }
-    if (looks > 0 && looks % cLooksPerRefresh == 0) refreshKeyFiles();
+    if (++looks % cLooksPerRefresh == 0) refreshKeyFiles();
     if (!mMisbehaviour.silent && !mMisbehaviour.holdLock) watchLock();
   }
 }
 
+void SessionHost::wakeWatch(bool isForAll) {
+  {
+    const std::lock_guard lock(mStopMutex);
+    mIsLookDue = true;
+    mIsLookAtAllDue = mIsLookAtAllDue || isForAll;
+  }
+  mWatchChanged.notify_one();
+}
+
+/// False when the host is stopping.
+bool SessionHost::waitForWatch(bool& isForAll) {
+  std::unique_lock lock(mStopMutex);
+  mWatchChanged.wait(lock, [this] { return mIsLookDue || mStop; });
+  mIsLookDue = false;
+  isForAll = std::exchange(mIsLookAtAllDue, false);
+  return !mStop;
+}
+
+/// After a look at all rows.
 void SessionHost::watchClients() {
   std::set<ClientID> present;
   std::vector<ClientID> lost;
-  for (const ClientEntry& entry : session().entries) {
-    const ClientID id = entry.id;
+  for (int index = 0; index < mTableWatch->rowsInUse(); ++index) {
+    const ClientID id = session().entries[index].id;
     if (!id.isDefined() || mFillers.count(id) != 0) continue;
     present.insert(id);
     if (isLost(id)) lost.push_back(id);

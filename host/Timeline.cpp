@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: BSL-1.0
 #include "host/Timeline.h"
 
-#include <algorithm>
-
 #include "lipc/util/VectOp.h"
 
 namespace host {
@@ -43,8 +41,6 @@ void Timeline::clear(long long t, unsigned count) {
 }
 
 void Timeline::advance(long long t, unsigned count) {
-  mLast = t;
-  mLastCount = count;
   if (t < mBegin || t - mEnd > static_cast<long long>(cCapacity)) {
     mBegin = t;
   } else if (t > mEnd) {
@@ -54,11 +50,11 @@ void Timeline::advance(long long t, unsigned count) {
   mBegin = std::max(mBegin, mEnd - static_cast<long long>(cCapacity));
 }
 
-void Timeline::write(unsigned channel, const float* samples) {
+void Timeline::write(unsigned channel, long long t, unsigned count, const float* samples) {
   const auto found = mSamples.find(channel);
   if (found == mSamples.end()) return;
   float* const all = found->second.data();
-  forEachStretch(mLast, mLastCount, [&](unsigned place, unsigned done, unsigned n) {
+  forEachStretch(t, count, [&](unsigned place, unsigned done, unsigned n) {
     if (samples != nullptr) {
       VectOp::copy(samples + done, all + place, n);
     } else {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSL-1.0
 #pragma once
 
+#include <algorithm>
 #include <map>
 #include <set>
 #include <vector>
@@ -27,8 +28,13 @@ class Timeline {
   /// silence. A stamp that goes back forgets what was at and behind it, and where it goes back
   /// behind begin() or leaps ahead by more than cCapacity everything. `count` at most cCapacity.
   void advance(long long t, unsigned count);
-  /// Writes the samples of a channel of the block that `advance` made room for. Null is silence.
-  void write(unsigned channel, const float* samples);
+  /// Writes a channel's [t, t + count), for which `advance` made room. Null is silence. What is
+  /// never written of a stretch holds anything: whoever does not write it forgets it.
+  void write(unsigned channel, long long t, unsigned count, const float* samples);
+  /// Forgets what was before `t`.
+  void forget(long long t) { mBegin = std::max(mBegin, t); }
+  /// The end of what has been sent.
+  long long end() const { return mEnd; }
 
   /// True when all of [t, t + count) has been sent, or never will be: it was forgotten.
   bool isPast(long long t, unsigned count) const { return t + count <= mEnd; }
@@ -50,8 +56,6 @@ class Timeline {
   std::map<unsigned, std::vector<float>> mSamples;
   long long mBegin = 0;
   long long mEnd = 0;
-  long long mLast = 0;  // stamp and size of the last block
-  unsigned mLastCount = 0;
 };
 
 }  // namespace host

@@ -63,6 +63,19 @@ void TableWatch::noteLeft(const LIPC::ClientID& id, Event::eKind how) {
   }
 }
 
+bool TableWatch::hasNews() const {
+  if (!mNew.empty()) return true;
+  const int rows = std::min(rowsInUse() + 1, LIPC::cMaxClients);
+  auto known = mKnown.begin();
+  for (int index = 0; index < rows; ++index) {
+    const ClientEntry& row = mSession->entries[index];
+    const bool isKnown = known != mKnown.end() && known->first == index;
+    if (isKnown ? std::memcmp(&known->second, &row, sizeof row) != 0 : !row.isFree()) return true;
+    if (isKnown) ++known;
+  }
+  return false;
+}
+
 int TableWatch::rowsInUse() const {
   const int known = mKnown.empty() ? 0 : mKnown.rbegin()->first + 1;
   return mNew.empty() ? known : std::max(known, mNew.rbegin()->first + 1);

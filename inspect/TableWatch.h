@@ -25,6 +25,8 @@ class TableWatch {
   /// The same for a table that is mapped somewhere else than at the look before, and for its first
   /// so many rows.
   void look(const LIPC::SessionBuffer& session, int rows = LIPC::cMaxClients);
+  /// Whether a look at the rows in use and the first one behind them would find anything.
+  bool hasNews() const;
   /// The highest index that was seen in use, and one.
   int rowsInUse() const;
   /// Whether there are rows that will be reported at one of the next looks.

@@ -28,6 +28,7 @@
 #include "tools/Output.h"
 #include "tools/Picture.h"
 #include "tools/Text.h"
+#include "tools/WakeUp.h"
 
 namespace tools {
 namespace {
@@ -37,6 +38,8 @@ using std::chrono::steady_clock;
 
 constexpr milliseconds cClientTimeout(15'000);
 constexpr int cWatchMS = 300;
+/// Between two looks whether somebody still reads the output.
+constexpr milliseconds cReaderLook(1000);
 
 struct HostCommandOptions {
   host::HostOptions host;
@@ -50,15 +53,19 @@ constexpr std::size_t cMostNamed = 8;
 
 std::atomic<bool> sStopRequested{false};
 std::atomic<bool> sCountersRequested{false};
+/// Wakes the main thread; there before signals are caught.
+std::atomic<const WakeUp*> sWakeUp{nullptr};
 
 /// The first signal ends the session in order, a second one ends the process at once; the next host
 /// clears away what it leaves then.
 void requestStop(int) {
   if (sStopRequested.exchange(true)) _exit(eExitFailure);
+  sWakeUp.load()->wake();
 }
 
 void requestCounters(int) {
   sCountersRequested = true;
+  sWakeUp.load()->wake();
 }
 
 /// Without SA_RESTART, so that a signal also ends a print that nobody reads.
@@ -79,7 +86,9 @@ class Follower {
   void operator()(const inspect::Event& event) {
     const std::lock_guard lock(mMutex);
     if (event.kind == inspect::Event::eKind::eJoined) mJoined.insert(event.type);
-    if (mFollowing && mEvents.size() < cMostWaiting) mEvents.push_back(event);
+    if (!mFollowing || mEvents.size() >= cMostWaiting) return;
+    mEvents.push_back(event);
+    sWakeUp.load()->wake();
   }
 
   bool hasJoined(std::uint32_t type) {
@@ -118,6 +127,12 @@ void printEvents(Follower& follower, bool asJson, Output& output) {
 class CountersPrinter {
  public:
   explicit CountersPrinter(double everySeconds) : mEvery(everySeconds) {}
+
+  milliseconds untilDue() const {
+    if (mEvery.count() <= 0) return cReaderLook;
+    const auto left = mEvery - (steady_clock::now() - mLast);
+    return std::clamp(std::chrono::ceil<milliseconds>(left), milliseconds(0), cReaderLook);
+  }
 
   void look(host::SessionHost& session, bool asJson, Output& output) {
     const steady_clock::time_point now = steady_clock::now();
@@ -195,7 +210,7 @@ int serve(host::SessionHost& session, const HostCommandOptions& options, Output&
   while (!options.once && !sStopRequested && !output.isOver()) {
     printEvents(follower, options.asJson, output);
     counters.look(session, options.asJson, output);
-    std::this_thread::sleep_for(cLook);
+    sWakeUp.load()->sleepFor(counters.untilDue());
   }
   stop(session);
   printEvents(follower, options.asJson, output);
@@ -207,6 +222,8 @@ int serve(host::SessionHost& session, const HostCommandOptions& options, Output&
 }
 
 int runHost(const HostCommandOptions& options) {
+  static const WakeUp wakeUp;
+  sWakeUp = &wakeUp;
   catchSignals();
   Output output;
   Follower follower;

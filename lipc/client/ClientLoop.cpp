@@ -84,7 +84,7 @@ void Client::checkSessionWithoutLock(std::deque<ClientEntry>& connectedClients) 
   }
   // The post of this client's own request may have been taken for the end of a timed wait.
   if (mLeaveRequested) return disconnectWithoutLock();
-  mAttachment.clientBuffer()->keepAlive();
+  mAttachment.mClientBuffer->keepAlive();
 }
 
 bool Client::hasRow(const SessionBuffer& session) const {

@@ -112,8 +112,7 @@ bool Join::claimNames() {
 
 bool Join::createClientBuffer() {
   const std::string name = mWho.id.text();
-  mAttachment.mClientBuffer =
-      std::make_unique<ShmManagedCreateOpen<ClientBuffer>>(name.c_str(), sizeof(ClientBuffer));
+  mAttachment.mClientBuffer = std::make_unique<OwnBuffer>(name.c_str(), sizeof(ClientBuffer));
   ClientBuffer* buffer = mAttachment.clientBuffer();
   if (buffer == nullptr) {
     noteMissingSegment(name, sizeof(ClientBuffer), mAttachment.mClientBuffer->error());

@@ -4,13 +4,13 @@
 namespace LIPC {
 namespace {
 
-template <class T>
-bool holdsItsName(const std::unique_ptr<ShmManagedCreateOpen<T>>& segment) {
+template <class Segment>
+bool holdsItsName(const std::unique_ptr<Segment>& segment) {
   return segment && segment->holdsItsName();
 }
 
-template <class T>
-void releaseOwn(std::unique_ptr<ShmManagedCreateOpen<T>>& segment) {
+template <class Segment>
+void releaseOwn(std::unique_ptr<Segment>& segment) {
   if (!segment) return;
   switch (segment->nameState()) {
     case ShmManaged::eNameHeld:

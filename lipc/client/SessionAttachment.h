@@ -3,6 +3,7 @@
 
 #include <memory>
 
+#include "lipc/client/OwnBuffer.h"
 #include "lipc/realtime/SHMSlices.h"
 #include "lipc/realtime/SemaphoreHandle.h"
 #include "lipc/session/ClientBuffer.h"
@@ -50,7 +51,7 @@ class SessionAttachment {
   std::unique_ptr<SemaphoreHandle> mSessionBufferRegistrationEndedSemaphore;
   std::unique_ptr<SemaphoreHandle> mSessionBufferRegistrationSemaphore;
   std::unique_ptr<SemaphoreHandle> mSessionBufferClientsCanRegisterSemaphore;
-  std::unique_ptr<ShmManagedCreateOpen<ClientBuffer>> mClientBuffer;
+  std::unique_ptr<OwnBuffer> mClientBuffer;
   std::unique_ptr<ShmManagedCreateOpen<SHMSlices>> mSendSlices;
   std::unique_ptr<ShmManagedCreateOpen<SHMSlices>> mReturnSlices;
   std::unique_ptr<SemaphoreHandle> mClientMustDisconnectSemaphore;

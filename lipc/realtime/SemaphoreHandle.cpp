@@ -52,6 +52,17 @@ bool guarded(const Semaphore& record, const char* name, bool onError, Operation 
   }
 }
 
+/// Opening comes first: what opens or creates makes a semaphore before it looks for one, which
+/// takes several times as long.
+std::unique_ptr<bip::named_semaphore> openOrCreate(const Semaphore& record) {
+  try {
+    return std::make_unique<bip::named_semaphore>(bip::open_only, record.posixName);
+  } catch (const bip::interprocess_exception&) {
+    return std::make_unique<bip::named_semaphore>(bip::open_or_create, record.posixName,
+                                                  record.initialCount, bip::permissions(0666));
+  }
+}
+
 }  // namespace
 
 SemaphoreHandle::SemaphoreHandle(const Semaphore& semaphore) : mRecord(semaphore) {
@@ -60,8 +71,7 @@ SemaphoreHandle::SemaphoreHandle(const Semaphore& semaphore) : mRecord(semaphore
     return;
   }
   try {
-    mSemaphore = std::make_unique<bip::named_semaphore>(
-        bip::open_or_create, semaphore.posixName, semaphore.initialCount, bip::permissions(0666));
+    mSemaphore = openOrCreate(semaphore);
   } catch (const bip::interprocess_exception& error) {
     mError = error.get_native_error();
     reportError(semaphore, "CREATION", static_cast<int>(error.get_error_code()));

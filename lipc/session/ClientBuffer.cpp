@@ -50,9 +50,14 @@ ClientBuffer::~ClientBuffer() {
 
 void ClientBuffer::keepAlive() {
   SemaphoreHandle mutex(keepAliveMutex);
-  if (!mutex.try_wait()) return;
+  keepAlive(mutex);
+}
+
+bool ClientBuffer::keepAlive(SemaphoreHandle& mutex) {
+  if (!mutex.try_wait()) return false;
   const PostAtEnd post(mutex);
   setFixedText(keepAliveTimestamp, boost::posix_time::to_iso_string(currentTime()));
+  return true;
 }
 
 int ClientBuffer::isAlive() {

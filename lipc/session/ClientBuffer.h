@@ -15,6 +15,8 @@
 
 namespace LIPC {
 
+class SemaphoreHandle;
+
 /// What the keep-alive stamp of a client says of it.
 /// @ingroup session_table
 enum eAlive : int {
@@ -46,6 +48,8 @@ struct ClientBuffer {
   /// Refreshes the stamp; skipped without a word when a reader holds the mutex. Throws
   /// std::runtime_error when the system's time cannot be converted.
   void keepAlive();
+  /// The same with a handle that the owner keeps; false when it was skipped.
+  bool keepAlive(SemaphoreHandle& mutex);
   /// eAlive of a (usually foreign) buffer. Lets the parser's exception pass when the stamp is not a
   /// time, and currentTime's; the mutex is posted all the same.
   int isAlive();

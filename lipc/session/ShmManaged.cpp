@@ -112,9 +112,9 @@ std::optional<SegmentState> ShmManaged::find(key_t key) {
 }
 
 ShmManaged::eNameState ShmManaged::nameState() const {
-  const auto named = find(mName.c_str());
-  if (!named) return eNameFree;
-  return named->id == shmid ? eNameHeld : eNameTaken;
+  const int named = getSegment(existingShmKey(mName.c_str()), 0, 0);
+  if (named < 0) return eNameFree;
+  return named == shmid ? eNameHeld : eNameTaken;
 }
 
 void ShmManaged::open(std::size_t minimumBytes) {

@@ -124,7 +124,7 @@ class ShmManagedOpen final : public ShmManaged {
 /// Creates a segment (an existing one is reused), attaches it and constructs T(name) in it. At the
 /// end: destroys T where there is something to run, detaches, removes the segment from the system.
 template <class T>
-class ShmManagedCreateOpen final : public ShmManaged {
+class ShmManagedCreateOpen : public ShmManaged {
  public:
   /// `bytes` at least sizeof(T). An exception of T's constructor passes after the segment has been
   /// removed.

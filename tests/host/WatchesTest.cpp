@@ -85,8 +85,9 @@ TEST(Timeline, HoldsTheLatestSamplesByTheirStamps) {
         {-9, {5, 5}, -9, {5, 5, 0, 0, 0, 0, 0, 0}},  // back behind the beginning: all
         {cFar, {6, 6, 6, 6}, cFar - 1, {0, 6, 6, 6, 6, 0}},
         {cFar + 8, {7, 7}, cFar + 3, {6, 0, 0, 0, 0, 7}}}) {  // the gap lies over what was long ago
-    timeline.advance(t, static_cast<unsigned>(sent.size()));
-    timeline.write(0, sent.data());
+    const auto count = static_cast<unsigned>(sent.size());
+    timeline.advance(t, count);
+    timeline.write(0, t, count, sent.data());
     Samples heard(expected.size());
     timeline.addTo(heard.data(), 0, from, static_cast<unsigned>(heard.size()));
     EXPECT_EQ(heard, expected) << t;

@@ -2,6 +2,7 @@
 #include <boost/date_time/posix_time/posix_time.hpp>
 #include <gtest/gtest.h>
 
+#include "lipc/client/OwnBuffer.h"
 #include "lipc/realtime/SemaphoreHandle.h"
 #include "lipc/session/ClientBuffer.h"
 #include "lipc/util/FixedText.h"
@@ -42,6 +43,30 @@ TEST(ClientBuffer, ItsStampIsNeitherWrittenNorReadWhileItsMutexIsHeldAndItsEndTa
   disconnect.post();
   buffer.reset();
   EXPECT_FALSE(disconnect.try_wait());
+}
+
+TEST(OwnBuffer, RefreshesItsStampWithTheMutexThatItsNameLeadsToAndNotWithOneOfBefore) {
+  OwnBuffer own("OwnBufferTest", sizeof(ClientBuffer));
+  const auto isRefreshed = [&] {
+    setFixedText(own->keepAliveTimestamp, "");
+    own.keepAlive();
+    return !own->stampText().empty();
+  };
+  auto old = std::make_unique<SemaphoreHandle>(own->keepAliveMutex);
+  EXPECT_TRUE(isRefreshed());
+  EXPECT_TRUE(old->try_wait());
+  EXPECT_FALSE(isRefreshed()) << "a reader holds it";
+  Semaphore::unlink("OwnBufferTestmKeepAliveTimestampMutex");  // and dies, and it is made anew
+  EXPECT_TRUE(isRefreshed());
+  Semaphore::unlink("OwnBufferTestmKeepAliveTimestampMutex");
+  SemaphoreHandle made(own->keepAliveMutex);
+  EXPECT_TRUE(made.try_wait());
+  int passes = 0;
+  while (passes < OwnBuffer::cPassesPerOpening && isRefreshed())
+    ++passes;
+  EXPECT_LT(passes, OwnBuffer::cPassesPerOpening) << "it is opened again though it can be had";
+  made.post();
+  EXPECT_TRUE(isRefreshed());
 }
 
 }  // namespace
