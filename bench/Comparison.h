@@ -41,6 +41,8 @@ void compare(benchmark::State& state, Hand hand, Library library) {
 
 // The benchmarks of one pass and size, registered with Google Benchmark.
 
+/// What a client itself does in a join beside the same segments and semaphores made by hand.
+void registerJoin(unsigned channels);
 /// The first blocks after a join: time and page faults.
 void registerFirstBlocks(int pass, unsigned channels);
 /// A call beside the same work by hand: alone, beside a host that looks, beside one that sleeps.

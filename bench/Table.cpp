@@ -2,27 +2,46 @@
 #include "bench/Table.h"
 
 #include <algorithm>
+#include <cstdarg>
 #include <cstdio>
 
 #include "bench/Comparison.h"
-#include "bench/Machine.h"
 
 namespace bench {
 namespace {
 
-/// What a ratio is meant to stay below; 0 where there is no goal.
-double goalOf(const std::string& name) {
-  if (name == "alone/16 x 256") return 1.10;
-  if (name == "alone/2 x 256") return 1.25;
-  if (name == "looking/16 x 256") return 1.15;
-  const auto isOf = [&](const char* kind) { return name.rfind(kind, 0) == 0; };
-  if (isOf("one core/")) return 1.20;
-  if (isOf("vectors/")) return 1.20;
-  if (isOf("RMS/4 x ")) return 1.05;
-  if (isOf("RMS/")) return 0.60;
-  if (isOf("peak/")) return 1.30;
-  if (isOf("lookup ")) return 1.10;
-  return 0.0;
+struct Section {
+  const char* kind;
+  const char* title;
+  const char* subject;
+};
+
+// clang-format off
+constexpr Section cSections[] = {
+  {"vectors",     "Vectors",                                         "Operation and samples"},
+  {"RMS",         "RMS of all channels",                             "Channels x samples"},
+  {"peak",        "Peak of all channels",                            "Channels x samples"},
+  {"dB",          "256 levels",                                      "Conversion"},
+  {"lookup warm", "The last of 1024 rows by its ID, in the caches",  "Other rows"},
+  {"lookup cold", "The last of 1024 rows by its ID, out of the caches", "Other rows"},
+  {"join",        "A client's own work in a join",                   "Channels in / out"},
+  {"alone",       "One call, nobody on the other side",              "Channels x samples"},
+  {"looking",     "One call, the host looks on the other core",      "Channels x samples"},
+  {"asleep",      "One call, the host sleeps on the other core",     "Channels x samples"},
+  {"one core",    "Round trip, one core",                            "Channels x samples"},
+  {"two cores",   "Round trip, two cores, everybody looks",          "Channels x samples"},
+  {"idle",        "Nothing to do: processor time of a second",       "Who"},
+  {"cycle",       "The host's cycle: processor time for a block of every client", "Clients, channels x samples"},
+};
+// clang-format on
+
+__attribute__((format(printf, 1, 2))) std::string formatted(const char* format, ...) {
+  char text[256];
+  va_list arguments;
+  va_start(arguments, format);
+  std::vsnprintf(text, sizeof text, format, arguments);
+  va_end(arguments);
+  return text;
 }
 
 /// Behind the point: a call of some nanoseconds wants one.
@@ -30,19 +49,19 @@ int digitsOf(const std::vector<double>& values) {
   return median(values) < 20.0 ? 1 : 0;
 }
 
-std::string judgement(double ratio, double goal) {
-  if (goal == 0.0) return "";
-  char text[32];
-  std::snprintf(text, sizeof text, "%.2f: %s", goal, ratio <= goal ? "met" : "missed");
-  return text;
+/// From the lower to the upper quartile, which are values themselves.
+double spreadOf(std::vector<double> values) {
+  std::sort(values.begin(), values.end());
+  const std::size_t last = values.size() - 1;
+  return values[last - last / 4] - values[last / 4];
+}
+
+std::string judgement(double ratio, const Goal* goal) {
+  if (goal == nullptr) return {};
+  return formatted("%.2f: %s", goal->goal, ratio <= goal->goal ? "met" : "missed");
 }
 
 }  // namespace
-
-bool Table::ReportContext(const Context&) {
-  GetOutputStream() << describeMachine() << std::flush;
-  return true;
-}
 
 void Table::ReportRuns(const std::vector<Run>& runs) {
   for (const Run& run : runs) {
@@ -68,61 +87,109 @@ void Table::ReportRuns(const std::vector<Run>& runs) {
   }
 }
 
-void Table::Finalize() {
-  printComparison("vectors", "Vectors", "Operation and samples");
-  printComparison("RMS", "RMS of all channels");
-  printComparison("peak", "Peak of all channels");
-  printComparison("dB", "256 levels", "Conversion");
-  printComparison("lookup warm", "The last of 1024 rows by its ID, in the caches", "Other rows");
-  printComparison("lookup cold", "The last of 1024 rows by its ID, out of the caches",
-                  "Other rows");
-  printComparison("alone", "One call, nobody on the other side");
-  printComparison("looking", "One call, the host looks on the other core");
-  printComparison("asleep", "One call, the host sleeps on the other core");
-  printComparison("one core", "Round trip, one core");
-  printComparison("two cores", "Round trip, two cores, everybody looks");
-  printComparison("idle", "Nothing to do: processor time of a second");
-  printComparison("cycle", "The host's cycle: processor time for a block of every client");
-  printFirstBlocks();
-}
-
-std::vector<std::pair<std::string, const Table::Row*>> Table::rowsOf(
-    const std::string& kind) const {
-  std::vector<std::pair<std::string, const Row*>> found;
+std::vector<Table::NamedRow> Table::rowsOf(const std::string& kind) const {
+  std::vector<NamedRow> found;
   for (const std::string& name : mOrder) {
-    if (name.rfind(kind + "/", 0) == 0) {
+    if (name.starts_with(kind + "/")) {
       found.emplace_back(name.substr(kind.size() + 1), &mRows.at(name));
     }
   }
   return found;
 }
 
-void Table::printComparison(const std::string& kind, const char* title, const char* subject) {
-  const auto rows = rowsOf(kind);
-  if (rows.empty()) return;
-  std::printf("\n%s\n\n", title);
-  std::printf("| %s | by hand, ns | library, ns | ratio | lowest to highest | goal |\n", subject);
-  std::printf("|---|---:|---:|---:|---:|---|\n");
-  for (const auto& [size, row] : rows) {
+std::vector<Verdict> Table::verdicts() const {
+  std::vector<Verdict> all;
+  for (const std::string& name : mOrder) {
+    const std::vector<double>& ratios = mRows.at(name).ratios;
+    const Goal* goal = mGoals.find(name);
+    if (goal == nullptr || ratios.empty()) continue;
+    all.push_back({name, goal, median(ratios), spreadOf(ratios)});
+  }
+  return all;
+}
+
+bool Table::hasLost() const {
+  const std::vector<Verdict> all = verdicts();
+  return all.empty() || std::any_of(all.begin(), all.end(),
+                                    [](const Verdict& verdict) { return verdict.isLost(); });
+}
+
+std::vector<const Goal*> Table::goalsWithoutRow() const {
+  const std::vector<Verdict> measured = verdicts();
+  std::vector<const Goal*> missing;
+  for (const Goal& goal : mGoals.all()) {
+    const auto isOfIt = [&](const Verdict& verdict) { return verdict.goal == &goal; };
+    if (std::none_of(measured.begin(), measured.end(), isOfIt)) missing.push_back(&goal);
+  }
+  return missing;
+}
+
+std::string Table::tables(bool isShort) const {
+  std::string text;
+  for (const Section& section : cSections) {
+    if (rowsOf(section.kind).empty()) continue;
+    const bool isVectors = section.kind == std::string("vectors");
+    text += formatted("\n### %s\n\n", section.title);
+    text += isVectors && isShort ? vectorsBySize() : comparison(section.kind, section.subject);
+  }
+  return text + firstBlocks();
+}
+
+std::string Table::comparison(const std::string& kind, const char* subject) const {
+  std::string text =
+      formatted("| %s | by hand, ns | library, ns | ratio | lowest to highest | goal |\n", subject);
+  text += "|---|---:|---:|---:|---:|---|\n";
+  for (const auto& [size, row] : rowsOf(kind)) {
     if (row->ratios.empty()) continue;
     const double ratio = median(row->ratios);
     const auto [low, high] = std::minmax_element(row->ratios.begin(), row->ratios.end());
-    std::printf("| %s | %.*f | %.*f | %.2f | %.2f to %.2f | %s |\n", size.c_str(),
-                digitsOf(row->byHand), median(row->byHand), digitsOf(row->library),
-                median(row->library), ratio, *low, *high,
-                judgement(ratio, goalOf(kind + "/" + size)).c_str());
+    text += formatted("| %s | %.*f | %.*f | %.2f | %.2f to %.2f | %s |\n", size.c_str(),
+                      digitsOf(row->byHand), median(row->byHand), digitsOf(row->library),
+                      median(row->library), ratio, *low, *high,
+                      judgement(ratio, mGoals.find(kind + "/" + size)).c_str());
   }
+  return text;
 }
 
-void Table::printFirstBlocks() {
-  const auto rows = rowsOf("first");
-  if (rows.empty()) return;
-  std::printf("\nThe first blocks after a join\n\n");
-  std::printf("| Channels x samples | first block, ns | page faults of twelve blocks |\n");
-  std::printf("|---|---:|---:|\n");
-  for (const auto& [size, row] : rows) {
-    std::printf("| %s | %.0f | %.0f |\n", size.c_str(), median(row->firstNS), median(row->faults));
+std::string Table::vectorsBySize() const {
+  struct Summary {
+    int count = 0;
+    double sum = 0.0;
+    double worst = 0.0;
+    std::string which;
+  };
+  std::map<int, Summary> sizes;
+  for (const auto& [name, row] : rowsOf("vectors")) {
+    if (row->ratios.empty()) continue;
+    const std::size_t space = name.rfind(' ');
+    Summary& size = sizes[std::stoi(name.substr(space + 1))];
+    const double ratio = median(row->ratios);
+    ++size.count;
+    size.sum += ratio;
+    if (ratio > size.worst) {
+      size.worst = ratio;
+      size.which = name.substr(0, space);
+    }
   }
+  std::string text =
+      "| Samples | operations | mean ratio | worst | of |\n|---:|---:|---:|---:|---|\n";
+  for (const auto& [samples, size] : sizes)
+    text += formatted("| %d | %d | %.2f | %.2f | `%s` |\n", samples, size.count,
+                      size.sum / size.count, size.worst, size.which.c_str());
+  return text;
+}
+
+std::string Table::firstBlocks() const {
+  const auto rows = rowsOf("first");
+  if (rows.empty()) return {};
+  std::string text =
+      "\n### The first blocks after a join\n\n"
+      "| Channels x samples | first block, ns | page faults of twelve blocks |\n|---|---:|---:|\n";
+  for (const auto& [size, row] : rows) {
+    text += formatted("| %s | %.0f | %.0f |\n", size.c_str(), median(row->firstNS),
+                      median(row->faults));
+  }
+  return text;
 }
 
 }  // namespace bench

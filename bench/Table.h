@@ -1,22 +1,49 @@
 // SPDX-License-Identifier: BSL-1.0
 #pragma once
 
-#include <iosfwd>
 #include <map>
 #include <string>
 #include <vector>
 
 #include <benchmark/benchmark.h>
 
+#include "bench/Goals.h"
+
 namespace bench {
 
-/// Collects the runs of all passes and prints them as tables in Markdown: of each comparison the
+/// A ratio that is held to a goal.
+///
+/// Its spread is the distance from the lower to the upper quartile of the passes' ratios: of five
+/// passes, from the second lowest to the second highest. One pass that was disturbed does not widen
+/// it; of one pass alone it is zero. Lost is what misses by more than that: the median is above the
+/// goal, or above what is kept where that is more, and above it by more than the spread.
+struct Verdict {
+  std::string row;
+  const Goal* goal;
+  double median;
+  double spread;
+
+  bool isMet() const { return median <= goal->goal; }
+  bool isLost() const { return median - spread > goal->limit(); }
+};
+
+/// Collects the runs of all passes and makes tables in Markdown of them: of each comparison the
 /// median over the passes, and the ratio's lowest and highest.
 class Table final : public benchmark::BenchmarkReporter {
  public:
-  bool ReportContext(const Context& context) override;
+  explicit Table(const Goals& goals) : mGoals(goals) {}
+
+  bool ReportContext(const Context&) override { return true; }
   void ReportRuns(const std::vector<Run>& runs) override;
-  void Finalize() override;
+
+  /// All tables, with a heading each. `isShort`: of the operations on vectors one row a size.
+  std::string tables(bool isShort) const;
+  /// Every measured ratio that has a goal.
+  std::vector<Verdict> verdicts() const;
+  /// True where one of them is lost, and where there is none.
+  bool hasLost() const;
+  /// The goals that no measured row fits.
+  std::vector<const Goal*> goalsWithoutRow() const;
   /// Whether a run could not measure what it should.
   bool hasErrors() const { return mHasErrors; }
 
@@ -28,12 +55,14 @@ class Table final : public benchmark::BenchmarkReporter {
     std::vector<double> firstNS;
     std::vector<double> faults;
   };
+  using NamedRow = std::pair<std::string, const Row*>;
 
-  void printComparison(const std::string& kind, const char* title,
-                       const char* subject = "Channels x samples");
-  void printFirstBlocks();
-  std::vector<std::pair<std::string, const Row*>> rowsOf(const std::string& kind) const;
+  std::vector<NamedRow> rowsOf(const std::string& kind) const;
+  std::string comparison(const std::string& kind, const char* subject) const;
+  std::string vectorsBySize() const;
+  std::string firstBlocks() const;
 
+  const Goals& mGoals;
   std::vector<std::string> mOrder;   // of the names, as they first came
   std::map<std::string, Row> mRows;  // by "kind/size"
   bool mHasErrors = false;

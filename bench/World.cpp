@@ -104,12 +104,15 @@ void JoinedClient::drain() {
   mNewData->clear();
 }
 
+void startHost() {
+  if (sHost) return;
+  host::HostOptions options;
+  options.faults.noAudio = true;  // the peers are the host's audio
+  sHost = std::make_unique<host::SessionHost>(options, [](const inspect::Event&) {});
+}
+
 World& worldOf(int pass, unsigned channels) {
-  if (!sHost) {
-    host::HostOptions options;
-    options.faults.noAudio = true;  // the peers are the host's audio
-    sHost = std::make_unique<host::SessionHost>(options, [](const inspect::Event&) {});
-  }
+  startHost();
   if (!sWorld || sPass != pass || sWorld->channels != channels) {
     sWorld.reset();
     sWorld = std::make_unique<World>(channels);

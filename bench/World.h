@@ -75,9 +75,10 @@ struct World {
   HandWritten hand;
 };
 
+/// Starts the process's host where none runs yet.
+void startHost();
 /// The world of that pass and number of channels. A new one is made, with new segments, whenever
-/// either differs from the last; the old one leaves the session. The process's host is started by
-/// the first.
+/// either differs from the last; the old one leaves the session. Starts the host.
 World& worldOf(int pass, unsigned channels);
 /// Leaves the session and takes the host down.
 void endWorld();

@@ -58,6 +58,7 @@ eVersionStatus Join::checkHost() {
 
 bool Join::attachSession() {
   mAttachment.mSession = std::make_unique<ShmManagedOpen<SessionBuffer>>(cSessionSegment);
+  mAttachment.mSession->populate();  // its rows will be searched to the last
   if (mAttachment.session() != nullptr) return true;
   mAttachment.mSession.reset();
   Lct::Log(Lct::eLogWarn, cSource,
@@ -175,6 +176,7 @@ bool Join::createRing(std::unique_ptr<ShmManagedCreateOpen<SHMSlices>>& slices, 
     Lct::Log(Lct::eLogError, cSource, "Could not access SHMSlices (%s)", label);
     return false;
   }
+  slices->populate();
   slices->get()->allocateChannelCount(channels);
   return true;
 }
@@ -198,6 +200,7 @@ void Join::attachPannerValues() {
   mAttachment.mPannerDAWValues.reset();
   mAttachment.mPannerDAWValues =
       std::make_unique<ShmManagedOpen<SHM_Panner_DAW_Values>>(cPannerValuesSegment);
+  mAttachment.mPannerDAWValues->populate();
 }
 
 void Join::registerWithHost(RegistrationLock& lock, timed_posix_sema_waiter& waiter) {

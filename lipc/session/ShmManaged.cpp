@@ -10,9 +10,11 @@
 
 #include <sys/ipc.h>
 #include <sys/shm.h>
+#include <unistd.h>
 
 #include "lipc/session/shmKey.h"
 #include "lipc/util/Log.h"
+#include "lipc/util/platform/MemoryPlatform.h"
 
 namespace LIPC {
 namespace {
@@ -160,6 +162,24 @@ void ShmManaged::attach() {
     mMappedBytes = stateOf(shmid).bytes;
   } else {
     mError = errno;
+  }
+}
+
+/// Where the system has no call for it, each page is touched: read, or written as it is, in one
+/// step, so that what another process writes meanwhile stays.
+void ShmManaged::populate(bool toWrite) const {
+  if (address == nullptr) return;
+  if (toWrite ? platform::populateToWrite(address, mMappedBytes)
+              : platform::populateToRead(address, mMappedBytes))
+    return;
+  const auto pageBytes = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+  char* const bytes = static_cast<char*>(address);
+  for (std::size_t at = 0; at < mMappedBytes; at += pageBytes) {
+    if (toWrite) {
+      __atomic_fetch_or(bytes + at, 0, __ATOMIC_RELAXED);
+    } else {
+      __atomic_load_n(bytes + at, __ATOMIC_RELAXED);
+    }
   }
 }
 

@@ -86,6 +86,9 @@ class ShmManaged {
   /// Gets or creates a segment of `bytes`. One that exists is reused when it has that size or when
   /// nobody has it attached (where it is too small: made anew), and else left alone.
   void createOrOpen(std::size_t bytes);
+  /// Maps the pages of the whole attached segment now; where nothing is attached, does nothing.
+  /// `toWrite`: makes them too where they are missing. What lies in them stays as it is.
+  void populate(bool toWrite) const;
   void detach();
   /// Detaches and removes; a failed removal is fatal (exit status 1), deliberately: a segment that
   /// cannot be removed would be taken for a live participant's.
@@ -115,6 +118,9 @@ class ShmManagedOpen final : public ShmManaged {
  public:
   explicit ShmManagedOpen(const char* name) : ShmManaged(name) { open(cShmMinimumBytes<T>); }
   ~ShmManagedOpen() override { detach(); }
+
+  /// Maps all its pages at once, for reading: none is written. For who will read all of it.
+  void populate() const { ShmManaged::populate(false); }
 
   /// Null when not attached.
   T* get() const { return static_cast<T*>(address); }
@@ -151,6 +157,9 @@ class ShmManagedCreateOpen : public ShmManaged {
       detachAndTryToRemove();
     }
   }
+
+  /// Makes and maps all its pages at once: no later access meets a page fault.
+  void populate() const { ShmManaged::populate(true); }
 
   /// From here on only detaches at the end: the segment of this name is another's now.
   void abandon() { mEnd = eDetach; }

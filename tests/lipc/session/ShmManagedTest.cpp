@@ -1,4 +1,8 @@
 // SPDX-License-Identifier: BSL-1.0
+#include <algorithm>
+#include <cstring>
+
+#include <fcntl.h>
 #include <sys/shm.h>
 #include <unistd.h>
 
@@ -17,6 +21,19 @@ struct Cell {
 };
 using OwnCell = ShmManagedCreateOpen<Cell>;
 using OpenCell = ShmManagedOpen<Cell>;
+
+/// Of a mapping of whole pages; -1 where the system does not tell.
+long pagesMapped(const void* address, std::size_t pages) {
+  std::vector<std::uint64_t> entries(pages);
+  const std::size_t bytes = pages * sizeof entries[0];
+  const auto page = reinterpret_cast<std::uintptr_t>(address) / getpagesize();
+  const int map = open("/proc/self/pagemap", O_RDONLY);
+  const ssize_t got =
+      pread(map, entries.data(), bytes, static_cast<off_t>(page * sizeof entries[0]));
+  close(map);
+  if (got != static_cast<ssize_t>(bytes)) return -1;
+  return std::count_if(entries.begin(), entries.end(), [](auto entry) { return entry >> 63; });
+}
 
 TEST(ShmKey, IsTheSameInEveryProcessAndForEveryUserWhileItsFileIsEmptied) {
   const key_t key = shmKey("Key");
@@ -52,6 +69,24 @@ TEST(ShmManaged, ASegmentIsReusedWhenItCanBeOnesOwnUntilAnotherRemovesOrRemakesI
   const OwnCell other("Name", sizeof(Cell));
   EXPECT_EQ(first.nameState(), ShmManaged::eNameTaken);
   first.leaveToAnother();
+}
+
+TEST(ShmManaged, PopulatingMapsAllPagesOfWhatTheSegmentHasAndChangesNothing) {
+  constexpr std::size_t cPages = 50;  // the last one in part
+  const OwnCell own("Pages", (cPages - 1) * getpagesize() + sizeof(Cell));
+  ASSERT_EQ(own.error(), 0);
+  if (pagesMapped(own.get(), cPages) < 0) GTEST_SKIP() << "the system does not tell";
+  EXPECT_LT(pagesMapped(own.get(), cPages), 2);
+  own.populate();
+  EXPECT_EQ(pagesMapped(own.get(), cPages), cPages);
+  const std::string before(own.mappedBytes(), '\xA5');
+  std::memcpy(static_cast<void*>(own.get()), before.data(), before.size());
+  const OpenCell opened("Pages");
+  opened.populate();
+  own.populate();
+  EXPECT_EQ(pagesMapped(opened.get(), cPages), cPages);
+  EXPECT_EQ(std::memcmp(opened.get(), before.data(), before.size()), 0);
+  OpenCell("None").populate();  // nothing attached
 }
 
 TEST(ShmManaged, ARemovalThatFailsEndsTheProcessWithStatusOne) {
