@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include <CLI/CLI.hpp>
@@ -63,7 +64,7 @@ inline void begin(CLI::App& app, int argc, char** argv) {
 inline int end(const char* program, bool hasJoined) {
   if (sPrintError == 0 || sPrintError == EPIPE) return hasJoined ? 0 : 1;
   std::fprintf(stderr, "%s: standard output cannot be written: %s\n", program,
-               std::strerror(sPrintError));
+               std::generic_category().message(sPrintError).c_str());
   return 1;
 }
 

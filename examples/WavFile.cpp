@@ -6,6 +6,7 @@
 #include <cstring>
 #include <limits>
 #include <stdexcept>
+#include <system_error>
 
 namespace examples {
 namespace {
@@ -13,7 +14,7 @@ namespace {
 constexpr std::uint16_t cFloatFormat = 3;  // WAVE_FORMAT_IEEE_FLOAT
 constexpr std::uint32_t cHeadBytes = 44;
 
-[[noreturn]] void fail(const std::string& path, const char* why) {
+[[noreturn]] void fail(const std::string& path, const std::string& why) {
   throw std::runtime_error("\"" + path + "\" cannot be written: " + why);
 }
 
@@ -24,7 +25,7 @@ WavFile::WavFile(const std::string& path, int channels, int sampleRate)
       mChannels(channels),
       mSampleRate(sampleRate),
       mFile(std::fopen(path.c_str(), "wb")) {
-  if (!mFile || !writeHead()) fail(path, std::strerror(errno));
+  if (!mFile || !writeHead()) fail(path, std::generic_category().message(errno));
 }
 
 WavFile::~WavFile() {
@@ -35,7 +36,7 @@ void WavFile::finish() {
   const bool isWhole = std::fseek(mFile.get(), 0, SEEK_SET) == 0 && writeHead();
   const int error = errno;
   const bool isClosed = std::fclose(mFile.release()) == 0;
-  if (!isWhole || !isClosed) fail(mPath, std::strerror(isWhole ? errno : error));
+  if (!isWhole || !isClosed) fail(mPath, std::generic_category().message(isWhole ? errno : error));
 }
 
 void WavFile::write(const std::vector<float*>& channels, int count) {
@@ -50,7 +51,7 @@ void WavFile::write(const std::vector<float*>& channels, int count) {
     fail(mPath, "it would be longer than the format allows");
   }
   if (std::fwrite(frames.data(), sizeof(float), frames.size(), mFile.get()) != frames.size()) {
-    fail(mPath, std::strerror(errno));
+    fail(mPath, std::generic_category().message(errno));
   }
   mBytes += static_cast<unsigned>(bytes);
 }

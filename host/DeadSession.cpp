@@ -20,6 +20,7 @@
 #include "lipc/session/ShmManaged.h"
 #include "lipc/session/shmKey.h"
 #include "lipc/util/SharedWord.h"
+#include "lipc/util/SystemError.h"
 
 namespace host {
 namespace {
@@ -80,13 +81,15 @@ HostLock::HostLock() {
   mFile = open(path.c_str(), O_RDONLY | O_CLOEXEC);
   if (mFile < 0) mFile = open(path.c_str(), O_RDONLY | O_CREAT | O_CLOEXEC, 0666);
   if (mFile < 0) {
-    throw HostError("The key file " + path + " cannot be opened: " + std::strerror(errno) + ".");
+    throw HostError("The key file " + path + " cannot be opened: " + LIPC::systemErrorText(errno) +
+                    ".");
   }
   if (flock(mFile, LOCK_EX | LOCK_NB) != 0) {
     const int error = errno;
     close(mFile);
     if (error != EWOULDBLOCK) {
-      throw HostError("The key file " + path + " cannot be locked: " + std::strerror(error) + ".");
+      throw HostError("The key file " + path +
+                      " cannot be locked: " + LIPC::systemErrorText(error) + ".");
     }
     throw SessionAliveError(
         "A session is alive on this machine: another lipc host runs here, or is stopped. Nothing "
@@ -122,7 +125,7 @@ std::vector<std::string> clearDeadSession() {
     }
     if (!ShmManaged::removeIfPresent(wide.name) && ShmManaged::find(wide.name)) {
       throw HostError(std::string("The segment \"") + wide.name +
-                      "\" of a dead session cannot be removed: " + std::strerror(errno) +
+                      "\" of a dead session cannot be removed: " + LIPC::systemErrorText(errno) +
                       ". Remove it as its owner (ipcs -m, ipcrm -m).");
     }
     removed.push_back(std::string("segment ") + wide.name);

@@ -11,6 +11,7 @@
 #include "lipc/realtime/Semaphore.h"
 #include "lipc/session/ShmManaged.h"
 #include "lipc/session/shmKey.h"
+#include "lipc/util/SystemError.h"
 
 namespace host {
 namespace {
@@ -39,7 +40,7 @@ int removeOne(const Leftover& leftover) {
 
 std::string sentenceOf(const Leftover& segment, int error) {
   return "The segment \"" + segment.name +
-         "\" of a dead client cannot be removed: " + std::strerror(error) +
+         "\" of a dead client cannot be removed: " + LIPC::systemErrorText(error) +
          ". Remove it as its owner or as root: ipcrm -m " + std::to_string(segment.id);
 }
 

@@ -2,7 +2,9 @@
 #include "host/ProcessorCycle.h"
 
 #include <algorithm>
+#include <bit>
 #include <chrono>
+#include <cstdint>
 #include <cstring>
 #include <exception>
 #include <utility>
@@ -97,12 +99,16 @@ void ProcessorCycle::drive(ProcessorLibrary& library, long long timestamp) {
 /// Writes the slots that the processor changed into the row of the library's client.
 void ProcessorCycle::publish(std::uint32_t type, const Parameters& before,
                              const Parameters& after) {
-  if (std::memcmp(before.data(), after.data(), sizeof before) == 0) return;
+  // By their bits: a NaN is the same as itself.
+  const auto areSame = [](float a, float b) {
+    return std::bit_cast<std::uint32_t>(a) == std::bit_cast<std::uint32_t>(b);
+  };
+  if (std::equal(before.begin(), before.end(), after.begin(), areSame)) return;
   const std::lock_guard table(mTableMutex);
   for (ClientEntry& row : mSession.entries) {
     if (row.isFree() || row.type != type) continue;
     for (unsigned slot = 0; slot < LIPC::cOfflineParameterCount; ++slot) {
-      if (std::memcmp(&before[slot], &after[slot], sizeof(float)) != 0) {
+      if (!areSame(before[slot], after[slot])) {
         LIPC::storeRelaxed(row.offlineParameters[slot], after[slot]);
       }
     }

@@ -27,7 +27,7 @@ namespace host {
 /// Threads: the host's lock guards every call.
 class SessionConnections {
  public:
-  static constexpr std::size_t cPoolBytes = 4 * 1024 * 1024;
+  static constexpr std::size_t cPoolBytes = std::size_t{4} * 1024 * 1024;
 
   SessionConnections();
   ~SessionConnections();

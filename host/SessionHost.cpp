@@ -36,6 +36,7 @@ std::vector<std::string> checkAndClear() {
 
 std::vector<std::string> textsOf(const std::vector<ClientID>& ids) {
   std::vector<std::string> texts;
+  texts.reserve(ids.size());
   for (const ClientID& id : ids)
     texts.push_back(id.text());
   return texts;

@@ -6,6 +6,7 @@
 
 #include "host/DeadSession.h"
 #include "lipc/util/SharedWord.h"
+#include "lipc/util/SystemError.h"
 
 namespace host {
 namespace {
@@ -34,7 +35,7 @@ SessionSegments::Segment<T> SessionSegments::make(const char* name) {
   auto segment = std::make_unique<LIPC::ShmManagedCreateOpen<T>>(name, sizeof(T));
   if (segment->get() == nullptr) {
     throw HostError(std::string("The segment \"") + name + "\" of " + std::to_string(sizeof(T)) +
-                    " bytes cannot be made: " + std::strerror(segment->error()) +
+                    " bytes cannot be made: " + LIPC::systemErrorText(segment->error()) +
                     ". Look at the system's limits (ipcs -l) and at leftovers (ipcs -m).");
   }
   return segment;

@@ -12,6 +12,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "lipc/util/SystemError.h"
+
 namespace inspect {
 namespace {
 
@@ -82,14 +84,14 @@ std::optional<std::string> readInChild(const std::function<std::string()>& read,
   constexpr std::size_t cHead = 1 + sizeof(std::uint64_t);
   int ends[2];
   if (pipe(ends) != 0) {
-    why = std::string("no pipe can be made: ") + std::strerror(errno);
+    why = std::string("no pipe can be made: ") + LIPC::systemErrorText(errno);
     return std::nullopt;
   }
   for (const int file : ends)
     fcntl(file, F_SETFD, FD_CLOEXEC);
   const pid_t child = fork();
   if (child < 0) {
-    why = std::string("no process can be made: ") + std::strerror(errno);
+    why = std::string("no process can be made: ") + LIPC::systemErrorText(errno);
     close(ends[0]);
     close(ends[1]);
     return std::nullopt;

@@ -8,6 +8,7 @@
 #include "inspect/DiagnosisParts.h"
 #include "lipc/realtime/Semaphore.h"
 #include "lipc/session/SessionNames.h"
+#include "lipc/util/SystemError.h"
 
 namespace inspect {
 namespace {
@@ -107,7 +108,7 @@ void diagnoseAccess(const Exam& exam, Findings& findings) {
   std::vector<std::string> foreign;
   for (const Part& part : parts) {
     if (isClosedTo(part, users)) {
-      closed.push_back(part.error != 0 ? part.what + ": " + std::strerror(part.error)
+      closed.push_back(part.error != 0 ? part.what + ": " + LIPC::systemErrorText(part.error)
                                        : textOf(part, exam.machine));
     } else if (part.owner != exam.machine.userID) {
       foreign.push_back(textOf(part, exam.machine));

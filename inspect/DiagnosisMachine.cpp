@@ -6,6 +6,7 @@
 #include <set>
 
 #include "inspect/DiagnosisParts.h"
+#include "lipc/util/SystemError.h"
 
 namespace inspect {
 namespace {
@@ -13,8 +14,8 @@ namespace {
 /// Stamps are whole seconds, written while the session is read.
 constexpr std::int64_t cClockSlackSeconds = 2;
 /// A connection pool, and what the semaphores of some clients take.
-constexpr std::uint64_t cPoolBytes = 4 * 1024 * 1024;
-constexpr std::uint64_t cSmallFilesBytes = 64 * 1024;
+constexpr std::uint64_t cPoolBytes = std::uint64_t{4} * 1024 * 1024;
+constexpr std::uint64_t cSmallFilesBytes = std::uint64_t{64} * 1024;
 
 void diagnoseClock(const Exam& exam, Findings& findings) {
   std::vector<std::string> ahead;
@@ -60,7 +61,7 @@ void diagnoseFolder(const FolderFacts& folder, bool isPoolThere, Findings& findi
   const bool isForKeyFiles = folder.path == "/tmp";
   const std::string what = isForKeyFiles ? "key files" : "semaphores and the connection pool";
   if (folder.error != 0) {
-    add("folder-missing", "cannot be used for " + what + ".", std::strerror(folder.error),
+    add("folder-missing", "cannot be used for " + what + ".", LIPC::systemErrorText(folder.error),
         "Make it, or mount it: for everybody to write, with the sticky bit (mode 1777).");
     return;
   }
@@ -110,7 +111,8 @@ void diagnoseSettingsFile(const SettingsFileFacts& file, const std::string& what
       add("settings-missing", eSeverity::eNotice, "is missing: the defaults apply.", {}, {});
       break;
     case SettingsFileFacts::eUnreadable:
-      add("settings-unreadable", eSeverity::eWrong, "cannot be read.", {std::strerror(file.error)},
+      add("settings-unreadable", eSeverity::eWrong, "cannot be read.",
+          {LIPC::systemErrorText(file.error)},
           {"Let the user who runs the settings client read it. " + defaults});
       break;
     case SettingsFileFacts::eMalformed:

@@ -26,6 +26,7 @@
 #include "lipc/session/SessionBuffer.h"
 #include "lipc/session/ShmManaged.h"
 #include "lipc/session/shmKey.h"
+#include "lipc/util/SystemError.h"
 #include "lipc/util/platform/MachinePlatform.h"
 #include "lipc/util/platform/SemaphorePlatform.h"
 
@@ -220,7 +221,7 @@ class Machine final : public Source {
     pool.state = error == ENOENT ? PoolBytes::eMissing
                  : error == 0    ? PoolBytes::eDamaged
                                  : PoolBytes::eUnreadable;
-    if (error != 0) pool.error = std::strerror(error);
+    if (error != 0) pool.error = LIPC::systemErrorText(error);
     return pool;
   }
 

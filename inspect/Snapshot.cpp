@@ -15,6 +15,7 @@
 #include "inspect/Archive.h"
 #include "lipc/session/SegmentNames.h"
 #include "lipc/session/SessionBuffer.h"
+#include "lipc/util/SystemError.h"
 
 namespace inspect {
 namespace {
@@ -158,7 +159,8 @@ std::string readFile(const std::string& path) {
     bytes.append(part, count);
   }
   if (!file || std::ferror(file.get()) != 0) {
-    throw SnapshotError("The snapshot " + path + " cannot be read: " + std::strerror(errno) + ".");
+    throw SnapshotError("The snapshot " + path +
+                        " cannot be read: " + LIPC::systemErrorText(errno) + ".");
   }
   return bytes;
 }

@@ -8,6 +8,7 @@
 
 #include "lipc/session/SessionNames.h"
 #include "lipc/util/SharedWord.h"
+#include "lipc/util/SystemError.h"
 #include "tools/Failure.h"
 #include "tools/Look.h"
 #include "tools/Text.h"
@@ -31,7 +32,7 @@ ForeignRow::ForeignRow(const std::string& id) : mID(id), mTable(LIPC::cSessionSe
                   "that user.");
   }
   throw Failure(eExitNoSession, "the session is gone: {}. Nothing was changed.",
-                std::strerror(mTable.error()));
+                LIPC::systemErrorText(mTable.error()));
 }
 
 /// Looked up anew each time: the client may leave meanwhile and its row become another's.

@@ -8,6 +8,8 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include "lipc/util/SystemError.h"
+
 namespace tools {
 namespace {
 
@@ -20,8 +22,8 @@ void write(std::FILE* file, std::string_view text) {
 }  // namespace
 
 OutputError::OutputError(int error)
-    : std::runtime_error(std::string("Standard output cannot be written: ") + std::strerror(error) +
-                         ". Look at where it goes to."),
+    : std::runtime_error(std::string("Standard output cannot be written: ") +
+                         LIPC::systemErrorText(error) + ". Look at where it goes to."),
       // A print is only interrupted by the signal that ends the command.
       mIsWorthSaying(error != EPIPE && error != EINTR) {}
 

@@ -15,6 +15,7 @@
 #include "lipc/session/Remains.h"
 #include "lipc/session/SessionBuffer.h"
 #include "lipc/session/ShmManaged.h"
+#include "lipc/util/SystemError.h"
 #include "tools/Failure.h"
 #include "tools/Look.h"
 
@@ -70,17 +71,17 @@ class Session {
     if (mTable.get() == nullptr)
       throw Failure(mTable.error() == EACCES ? eExitNoPermission : eExitNotDone,
                     "the session's table cannot be had for writing: {}. Run lipc as its owner.",
-                    std::strerror(mTable.error()));
+                    LIPC::systemErrorText(mTable.error()));
     mLock.emplace(table().clientsCanRegisterMutex);
     mRegistration.emplace(table().registrationSemaphore);
     mEnded.emplace(table().registrationEndedSemaphore);
     for (const auto* handle : {&*mLock, &*mRegistration, &*mEnded})
       if (!handle->isOpen())
-        throw Failure(
-            handle->error() == EACCES ? eExitNoPermission : eExitNotDone,
-            "a semaphore of the session cannot be opened: {}. See what is wrong with: "
-            "lipc doctor",
-            handle->error() != 0 ? std::strerror(handle->error()) : "its record is malformed");
+        throw Failure(handle->error() == EACCES ? eExitNoPermission : eExitNotDone,
+                      "a semaphore of the session cannot be opened: {}. See what is wrong with: "
+                      "lipc doctor",
+                      handle->error() != 0 ? LIPC::systemErrorText(handle->error())
+                                           : "its record is malformed");
   }
 
   LIPC::SessionBuffer& table() const { return *mTable.get(); }

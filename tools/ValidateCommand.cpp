@@ -14,6 +14,7 @@
 #include <unistd.h>
 
 #include "host/SessionHost.h"
+#include "lipc/util/SystemError.h"
 #include "tools/Commands.h"
 #include "tools/ExitStatus.h"
 #include "tools/Output.h"
@@ -170,7 +171,7 @@ int finish(const Run& run, const ValidateOptions& options, std::ofstream& junit)
   print(options.asJson ? dump(reportJson(report), 2) + "\n" : verdictText(report));
   if (!options.junitFile.empty() && !(junit << reportJUnit(report) << std::flush)) {
     complain("the file {} cannot be written: {}.", printable(options.junitFile),
-             std::strerror(errno));
+             LIPC::systemErrorText(errno));
     return eExitFailure;
   }
   if (run.isUnloadable()) {
@@ -188,7 +189,7 @@ int runChecks(const ValidateOptions& options) {
   int status = eExitOK;
   if (access(options.library.c_str(), R_OK) != 0) {
     complain("the library {} cannot be read: {}. Look at the path.", printable(options.library),
-             std::strerror(errno));
+             LIPC::systemErrorText(errno));
     return eExitLibrary;
   }
   std::ofstream junit;
@@ -197,7 +198,7 @@ int runChecks(const ValidateOptions& options) {
     junit.open(options.junitFile);
     if (!junit) {
       complain("the file {} cannot be written: {}.", printable(options.junitFile),
-               std::strerror(errno));
+               LIPC::systemErrorText(errno));
       return eExitFailure;
     }
   }

@@ -19,6 +19,7 @@ struct ValuePlace {
   bool isText = false;
   unsigned index = 0;  // offline parameter, or string slot when isText
 
+  // NOLINTNEXTLINE(modernize-use-nullptr): clang-tidy 14 takes what it stands for to be a pointer.
   auto operator<=>(const ValuePlace& other) const = default;
 };
 

@@ -9,14 +9,16 @@
 
 #include <unistd.h>
 
+#include "lipc/util/SystemError.h"
 #include "tools/Text.h"
 
 namespace tools {
 namespace {
 
 [[noreturn]] void fail(const std::string& path, int error) {
-  throw std::runtime_error("the file " + printable(path) + " cannot be written: " +
-                           std::strerror(error) + ". Look at the path, or name another file.");
+  throw std::runtime_error("the file " + printable(path) +
+                           " cannot be written: " + LIPC::systemErrorText(error) +
+                           ". Look at the path, or name another file.");
 }
 
 /// 0, or the system's error. `mode` as fopen's.

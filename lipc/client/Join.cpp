@@ -12,6 +12,7 @@
 #include "lipc/util/FixedText.h"
 #include "lipc/util/Log.h"
 #include "lipc/util/SharedWord.h"
+#include "lipc/util/SystemError.h"
 
 namespace LIPC {
 
@@ -132,7 +133,7 @@ bool Join::createClientBuffer() {
 bool Join::isOpen(const SemaphoreHandle& handle, const Semaphore& record) {
   if (handle.isOpen()) return true;
   mObstacle = "the semaphore " + fixedText(record.name) + " cannot be opened: " +
-              (handle.error() != 0 ? std::strerror(handle.error()) : "its name is damaged");
+              (handle.error() != 0 ? systemErrorText(handle.error()) : "its name is damaged");
   if (handle.error() == EACCES) mObstacle += " (host and participants run under one user)";
   if (handle.error() == ENOSPC) mObstacle += " (shared memory is full)";
   return false;
@@ -150,7 +151,7 @@ bool Join::hasSessionSemaphores() {
 
 void Join::noteMissingSegment(const std::string& name, std::size_t bytes, int error) {
   mObstacle = "the segment " + name + " of " + std::to_string(bytes) +
-              " bytes cannot be had: " + std::strerror(error);
+              " bytes cannot be had: " + systemErrorText(error);
   if (error == ENOSPC || error == EINVAL) mObstacle += " (the system's limits: ipcs -l)";
   if (error == EEXIST) mObstacle += ", and somebody has it attached (ipcs -m)";
 }

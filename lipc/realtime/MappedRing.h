@@ -16,7 +16,9 @@ struct SliceSamples {
   unsigned channelCount = 0;
 
   /// `c` below `channelCount`.
-  float* channel(unsigned c) const noexcept { return first + c * SHMChannel::cSampleCount; }
+  float* channel(unsigned c) const noexcept {
+    return first + std::size_t{c} * SHMChannel::cSampleCount;
+  }
 };
 
 /// A ring of slices as this process has mapped it. What the ring says of its own channels and

@@ -10,6 +10,7 @@
 #include "lipc/session/ShmManaged.h"
 #include "lipc/session/shmKey.h"
 #include "lipc/util/Log.h"
+#include "lipc/util/SystemError.h"
 
 namespace LIPC {
 namespace {
@@ -63,7 +64,7 @@ std::string claimName(const std::string& name, const ClientID& id, const Session
     if (owner.empty()) return {};
     if (!renewKeyFile(name.c_str())) {
       return "the segment \"" + name + "\" has the key of \"" + owner + "\", and the key file " +
-             keyFilePath(name.c_str()) + " cannot be made anew: " + std::strerror(errno);
+             keyFilePath(name.c_str()) + " cannot be made anew: " + systemErrorText(errno);
     }
     Lct::Log(Lct::eLogWarn, "claimSegmentNames",
              "the segment \"%s\" had the key of \"%s\": its key file was made anew", name.c_str(),

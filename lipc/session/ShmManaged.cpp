@@ -4,7 +4,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <mutex>
 #include <thread>
 
@@ -14,6 +13,7 @@
 
 #include "lipc/session/shmKey.h"
 #include "lipc/util/Log.h"
+#include "lipc/util/SystemError.h"
 #include "lipc/util/platform/MemoryPlatform.h"
 
 namespace LIPC {
@@ -76,7 +76,7 @@ void* attachOrReport(int shmid, int flags) {
 }
 
 [[noreturn]] void exitAfterRemoveFailure(const char* format, const char* name) {
-  Lct::Log(Lct::eLogError, "remove", format, name, std::strerror(errno));
+  Lct::Log(Lct::eLogError, "remove", format, name, systemErrorText(errno).c_str());
   std::exit(1);
 }
 

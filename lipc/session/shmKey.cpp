@@ -15,6 +15,7 @@
 #include <unistd.h>
 
 #include "lipc/util/Log.h"
+#include "lipc/util/SystemError.h"
 
 namespace LIPC {
 namespace {
@@ -33,7 +34,7 @@ key_t shmKey(const char* name) {
   const key_t key = ftok(path.c_str(), cProjectID);
   if (key == -1) {
     Lct::Log(Lct::eLogError, "shmKey", "Could not create key for shm object (ftok) (%s): %s", name,
-             std::strerror(errno));
+             systemErrorText(errno).c_str());
   }
   return key;
 }

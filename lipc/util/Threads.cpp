@@ -3,13 +3,13 @@
 
 #include <cerrno>
 #include <cstdlib>
-#include <cstring>
 #include <system_error>
 
 #include <pthread.h>
 #include <sched.h>
 
 #include "lipc/util/Log.h"
+#include "lipc/util/SystemError.h"
 #include "lipc/util/ThreadPriority.h"
 #include "lipc/util/platform/ThreadPlatform.h"
 
@@ -20,7 +20,7 @@ constexpr char cSource[] = "setThreadHighPriority";
 
 [[noreturn]] void exitAfterPosixFailure(const char* format, int code) {
   errno = code;
-  Lct::Log(Lct::eLogError, cSource, format, std::strerror(code));
+  Lct::Log(Lct::eLogError, cSource, format, systemErrorText(code).c_str());
   std::exit(1);
 }
 

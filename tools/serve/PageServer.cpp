@@ -12,6 +12,7 @@
 #include <httplib.h>
 #include <nlohmann/json.hpp>
 
+#include "lipc/util/SystemError.h"
 #include "tools/Failure.h"
 #include "tools/Picture.h"
 #include "tools/Text.h"
@@ -127,11 +128,12 @@ class PageServer::Site final : public httplib::Server {
                      : bind_to_port(mOptions.address, mOptions.port) ? mOptions.port
                                                                      : -1;
     if (port <= 0)
-      throw Failure(eExitCannotServe,
-                    "the page cannot be served at {}, port {}: {}. Take another port with --port, "
-                    "0 for any that is free, or an address of this machine with --bind.",
-                    printable(mOptions.address), mOptions.port,
-                    errno != 0 ? std::strerror(errno) : "that is no address of this machine");
+      throw Failure(
+          eExitCannotServe,
+          "the page cannot be served at {}, port {}: {}. Take another port with --port, "
+          "0 for any that is free, or an address of this machine with --bind.",
+          printable(mOptions.address), mOptions.port,
+          errno != 0 ? LIPC::systemErrorText(errno) : "that is no address of this machine");
     ::listen(svr_sock_, cBacklog);
     mURL = fmt::format("http://{}:{}/", bracketed(reachable(mOptions.address)), port);
   }

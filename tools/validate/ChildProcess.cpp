@@ -12,6 +12,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "lipc/util/SystemError.h"
 #include "lipc/util/platform/SelfPlatform.h"
 #include "tools/validate/Reporter.h"
 
@@ -41,7 +42,7 @@ std::string readSome(int file) {
 ChildProcess::Pipe::Pipe() {
   int ends[2];
   if (pipe(ends) != 0)
-    throw std::runtime_error(std::string("no pipe can be had: ") + std::strerror(errno));
+    throw std::runtime_error(std::string("no pipe can be had: ") + LIPC::systemErrorText(errno));
   readEnd = moved(ends[0]);
   writeEnd = moved(ends[1]);
 }
@@ -60,7 +61,7 @@ ChildProcess::ChildProcess(std::vector<std::string> arguments) {
   mPid = fork();
   if (mPid == 0) become(arguments);
   if (mPid < 0)
-    throw std::runtime_error(std::string("no process can be had: ") + std::strerror(errno));
+    throw std::runtime_error(std::string("no process can be had: ") + LIPC::systemErrorText(errno));
   setpgid(mPid, mPid);
   closeEnd(mReport.writeEnd);
   closeEnd(mPrinted.writeEnd);
