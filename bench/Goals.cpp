@@ -4,9 +4,12 @@
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
+#include <string_view>
 
 namespace bench {
 namespace {
+
+constexpr std::string_view cTimeUnit = " ns";
 
 std::string trimmed(const std::string& text) {
   const std::size_t first = text.find_first_not_of(" \t\r");
@@ -35,9 +38,12 @@ Goal parse(const std::string& line) {
   std::getline(fields, kept, '|');
   std::getline(fields, reason);
   name = trimmed(name);
+  goal = trimmed(goal);
   kept = trimmed(kept);
   if (name.empty()) throw std::invalid_argument("no name");
-  return {name, numberOf(trimmed(goal)), kept.empty() ? 0.0 : numberOf(kept), trimmed(reason)};
+  const bool isTime = goal.ends_with(cTimeUnit);
+  if (isTime) goal.resize(goal.size() - cTimeUnit.size());
+  return {name, numberOf(goal), kept.empty() ? 0.0 : numberOf(kept), isTime, trimmed(reason)};
 }
 
 }  // namespace

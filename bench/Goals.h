@@ -7,12 +7,13 @@
 
 namespace bench {
 
-/// What a ratio is meant to stay below.
+/// What a row is meant to stay below.
 struct Goal {
   std::string name;  // of a row, or with "*" at its end of all that begin so
   double goal = 0.0;
-  double kept = 0.0;   // what was reached above the goal; 0: the goal is what is kept
-  std::string reason;  // in a few words
+  double kept = 0.0;    // what was reached above the goal; 0: the goal is what is kept
+  bool isTime = false;  // both are the library's own nanoseconds, not the ratio
+  std::string reason;   // in a few words
 
   double limit() const { return std::max(goal, kept); }
 };

@@ -7,6 +7,7 @@
 #include <sys/ipc.h>
 #include <sys/mman.h>
 #include <sys/shm.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "lipc/realtime/SHMSlices.h"
@@ -42,9 +43,9 @@ void populate(char* address, std::size_t bytes, bool isOwn) {
 void mapPool() {
   const std::string path = std::string("/") + LIPC::cConnectionPoolSegment;
   const int file = shm_open(path.c_str(), O_RDWR, 0);
-  const off_t bytes = file >= 0 ? lseek(file, 0, SEEK_END) : 0;
-  if (bytes <= 0) throw std::runtime_error("no connection pool");
-  const auto size = static_cast<std::size_t>(bytes);
+  struct stat status {};
+  if (file < 0 || fstat(file, &status) != 0) throw std::runtime_error("no connection pool");
+  const auto size = static_cast<std::size_t>(status.st_size);
   void* const pool = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
   close(file);
   if (pool != MAP_FAILED) munmap(pool, size);

@@ -1,29 +1,24 @@
 // SPDX-License-Identifier: BSL-1.0
 #include "bench/Page.h"
 
-#include <cstdio>
 #include <fstream>
 #include <stdexcept>
 
 namespace bench {
 namespace {
 
-/// The ratios that are above their goals, as a list.
+/// What is above its goal, as a list.
 std::string missedGoals(const Table& table) {
   std::string text;
   for (const Verdict& verdict : table.verdicts()) {
     if (verdict.isMet()) continue;
-    char line[200];
-    std::snprintf(line, sizeof line, "- `%s`: %.2f, goal %.2f", verdict.row.c_str(), verdict.median,
-                  verdict.goal->goal);
-    text += line;
-    if (verdict.goal->kept > 0.0) {
-      std::snprintf(line, sizeof line, ", kept %.2f", verdict.goal->kept);
-      text += line;
-    }
-    text += "\n";
+    const Goal& goal = *verdict.goal;
+    text += "- `" + verdict.row + "`: " + verdict.text(verdict.median) + " where the goal is " +
+            verdict.text(goal.goal);
+    if (goal.kept > 0.0) text += " and " + verdict.text(goal.kept) + " is kept";
+    text += ": " + goal.reason + "\n";
   }
-  return text.empty() ? "All goals are met.\n" : "Not met:\n\n" + text;
+  return text.empty() ? "All goals are met.\n" : text;
 }
 
 }  // namespace
@@ -51,11 +46,10 @@ std::string complaints(const Table& table, bool isWhole) {
   std::string text;
   for (const Verdict& verdict : table.verdicts()) {
     if (!verdict.isLost()) continue;
-    char line[200];
-    std::snprintf(line, sizeof line, "lost: %s: %.2f, where %.2f is %s (spread %.2f)\n",
-                  verdict.row.c_str(), verdict.median, verdict.goal->limit(),
-                  verdict.goal->limit() > verdict.goal->goal ? "kept" : "the goal", verdict.spread);
-    text += line;
+    const Goal& goal = *verdict.goal;
+    text += "lost: " + verdict.row + ": " + verdict.text(verdict.median) + " (spread " +
+            verdict.text(verdict.spread) + "), where " + verdict.text(goal.limit()) +
+            (goal.limit() > goal.goal ? " is kept\n" : " is the goal\n");
   }
   if (!isWhole) return text;
   for (const Goal* goal : table.goalsWithoutRow())

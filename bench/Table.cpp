@@ -56,12 +56,11 @@ double spreadOf(std::vector<double> values) {
   return values[last - last / 4] - values[last / 4];
 }
 
-std::string judgement(double ratio, const Goal* goal) {
-  if (goal == nullptr) return {};
-  return formatted("%.2f: %s", goal->goal, ratio <= goal->goal ? "met" : "missed");
-}
-
 }  // namespace
+
+std::string Verdict::text(double value) const {
+  return goal->isTime ? formatted("%.0f ns", value) : formatted("%.2f", value);
+}
 
 void Table::ReportRuns(const std::vector<Run>& runs) {
   for (const Run& run : runs) {
@@ -97,13 +96,17 @@ std::vector<Table::NamedRow> Table::rowsOf(const std::string& kind) const {
   return found;
 }
 
+Verdict Table::judge(const std::string& name, const Row& row, const Goal& goal) {
+  const std::vector<double>& values = goal.isTime ? row.library : row.ratios;
+  return {name, &goal, median(values), spreadOf(values)};
+}
+
 std::vector<Verdict> Table::verdicts() const {
   std::vector<Verdict> all;
   for (const std::string& name : mOrder) {
-    const std::vector<double>& ratios = mRows.at(name).ratios;
+    const Row& row = mRows.at(name);
     const Goal* goal = mGoals.find(name);
-    if (goal == nullptr || ratios.empty()) continue;
-    all.push_back({name, goal, median(ratios), spreadOf(ratios)});
+    if (goal != nullptr && !row.ratios.empty()) all.push_back(judge(name, row, *goal));
   }
   return all;
 }
@@ -141,12 +144,15 @@ std::string Table::comparison(const std::string& kind, const char* subject) cons
   text += "|---|---:|---:|---:|---:|---|\n";
   for (const auto& [size, row] : rowsOf(kind)) {
     if (row->ratios.empty()) continue;
-    const double ratio = median(row->ratios);
     const auto [low, high] = std::minmax_element(row->ratios.begin(), row->ratios.end());
-    text += formatted("| %s | %.*f | %.*f | %.2f | %.2f to %.2f | %s |\n", size.c_str(),
+    text += formatted("| %s | %.*f | %.*f | %.2f | %.2f to %.2f |", size.c_str(),
                       digitsOf(row->byHand), median(row->byHand), digitsOf(row->library),
-                      median(row->library), ratio, *low, *high,
-                      judgement(ratio, mGoals.find(kind + "/" + size)).c_str());
+                      median(row->library), median(row->ratios), *low, *high);
+    if (const Goal* goal = mGoals.find(kind + "/" + size); goal != nullptr) {
+      const Verdict verdict = judge(size, *row, *goal);
+      text += " " + verdict.text(goal->goal) + (verdict.isMet() ? ": met" : ": missed");
+    }
+    text += " |\n";
   }
   return text;
 }

@@ -11,9 +11,9 @@
 
 namespace bench {
 
-/// A ratio that is held to a goal.
+/// A ratio that is held to a goal, or a time where the goal is one.
 ///
-/// Its spread is the distance from the lower to the upper quartile of the passes' ratios: of five
+/// Its spread is the distance from the lower to the upper quartile of the passes' values: of five
 /// passes, from the second lowest to the second highest. One pass that was disturbed does not widen
 /// it; of one pass alone it is zero. Lost is what misses by more than that: the median is above the
 /// goal, or above what is kept where that is more, and above it by more than the spread.
@@ -25,6 +25,8 @@ struct Verdict {
 
   bool isMet() const { return median <= goal->goal; }
   bool isLost() const { return median - spread > goal->limit(); }
+  /// One of its numbers, in the goal's unit.
+  std::string text(double value) const;
 };
 
 /// Collects the runs of all passes and makes tables in Markdown of them: of each comparison the
@@ -38,7 +40,7 @@ class Table final : public benchmark::BenchmarkReporter {
 
   /// All tables, with a heading each. `isShort`: of the operations on vectors one row a size.
   std::string tables(bool isShort) const;
-  /// Every measured ratio that has a goal.
+  /// Of every measured row that has a goal.
   std::vector<Verdict> verdicts() const;
   /// True where one of them is lost, and where there is none.
   bool hasLost() const;
@@ -57,6 +59,7 @@ class Table final : public benchmark::BenchmarkReporter {
   };
   using NamedRow = std::pair<std::string, const Row*>;
 
+  static Verdict judge(const std::string& name, const Row& row, const Goal& goal);
   std::vector<NamedRow> rowsOf(const std::string& kind) const;
   std::string comparison(const std::string& kind, const char* subject) const;
   std::string vectorsBySize() const;

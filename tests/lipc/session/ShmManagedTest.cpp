@@ -23,7 +23,7 @@ using OwnCell = ShmManagedCreateOpen<Cell>;
 using OpenCell = ShmManagedOpen<Cell>;
 
 /// Of a mapping of whole pages; -1 where the system does not tell.
-long pagesMapped(const void* address, std::size_t pages) {
+long pagesMapped(const void* address, long pages) {
   std::vector<std::uint64_t> entries(pages);
   const std::size_t bytes = pages * sizeof entries[0];
   const auto page = reinterpret_cast<std::uintptr_t>(address) / getpagesize();
@@ -72,7 +72,7 @@ TEST(ShmManaged, ASegmentIsReusedWhenItCanBeOnesOwnUntilAnotherRemovesOrRemakesI
 }
 
 TEST(ShmManaged, PopulatingMapsAllPagesOfWhatTheSegmentHasAndChangesNothing) {
-  constexpr std::size_t cPages = 50;  // the last one in part
+  constexpr long cPages = 50;  // the last one in part
   const OwnCell own("Pages", (cPages - 1) * getpagesize() + sizeof(Cell));
   ASSERT_EQ(own.error(), 0);
   if (pagesMapped(own.get(), cPages) < 0) GTEST_SKIP() << "the system does not tell";
