@@ -7,7 +7,7 @@ BUILD_PACKAGES="g++ cmake ninja-build libboost-dev zlib1g-dev juce-modules-sourc
   libcli11-dev nlohmann-json3-dev libfmt-dev libncurses-dev libcpp-httplib-dev pkg-config"
 TEST_PACKAGES="libgtest-dev libboost-thread-dev binutils util-linux scdoc mandoc groff-base
   python3 tmux"
-CI_PACKAGES="clang-format doxygen chromium"
+CI_PACKAGES="clang-format clang-tidy doxygen chromium procps"
 RTSAN_PACKAGES="clang-22 libclang-rt-22-dev"
 # For the preset macos. npm may have come with a Node.js from elsewhere.
 MACOS_PACKAGES="lld llvm libbenchmark-dev"

@@ -23,7 +23,7 @@ using Vexo::Settings::PublishedSetting;
 
 /// A settings file has a few kilobytes and a tag for each key. The parser descends into nested
 /// elements by recursion, which the number of tags bounds.
-constexpr std::size_t cLargestSettingsFile = 128 * 1024;
+constexpr std::size_t cLargestSettingsFile = std::size_t{128} * 1024;
 constexpr std::ptrdiff_t cMostTags = 1000;
 
 /// False where it cannot be parsed.

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSL-1.0
 #include "inspect/Snapshot.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
@@ -107,7 +108,7 @@ Mapping whole(const SparseBytes& bytes) {
   for (const SparseBytes::Run& run : bytes.runs) {
     if (run.offset > size || run.bytes.size() > size - run.offset)
       throw ArchiveError("it has bytes outside of a segment");
-    std::memcpy(memory.get() + run.offset, run.bytes.data(), run.bytes.size());
+    std::copy(run.bytes.begin(), run.bytes.end(), memory.get() + run.offset);
   }
   return {memory, size};
 }

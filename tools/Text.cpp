@@ -122,9 +122,9 @@ std::string modeLetters(std::uint32_t mode) {
 std::string ageText(long seconds) {
   const long size = std::labs(seconds);
   if (size < 120) return fmt::format("{} s", seconds);
-  if (size < 120 * 60) return fmt::format("{} min", seconds / 60);
-  if (size < 48 * 3600) return fmt::format("{} h", seconds / 3600);
-  return fmt::format("{} d", seconds / (24 * 3600));
+  if (size < 120L * 60) return fmt::format("{} min", seconds / 60);
+  if (size < 48L * 3600) return fmt::format("{} h", seconds / 3600);
+  return fmt::format("{} d", seconds / (24L * 3600));
 }
 
 std::string rangesText(const std::vector<int>& numbers) {

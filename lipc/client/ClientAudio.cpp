@@ -23,7 +23,8 @@ class UnderWay {
 /// not overflow.
 long long stampBefore(const AudioBlock& block, unsigned blocks) noexcept {
   return static_cast<long long>(static_cast<unsigned long long>(block.timeStamp) -
-                                blocks * static_cast<unsigned>(block.numSamples));
+                                static_cast<unsigned long long>(blocks) *
+                                    static_cast<unsigned>(block.numSamples));
 }
 
 MappedRing mapped(const std::unique_ptr<ShmManagedCreateOpen<SHMSlices>>& ring) {

@@ -53,7 +53,7 @@ void judgeMemory(Context& context, std::size_t before, std::size_t after) {
   if (after <= before + cGrowthBytes) return;
   context.reporter.fail(
       fmt::format("the memory grew by {} KiB over {} cycles, some {} KiB each.",
-                  (after - before) >> 10, cycles, (after - before) / (1024 * cycles)),
+                  (after - before) >> 10, cycles, (after - before) / (std::size_t{1024} * cycles)),
       "Free in unloadLibrary, and in the processor's destructor, what was allocated.");
 }
 

@@ -85,6 +85,7 @@ void ChildProcess::become(std::vector<std::string>& arguments) {
   dup2(mReport.writeEnd, cReportFile);
   dup2(mLifeline.readEnd, cLifelineFile);
   std::vector<char*> argv;
+  argv.reserve(arguments.size() + 1);
   for (std::string& argument : arguments)
     argv.push_back(argument.data());
   argv.push_back(nullptr);

@@ -18,7 +18,7 @@
 #include "tools/validate/ScriptedHost.h"
 #include "tools/validate/TestedLibrary.h"
 
-extern char** environ;
+extern char** environ;  // NOLINT(readability-redundant-declaration): macOS declares none
 
 namespace tools::validate {
 namespace {

@@ -36,7 +36,7 @@ std::string wrapped(std::string_view text) {
 }
 
 std::string coloured(eOutcome outcome, bool hasColours) {
-  const std::string word = fmt::format("{:<8}", outcomeWord(outcome));
+  std::string word = fmt::format("{:<8}", outcomeWord(outcome));
   if (!hasColours) return word;
   const int colour = outcome == eOutcome::ePassed ? 32 : outcome == eOutcome::eFailed ? 31 : 33;
   return fmt::format("\x1b[{}m{}\x1b[0m", colour, word);
