@@ -51,8 +51,7 @@ macos_test(TheModuleCarriesTheLayouts contains ${module} "VexoMax 26.1" "BrFC" "
 # are compiled for Linux only.
 macos_test(TheModuleLeavesNothingOpenButJUCE lookups "juce" ${module})
 macos_test(TheProgramsLeaveNothingOpen lookups "-" ${programs})
-macos_test(TheCommandLeavesOnlyCursesAndTheHTTPServerOpen
-           lookups "httplib /usr/lib/x86_64-linux-gnu/libncursesw.so.6 \
-/usr/lib/x86_64-linux-gnu/libtinfo.so.6" ${command})
+set(ncurses "/usr/lib/x86_64-linux-gnu/libncursesw.so.6 /usr/lib/x86_64-linux-gnu/libtinfo.so.6")
+macos_test(TheCommandLeavesOnlyCursesAndTheHTTPServerOpen lookups "httplib ${ncurses}" ${command})
 macos_test(TestsAndBenchmarksLeaveOnlyTheirPackagesOpen
-           lookups "juce testing boost benchmark main" ${tests})
+           lookups "juce testing boost benchmark main httplib ${ncurses}" ${tests})
