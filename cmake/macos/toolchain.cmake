@@ -11,9 +11,6 @@ find_program(CMAKE_AR llvm-ar REQUIRED)
 find_program(CMAKE_RANLIB llvm-ranlib REQUIRED)
 find_program(CMAKE_INSTALL_NAME_TOOL NAMES llvm-install-name-tool llvm-install-name-tool-14 REQUIRED)
 
-# Libraries are found by @rpath, as by a CMake that runs on a Mac and can ask it for its version.
-set(CMAKE_SHARED_LIBRARY_RUNTIME_C_FLAG "-Wl,-rpath,")
-
 # Of the packages that are installed here only headers serve for macOS, and /usr/include has glibc's
 # among them: packages/ has a find module for each that the build asks for, and nothing else counts.
 list(PREPEND CMAKE_MODULE_PATH ${CMAKE_CURRENT_LIST_DIR}/packages)
