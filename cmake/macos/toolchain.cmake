@@ -11,6 +11,9 @@ find_program(CMAKE_AR llvm-ar REQUIRED)
 find_program(CMAKE_RANLIB llvm-ranlib REQUIRED)
 find_program(CMAKE_INSTALL_NAME_TOOL NAMES llvm-install-name-tool llvm-install-name-tool-14 REQUIRED)
 
+# Shared libraries are found by @rpath: rules.cmake says so where CMake would ask the Mac that it runs on.
+set(CMAKE_USER_MAKE_RULES_OVERRIDE_CXX ${CMAKE_CURRENT_LIST_DIR}/rules.cmake)
+
 # Of the packages that are installed here only headers serve for macOS, and /usr/include has glibc's
 # among them: packages/ has a find module for each that the build asks for, and nothing else counts.
 list(PREPEND CMAKE_MODULE_PATH ${CMAKE_CURRENT_LIST_DIR}/packages)
