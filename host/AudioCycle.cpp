@@ -128,9 +128,6 @@ void AudioCycle::route() {
   for (auto& [id, client] : mClients) {
     for (const Path& path : client.paths)
       heard[client.sources[path.source].stream].insert(path.from);
-    // Stable: samples are added up in the order of the connections.
-    std::stable_sort(client.paths.begin(), client.paths.end(),
-                     [](const Path& a, const Path& b) { return a.to < b.to; });
   }
   for (auto& [id, client] : mClients) {
     ClientStream& stream = *client.stream;
@@ -146,7 +143,10 @@ void AudioCycle::connect(const Connection& connection, Client& source, Client& t
     const auto known = std::find_if(target.sources.begin(), target.sources.end(), isSource);
     const auto index = static_cast<unsigned>(known - target.sources.begin());
     if (known == target.sources.end()) target.sources.push_back({source.stream.get(), nullptr, {}});
-    target.paths.push_back({index, from, to});
+    // Behind those of the same channel: samples are added up in the order of the connections.
+    const auto isBehind = [](unsigned channel, const Path& path) { return channel < path.to; };
+    const auto place = std::upper_bound(target.paths.begin(), target.paths.end(), to, isBehind);
+    target.paths.insert(place, {index, from, to});
   };
   if (connection.isAuto != 0 && !hasWires(connection)) {
     for (unsigned c = 0; c < std::min(inputs, outputs); ++c)
