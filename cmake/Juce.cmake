@@ -31,7 +31,11 @@ else()
     ${LIPC_JUCE_MODULES}/juce_events/juce_events.${juce_suffix}
     ${LIPC_JUCE_MODULES}/juce_data_structures/juce_data_structures.${juce_suffix})
   # It reads one small file: to optimise it more takes a minute and gains nothing.
-  target_compile_options(lipc_juce PRIVATE -w -O1)
+  if(LIPC_SANITIZE)
+    target_compile_options(lipc_juce PRIVATE -w -O0)
+  else()
+    target_compile_options(lipc_juce PRIVATE -w -O1)
+  endif()
   set_target_properties(lipc_juce PROPERTIES UNITY_BUILD OFF)
   target_link_libraries(lipc_juce PUBLIC Threads::Threads ${CMAKE_DL_LIBS})
   if(APPLE)

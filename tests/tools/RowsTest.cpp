@@ -15,8 +15,8 @@ namespace {
 
 using namespace support;
 
-struct Lipc {
-  explicit Lipc(const std::string& arguments) {
+struct Answer {
+  explicit Answer(const std::string& arguments) {
     Process process({"/bin/sh", "-c", LIPC_COMMAND " " + arguments});
     process.waitForLine("a line that never comes", 40s);
     status = process.wait(5s);
@@ -54,19 +54,19 @@ TEST(Rows, AValueHasANumberAndMayHaveANameAndADefault) {
         {"engine s99999999999", 11, "p0 to p127 are parameters, s0 to s9 strings.\n"},
         {"engine ''", 11, "Its names are: Export_Path (s0)"},
         {"nobody 3", 6, "no client"}}) {
-    const Lipc get(std::string("get ") + what);
+    const Answer get(std::string("get ") + what);
     EXPECT_EQ(get.status, status) << what;
     EXPECT_TRUE(get.says(output)) << what << ": " << get.output;
   }
-  EXPECT_EQ(Lipc("get settings s0 --from " + snapshot).output, "Stage\\x1b\n");
-  EXPECT_TRUE(Lipc("show settings --from " + snapshot).says("Stage\\x1b")) << "the whole client";
-  const Lipc shown("show engine");
+  EXPECT_EQ(Answer("get settings s0 --from " + snapshot).output, "Stage\\x1b\n");
+  EXPECT_TRUE(Answer("show settings --from " + snapshot).says("Stage\\x1b")) << "the whole client";
+  const Answer shown("show engine");
   for (const char* line :
        {"\n*p52 0.1 3\n", "\n*p79 0 -1\n", "\n*s1 MDA_Renderer \"\" vbap.bundle\n",
         "\n s3 SwGrp_ObjectName_2Play \"\" \"\"\n"})
     EXPECT_TRUE(shown.says(line)) << line << shown.output;
   EXPECT_FALSE(shown.says("p80") || shown.says("p3 ")) << "at their defaults: " << shown.output;
-  EXPECT_TRUE(Lipc("show engine --all").says("\n p80 nan nan\n"));
+  EXPECT_TRUE(Answer("show engine --all").says("\n p80 nan nan\n"));
 }
 
 TEST(Rows, ABlockFollowsTheOneBeforeOrDoesNot) {
@@ -110,20 +110,20 @@ TEST(Rows, DamageIsASentenceAndAStatus) {
   row.text(0, "client").text(72, std::string(61, '\xE2') + "\xC2\x9B\x7F").put(136, 0xFFFFFFFFU);
   row.text(656, std::string(2720, 'a')).copy(session.row(0), row.size());
   SystemSegment tooSmall("client", 100);
-  EXPECT_TRUE(Lipc("ls").says(" 0 client \\xe2\\xe2"));
-  EXPECT_TRUE(Lipc("ls --json").says("\\u009b\\u007f\""));
-  EXPECT_TRUE(Lipc("show client").says("unknown: its segment of 100 bytes is no client buffer"));
-  EXPECT_EQ(Lipc("show client").status, 0);
+  EXPECT_TRUE(Answer("ls").says(" 0 client \\xe2\\xe2"));
+  EXPECT_TRUE(Answer("ls --json").says("\\u009b\\u007f\""));
+  EXPECT_TRUE(Answer("show client").says("unknown: its segment of 100 bytes is no client buffer"));
+  EXPECT_EQ(Answer("show client").status, 0);
   std::memset(static_cast<void*>(&session.sessionList), 0xA5, sizeof session.sessionList);
-  EXPECT_EQ(Lipc("show client").status, 19);
-  EXPECT_TRUE(Lipc("show client").says("lipc: the connections cannot be read: "));
+  EXPECT_EQ(Answer("show client").status, 19);
+  EXPECT_TRUE(Answer("show client").says("lipc: the connections cannot be read: "));
   std::memset(session.row(0), 0xFF, 1024 * row.size());
   for (const char* command : {"ls", "ls --ids", "ls --json", "show client", "get client 3"}) {
-    const Lipc said(command);
+    const Answer said(command);
     EXPECT_EQ(said.status, 19) << said.output;
     EXPECT_TRUE(said.says("all of its 1024 rows have the same ID"));
   }
-  const Lipc doctor("doctor --quick");
+  const Answer doctor("doctor --quick");
   EXPECT_TRUE(doctor.says("[table-damaged]") && !doctor.says("client-dead")) << doctor.output;
 }
 

@@ -11,9 +11,9 @@ namespace {
 
 using namespace support;
 
-class Connection {
+class WebConnection {
  public:
-  explicit Connection(int port) {
+  explicit WebConnection(int port) {
     mSocket = socket(AF_INET, SOCK_STREAM, 0);
     sockaddr_in address{};
     address.sin_family = AF_INET;
@@ -24,9 +24,9 @@ class Connection {
     if (connect(mSocket, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0)
       ADD_FAILURE() << std::strerror(errno);
   }
-  ~Connection() { close(mSocket); }
-  Connection(const Connection&) = delete;
-  Connection& operator=(const Connection&) = delete;
+  ~WebConnection() { close(mSocket); }
+  WebConnection(const WebConnection&) = delete;
+  WebConnection& operator=(const WebConnection&) = delete;
 
   void send(const std::string& text) const { (void)!write(mSocket, text.data(), text.size()); }
   /// What comes until the text stands in it, or the other end has closed.
@@ -54,7 +54,7 @@ struct Server {
     port = std::atoi(process->output().c_str() + std::strlen("http://127.0.0.1:"));
   }
   std::string ask(const std::string& request) const {
-    Connection connection(port);
+    WebConnection connection(port);
     connection.send(request);
     return connection.read();
   }
@@ -98,9 +98,9 @@ TEST(Serve, AnswersThisMachinesNamesAloneAndOnlyReads) {
 
 TEST(Serve, EndsAtOnceHoweverManyReadersLook) {
   Server server;
-  std::vector<std::unique_ptr<Connection>> readers;
+  std::vector<std::unique_ptr<WebConnection>> readers;
   for (int i = 0; i < 256; ++i) {
-    readers.push_back(std::make_unique<Connection>(server.port));
+    readers.push_back(std::make_unique<WebConnection>(server.port));
     readers.back()->send(get("/events", "localhost"));
   }
   for (const auto& reader : readers)
@@ -109,7 +109,7 @@ TEST(Serve, EndsAtOnceHoweverManyReadersLook) {
             std::string::npos);
   readers.pop_back();
   EXPECT_TRUE(eventually(5s, [&] {
-    Connection next(server.port);
+    WebConnection next(server.port);
     next.send(get("/events", "localhost"));
     return next.read("\r\n").starts_with("HTTP/1.1 200");
   })) << "the place of one that went away is free again";
