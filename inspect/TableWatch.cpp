@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <utility>
 
 namespace inspect {
@@ -27,6 +28,17 @@ constexpr int cLooksUntilReported = 3;
 /// Bit for bit: a NaN that stays the same NaN is no change.
 bool isSameFloat(float a, float b) {
   return std::memcmp(&a, &b, sizeof a) == 0;
+}
+
+/// Whether `compare` would report nothing. Not by the bytes of the whole rows: a copy has neither
+/// the padding nor the buffers of a text that are not current.
+bool isSameRow(const ClientEntry& known, const ClientEntry& now) {
+  const auto isSameText = [](const auto& a, const auto& b) { return a.current() == b.current(); };
+  return known.id == now.id && known.nameView() == now.nameView() &&
+         std::memcmp(known.offlineParameters, now.offlineParameters,
+                     sizeof now.offlineParameters) == 0 &&
+         std::equal(std::begin(known.strings), std::end(known.strings), std::begin(now.strings),
+                    isSameText);
 }
 
 }  // namespace
@@ -70,7 +82,7 @@ bool TableWatch::hasNews() const {
   for (int index = 0; index < rows; ++index) {
     const ClientEntry& row = mSession->entries[index];
     const bool isKnown = known != mKnown.end() && known->first == index;
-    if (isKnown ? std::memcmp(&known->second, &row, sizeof row) != 0 : !row.isFree()) return true;
+    if (isKnown ? !isSameRow(known->second, row) : !row.isFree()) return true;
     if (isKnown) ++known;
   }
   return false;

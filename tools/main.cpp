@@ -79,6 +79,8 @@ int main(int argc, char** argv) {
   tools::addValidateCommand(app, status);
   tools::addHostCommand(app, status);
   tools::addLayoutsCommand(app, status);
+  tools::addJackCommand(app, status);
+  tools::addMqttCommand(app, status);
   tools::addCompletionCommand(app, status);
   try {
     parse(app, argc, argv, status);

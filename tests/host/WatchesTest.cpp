@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: BSL-1.0
 #include <functional>
+#include <limits>
+#include <memory>
 
 #include <gtest/gtest.h>
 
@@ -7,6 +9,7 @@
 #include "host/Timeline.h"
 #include "inspect/ClientWatch.h"
 #include "inspect/LockWatch.h"
+#include "inspect/TableWatch.h"
 
 namespace {
 
@@ -43,6 +46,32 @@ TEST(ClientWatch, OnlyWhoWasWatchedWithoutANewStampForFourSecondsIsLost) {
       return watch.isLost(ClientID("client"), seen, now);
     };
     EXPECT_EQ(isTrueAt(from, to, ask), isLost) << to;
+  }
+}
+
+TEST(TableWatch, OnlyWhatALookWouldReportIsNews) {
+  const auto table = std::make_unique<LIPC::SessionBuffer>();
+  LIPC::ClientEntry& row = table->entries[1];
+  int events = 0;
+  inspect::TableWatch watch(*table, [&](const inspect::Event&) { ++events; });
+  EXPECT_FALSE(watch.hasNews());
+  // Each is looked at until it is told; texts leave the last one in a buffer of the row, names may
+  // have bytes behind their end, and a NaN is equal to itself here.
+  const std::function<void()> changes[] = {
+      [&] { table->entries[0].id = ClientID("first"); },
+      [&] { row.id = ClientID("client"), row.padding[0] = 7; },
+      [&] { row.setName("name"), row.name[40] = 'x'; },
+      [&] { row.offlineParameters[127] = std::numeric_limits<float>::quiet_NaN(); },
+      [&] { row.strings[9].put("one", 3); },
+      [&] { row.strings[9].put("two", 3); },
+      [&] { row.release(); }};
+  for (const auto& change : changes) {
+    const int before = events;
+    change();
+    for (int looks = 0; looks < 3 && watch.hasNews(); ++looks)
+      watch.look();
+    EXPECT_EQ(events, before + 1);
+    EXPECT_FALSE(watch.hasNews());
   }
 }
 
