@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 
 #include "lipc/realtime/SemaphoreHandle.h"
 #include "lipc/session/ClientBuffer.h"
@@ -13,8 +14,9 @@ namespace LIPC {
 /// pass to pass: to open it by its name takes longer than all the rest.
 ///
 /// A name may lead to another semaphore than before: whoever joins later under an ID that shares
-/// it, or cleans up, makes it anew. So it is opened again every few passes, and at once when the
-/// mutex is not to be had: a holder that died with the old one keeps nobody.
+/// it, or cleans up, makes it anew. So it is opened again when that is seen, every few passes where
+/// the system cannot tell (macOS), and at once when the mutex is not to be had: a holder that died
+/// with the old one keeps nobody.
 ///
 /// Threads: as ClientBuffer's owner.
 class OwnBuffer final : public ShmManagedCreateOpen<ClientBuffer> {
@@ -28,8 +30,11 @@ class OwnBuffer final : public ShmManagedCreateOpen<ClientBuffer> {
   void keepAlive();
 
  private:
+  bool isMutexCurrent();
+
   // Closed before the segment in which its record lies goes.
   std::unique_ptr<SemaphoreHandle> mMutex;
+  std::optional<unsigned long long> mIdentity;  // platform::semaphoreIdentity, when it was opened
   int mPassesLeft = 0;
 };
 

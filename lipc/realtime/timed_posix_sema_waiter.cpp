@@ -74,7 +74,6 @@ bool timed_posix_sema_waiter::finish() {
   for (unsigned surplus = 1; surplus < mTimeoutCount; ++surplus)
     mCurrent->try_wait();
   mCurrent = nullptr;
-  mFinished.notify_one();
   return mTimeoutCount == 0;
 }
 
@@ -128,13 +127,15 @@ bool timed_posix_sema_waiter::timed_wait_for_stop(milliseconds ms) {
   return false;
 }
 
+/// That the caller is back wakes nobody: the next START does, which mostly follows at once, and
+/// otherwise the end of the interval. A client that does nothing has a wake-up less each pass.
 void timed_posix_sema_waiter::postTimeout(std::uint64_t waitNumber) {
   Lock lock(mMutex);
   const auto isOver = [&] { return mCurrent == nullptr || mWaitNumber != waitNumber; };
   while (!isOver() && !mStopThread) {
     ++mTimeoutCount;
     mCurrent->post();
-    mFinished.wait_for(lock, cRepostInterval, isOver);
+    mChanged.wait_for(lock, cRepostInterval, isOver);
   }
 }
 
@@ -164,6 +165,7 @@ void timed_posix_sema_waiter::sendStart(Lock& lock) {
         mState);
   }
   mState = START;
+  lock.unlock();  // or the thread would wake up to wait for it
   mChanged.notify_one();
 }
 

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <cstddef>
 #include <cstdint>
 #include <mutex>
 #include <optional>
@@ -79,7 +80,8 @@ class timed_posix_sema_waiter {
   std::uint64_t mWaitNumber = 0;  // tells a late time-out that its wait is over
   std::mutex mMutex;
   std::condition_variable mChanged;
-  std::condition_variable mFinished;  // the caller came back from its wait
+  // Of no use any more: keeps the size of what applications derive from (VERSIONING.md).
+  [[maybe_unused]] std::byte mReserved[sizeof(std::condition_variable)];
   eState mState = STOPPED;
   std::thread mThread;
 };

@@ -50,7 +50,7 @@ TEST(ClientWatch, OnlyWhoWasWatchedWithoutANewStampForFourSecondsIsLost) {
 }
 
 TEST(TableWatch, OnlyWhatALookWouldReportIsNews) {
-  const auto table = std::make_unique<LIPC::SessionBuffer>();
+  const auto table = std::make_unique<LIPC::SessionBuffer>("TableWatchTest");
   LIPC::ClientEntry& row = table->entries[1];
   int events = 0;
   inspect::TableWatch watch(*table, [&](const inspect::Event&) { ++events; });

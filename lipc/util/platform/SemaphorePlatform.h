@@ -22,4 +22,9 @@ struct NamedSemaphore {
 /// The machine's named semaphores. macOS cannot list them: nothing. Threads: any.
 std::optional<std::vector<NamedSemaphore>> listNamedSemaphores();
 
+/// Tells the semaphore to which `name`, without the leading slash, leads from one that is made
+/// under that name while somebody still has the first one open. 0: there is none. Nothing on macOS.
+/// Threads: any.
+std::optional<unsigned long long> semaphoreIdentity(const char* name);
+
 }  // namespace LIPC::platform

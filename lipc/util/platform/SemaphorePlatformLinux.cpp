@@ -35,4 +35,10 @@ std::optional<std::vector<NamedSemaphore>> listNamedSemaphores() {
   return semaphores;
 }
 
+std::optional<unsigned long long> semaphoreIdentity(const char* name) {
+  struct stat status {};
+  const std::string path = cFolder + std::string(cFilePrefix) + name;
+  return stat(path.c_str(), &status) == 0 ? status.st_ino : 0;
+}
+
 }  // namespace LIPC::platform

@@ -7,4 +7,8 @@ std::optional<std::vector<NamedSemaphore>> listNamedSemaphores() {
   return std::nullopt;
 }
 
+std::optional<unsigned long long> semaphoreIdentity(const char*) {
+  return std::nullopt;
+}
+
 }  // namespace LIPC::platform
