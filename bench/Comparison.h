@@ -47,7 +47,8 @@ void registerJoin(unsigned channels);
 void registerFirstBlocks(int pass, unsigned channels);
 /// A call beside the same work by hand: alone, beside a host that looks, beside one that sleeps.
 void registerCalls(int pass, const Size& size);
-/// A host and a client that have nothing to do; the host's cycle for clients in a row.
+/// A host and a client that have nothing to do; the host's cycle for clients in a row, and for how
+/// many it is in time.
 void registerSession();
 /// Client, host, client beside a ping-pong: on one core, on two.
 void registerRoundTrips(int pass, const Size& size);

@@ -32,6 +32,7 @@ constexpr Section cSections[] = {
   {"two cores",   "Round trip, two cores, everybody looks",          "Channels x samples"},
   {"idle",        "Nothing to do: processor time of a second",       "Who"},
   {"cycle",       "The host's cycle: processor time for a block of every client", "Clients, channels x samples"},
+  {"capacity",    "The most clients whose blocks are all answered in time: a block's length by their number", "Channels x samples"},
 };
 // clang-format on
 
