@@ -28,6 +28,7 @@ using std::chrono::milliseconds;
 
 constexpr milliseconds cPictureLimit{3000};
 constexpr milliseconds cKeepAlive{1000};  // a reader that went away is noticed by then
+constexpr milliseconds cReadTimeout{1000};  // of a request that was sent by half
 constexpr int cBacklog = 128;
 constexpr int cSendBufferBytes = 64 * 1024;  // so that no old levels pile up for a slow reader
 constexpr std::size_t cMostBodyBytes = 4096;
@@ -96,6 +97,7 @@ class PageServer::Site final : public httplib::Server {
     set_socket_options(setSocketOptions);
     set_keep_alive_max_count(1);  // a thread that waits for a next request is missing elsewhere
     set_keep_alive_timeout(1);
+    set_read_timeout(cReadTimeout);
     set_write_timeout(cWriteTimeout);
     set_payload_max_length(cMostBodyBytes);
     set_tcp_nodelay(true);
