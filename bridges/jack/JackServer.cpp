@@ -85,6 +85,7 @@ bool JackServer::open(const std::function<std::int64_t()>& stampOfOther) {
 void JackServer::close() {
   if (mClient != nullptr) jack_client_close(mClient);
   mClient = nullptr;
+  const std::lock_guard lock(mPortsMutex);
   mInputs.clear();
   mOutputs.clear();
 }
@@ -134,6 +135,7 @@ void JackServer::registerPorts() {
       ports.push_back(port);
     }
   };
+  const std::lock_guard lock(mPortsMutex);
   add(mInputs, "to_session", mOptions.inputs, JackPortIsInput);
   add(mOutputs, "from_session", mOptions.outputs, JackPortIsOutput);
 }
@@ -202,6 +204,7 @@ int JackServer::process(jack_nframes_t frames) noexcept {
 /// What comes out of the session has gone in at the ports of the other side, or began in it: in
 /// both directions it is by mLatency further from the world than these ports are.
 void JackServer::tellLatency(jack_latency_callback_mode_t mode) {
+  const std::lock_guard lock(mPortsMutex);
   const bool isCapture = mode == JackCaptureLatency;
   jack_latency_range_t range{0, 0};
   bool isFirst = true;

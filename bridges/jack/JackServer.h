@@ -71,6 +71,8 @@ class JackServer {
   const BridgeOptions mOptions;
   AudioCallback& mCallback;
   jack_client_t* mClient = nullptr;
+  std::mutex
+      mPortsMutex;  // guards the two for JACK's threads but the audio thread, which comes after
   std::vector<jack_port_t*> mInputs;
   std::vector<jack_port_t*> mOutputs;
   std::vector<const float*> mIn;  // of the audio thread

@@ -1,0 +1,1 @@
+// SPDX-License-Identifier: BSL-1.0
