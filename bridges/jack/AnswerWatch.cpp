@@ -17,6 +17,7 @@ struct AnswerWatch::Ring {
 
   LIPC::ShmManagedOpen<LIPC::SHMSlices> segment;
   LIPC::MappedRing ring;
+  unsigned blocksSoFar = 0;  // of the thread that trades
 };
 
 AnswerWatch::AnswerWatch() = default;
@@ -41,10 +42,8 @@ void AnswerWatch::detach() {
 void AnswerWatch::look(long long stamp, unsigned frames) noexcept {
   mIsLooking = true;
   if (Ring* const open = mOpen; open != nullptr) {
-    if (open != mLast) mBlocksSoFar = 0;
-    mLast = open;
-    if (mBlocksSoFar < BlockExchange::cLatencyBlocks) {
-      ++mBlocksSoFar;
+    if (open->blocksSoFar < BlockExchange::cLatencyBlocks) {
+      ++open->blocksSoFar;
     } else {
       const long long wanted =
           stamp - static_cast<long long>(BlockExchange::cLatencyBlocks) * frames;
@@ -55,8 +54,6 @@ void AnswerWatch::look(long long stamp, unsigned frames) noexcept {
         ++mLate;
       }
     }
-  } else {
-    mLast = nullptr;
   }
   mIsLooking = false;
 }

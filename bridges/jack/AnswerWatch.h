@@ -44,8 +44,6 @@ class AnswerWatch {
   std::atomic<bool> mIsLooking{false};
   std::atomic<std::uint64_t> mLate{0};
   std::atomic<std::uint64_t> mMissing{0};
-  Ring* mLast = nullptr;      // of the trading thread
-  unsigned mBlocksSoFar = 0;  // of the trading thread; since the join
 };
 
 }  // namespace jack_bridge
