@@ -68,11 +68,20 @@ inline int end(const char* program, bool hasJoined) {
   return 1;
 }
 
-/// How an example plays: options that all of them share.
+/// The option of all examples that says whose clock counts.
+inline void addClockTo(CLI::App& app, std::string& clock) {
+  app.add_option("--clock", clock,
+                 "Follow the clock of this client; otherwise the session's first bridge to a sound "
+                 "card gives it, or else the machine does")
+      ->type_name("ID");
+}
+
+/// How an example plays: options that most of them share.
 struct Timing {
   int blockSize = 256;  // samples
   double speed = 1.0;
   double seconds = 0.0;
+  std::string clock;
 
   void addTo(CLI::App& app) {
     app.add_option("--block", blockSize, "Samples per block")
@@ -84,10 +93,12 @@ struct Timing {
     app.add_option("--seconds", seconds, "Seconds of audio; 0 is until Ctrl-C")
         ->check(CLI::NonNegativeNumber)
         ->capture_default_str();
+    addClockTo(app, clock);
   }
+  BlockClock makeClock() const { return BlockClock(blockSize, speed, clock, sStop); }
   /// Whether the n-th block, from 0, is still to be played.
-  bool goesOnTo(long long n) const {
-    const double end = seconds * BlockClock::cSampleRate;
+  bool goesOnTo(long long n, int sampleRate) const {
+    const double end = seconds * sampleRate;
     return !sStop && (seconds <= 0 || static_cast<double>(n * blockSize) < end);
   }
 };

@@ -86,16 +86,14 @@ class Display {
 
 /// Whether it was ever in the session.
 bool listen(const Options& options) {
+  const examples::Timing& timing = options.timing;
+  examples::BlockClock clock = timing.makeClock();
   std::optional<examples::WavFile> wav;
-  if (!options.wav.empty()) {
-    wav.emplace(options.wav, options.channels, examples::BlockClock::cSampleRate);
-  }
+  if (!options.wav.empty()) wav.emplace(options.wav, options.channels, clock.sampleRate());
   Meter meter(options);
   Display display(options.channels);
-  const examples::Timing& timing = options.timing;
   examples::Buffers buffers(options.channels, timing.blockSize);
-  examples::BlockClock clock(timing.blockSize, timing.speed);
-  for (long long block = 0; timing.goesOnTo(block); ++block) {
+  for (long long block = 0; timing.goesOnTo(block, clock.sampleRate()); ++block) {
     const long long stamp = clock.wait();
     if (!meter.hasRoom(timing.speed)) continue;
     meter.processLIPC(buffers.pointers.data(), timing.blockSize, 0, 0, stamp, nullptr, 0, nullptr,

@@ -74,9 +74,9 @@ class Panner final : public examples::Participant {
 };
 
 /// Whether it was ever in the session.
-bool play(const std::string& id) {
+bool play(const std::string& id, const std::string& clockID) {
   Panner panner(id);
-  examples::BlockClock clock(cBlockSize, 1.0);
+  examples::BlockClock clock(cBlockSize, 1.0, clockID, examples::sStop);
   std::vector<float> samples(cBlockSize);
   float* channels[] = {samples.data()};
   while (!examples::sStop) {
@@ -84,7 +84,8 @@ bool play(const std::string& id) {
     if (!panner.hasRoom(1.0)) continue;
     for (std::size_t i = 0; i < samples.size(); ++i) {
       const auto t = static_cast<double>(stamp + static_cast<long long>(i));
-      samples[i] = 0.25F * static_cast<float>(std::sin(2 * std::numbers::pi * 440.0 / 48000.0 * t));
+      samples[i] = 0.25F * static_cast<float>(
+                               std::sin(2 * std::numbers::pi * 440.0 / clock.sampleRate() * t));
     }
     const float parameters[] = {panner.getOfflineParameter(cAzimuthDegrees)};  // with each block
     panner.processLIPC(channels, cBlockSize, 1, 0, stamp, parameters, 1, nullptr, 0, false);
@@ -98,6 +99,8 @@ int main(int argc, char** argv) {
   CLI::App app("Sends one channel to the session's mixing engine.", "panner");
   std::string id = "panner";
   app.add_option("--id", id, "ID of this client")->capture_default_str();
+  std::string clock;
+  examples::addClockTo(app, clock);
   examples::begin(app, argc, argv);
-  return examples::end("panner", play(id));
+  return examples::end("panner", play(id, clock));
 }

@@ -52,9 +52,9 @@ class Tone final : public examples::Participant {
 };
 
 /// Channel c has the c-th multiple of the frequency.
-void fill(std::vector<float>& samples, const Options& options, int channel, long long stamp) {
-  const double step =
-      2 * std::numbers::pi * options.frequency * (channel + 1) / examples::BlockClock::cSampleRate;
+void fill(std::vector<float>& samples, const Options& options, int channel, long long stamp,
+          int sampleRate) {
+  const double step = 2 * std::numbers::pi * options.frequency * (channel + 1) / sampleRate;
   const float amplitude = LIPC::db2amplitude(options.levelDB);
   for (std::size_t i = 0; i < samples.size(); ++i) {
     const double phase = step * static_cast<double>(stamp + static_cast<long long>(i));
@@ -67,12 +67,12 @@ bool play(const Options& options) {
   Tone tone(options);
   const examples::Timing& timing = options.timing;
   examples::Buffers buffers(options.channels, timing.blockSize);
-  examples::BlockClock clock(timing.blockSize, timing.speed);
-  for (long long block = 0; timing.goesOnTo(block); ++block) {
+  examples::BlockClock clock = timing.makeClock();
+  for (long long block = 0; timing.goesOnTo(block, clock.sampleRate()); ++block) {
     const long long stamp = clock.wait();
     if (!tone.hasRoom(timing.speed)) continue;
     for (int c = 0; c < options.channels; ++c)
-      fill(buffers.samples[static_cast<std::size_t>(c)], options, c, stamp);
+      fill(buffers.samples[static_cast<std::size_t>(c)], options, c, stamp, clock.sampleRate());
     tone.processLIPC(buffers.pointers.data(), timing.blockSize, options.channels, 0, stamp, nullptr,
                      0, nullptr, 0, false);
   }

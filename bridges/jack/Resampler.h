@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: BSL-1.0
+#pragma once
+
+#include <memory>
+
+struct SRC_STATE_tag;
+
+namespace jack_bridge {
+
+/// libsamplerate's, for frames of some channels. Allocates, so not for the audio thread.
+///
+/// Threads: one at a time.
+class Resampler {
+ public:
+  /// By how many frames at the slower rate it holds back what it gives out: half of the length of
+  /// its filter.
+  static constexpr double cDelayFrames = 46;
+
+  /// Throws std::runtime_error where the library has no room for it.
+  explicit Resampler(unsigned channels);
+  ~Resampler();
+  Resampler(const Resampler&) = delete;
+  Resampler& operator=(const Resampler&) = delete;
+
+  struct Moved {
+    long in = 0;
+    long out = 0;
+  };
+  /// Frames, channels side by side. `ratio`: output frames to input frames; it glides from that of
+  /// the call before.
+  Moved process(const float* in, long inFrames, float* out, long outFrames, double ratio);
+  void reset();
+
+ private:
+  SRC_STATE_tag* mState;
+};
+
+}  // namespace jack_bridge
