@@ -74,7 +74,7 @@ void Bridge::run() {
 
 void Bridge::step(Time now) {
   mPublisher.look(now);
-  if (!mOptions.withEvents) mPublisher.events().clear();
+  if (mOptions.withoutEvents) mPublisher.events().clear();
   if (mState == eReading && now - mReadingSince >= cReadingTime) {
     if (!std::exchange(mIsEchoMissed, true))
       tools::complain(

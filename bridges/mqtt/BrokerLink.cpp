@@ -8,6 +8,8 @@
 #include <fmt/core.h>
 #include <mosquitto.h>
 #include <mqtt_protocol.h>
+#include <poll.h>
+#include <unistd.h>
 
 #include "lipc/util/SystemError.h"
 #include "tools/Failure.h"
@@ -27,6 +29,26 @@ constexpr milliseconds cConnectTime{15'000};
 constexpr milliseconds cShortLife{3000};
 constexpr int cManyShortLives = 3;
 
+/// Of a connection that is being made. With TLS the library takes the refusal for a handshake that
+/// has not begun.
+bool hasFailed(int socket) {
+  pollfd state{socket, POLLOUT, 0};
+  return socket >= 0 && poll(&state, 1, 0) > 0 && (state.revents & (POLLERR | POLLHUP)) != 0;
+}
+
+/// The library's words for an error, as a part of a sentence.
+std::string withoutStop(std::string text) {
+  while (text.ends_with('.'))
+    text.pop_back();
+  return text;
+}
+
+void requireReadable(const std::string& path) {
+  if (path.empty() || access(path.c_str(), R_OK) == 0) return;
+  throw tools::Failure(tools::eExitFailure, "the file {} cannot be read: {}",
+                       tools::printable(path), LIPC::systemErrorText(errno));
+}
+
 }  // namespace
 
 /// What the library calls. Nothing is thrown through it.
@@ -44,8 +66,9 @@ struct BrokerLink::Callbacks {
   static void connected(mosquitto*, void* object, int code) {
     guarded(object, [code](BrokerLink& link) {
       if (code != 0) {
-        link.mLost = link.mOptions.protocol == MQTT_PROTOCOL_V5 ? mosquitto_reason_string(code)
-                                                                : mosquitto_connack_string(code);
+        link.mLost = withoutStop(link.mOptions.protocol == MQTT_PROTOCOL_V5
+                                     ? mosquitto_reason_string(code)
+                                     : mosquitto_connack_string(code));
         return;
       }
       link.mIsConnected = true;
@@ -102,8 +125,10 @@ BrokerLink::~BrokerLink() {
 std::string BrokerLink::errorText(int error) const {
   if (error == MOSQ_ERR_ERRNO) return LIPC::systemErrorText(errno);
   if (error == MOSQ_ERR_EAI) return "its name cannot be looked up";
-  if (error == MOSQ_ERR_TLS && !mLastError.empty()) return tools::printable(mLastError);
-  return mosquitto_strerror(error);
+  // "OpenSSL Error[0]: error:0A000086:SSL routines::certificate verify failed"
+  if (error == MOSQ_ERR_TLS && !mLastError.empty())
+    return "TLS: " + tools::printable(mLastError.substr(mLastError.rfind("::") + 2));
+  return withoutStop(mosquitto_strerror(error));
 }
 
 void BrokerLink::configure() {
@@ -127,6 +152,8 @@ void BrokerLink::configure() {
     require(mosquitto_username_pw_set(handle, mOptions.user.c_str(), password), "the user");
   }
   if (mOptions.isTLS) {
+    for (const std::string& path : {mOptions.authorities, mOptions.certificate, mOptions.key})
+      requireReadable(path);
     const auto file = [](const std::string& path) { return path.empty() ? nullptr : path.c_str(); };
     const bool isOwn = !mOptions.authorities.empty();
     if (!isOwn) mosquitto_int_option(handle, MOSQ_OPT_TLS_USE_OS_CERTS, 1);
@@ -135,7 +162,7 @@ void BrokerLink::configure() {
     if (isOwn || !mOptions.certificate.empty()) {
       require(mosquitto_tls_set(handle, file(mOptions.authorities), nullptr,
                                 file(mOptions.certificate), file(mOptions.key), noPassword),
-              "the TLS files");
+              "a certificate or a key");
     }
   }
   const Outbox::Message& will = mOptions.will;
@@ -165,6 +192,8 @@ void BrokerLink::run(milliseconds most) {
     }
     return begin();
   }
+  if (!mIsConnected && hasFailed(mosquitto_socket(mHandle.get())))
+    return lose("the connection was refused, or ended");
   const int error = mosquitto_loop(mHandle.get(), static_cast<int>(most.count()), 1);
   if (mThrown) std::rethrow_exception(std::exchange(mThrown, nullptr));
   if (mLost) return lose(std::string(*mLost));

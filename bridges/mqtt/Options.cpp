@@ -102,7 +102,7 @@ void addOptions(CLI::App& app, Options& options, Line& line) {
                  "Let others set these values, such as desk/parameters/40 or desk/strings/* "
                  "(repeatable)")
       ->type_name("PATTERN");
-  app.add_flag("!--no-events", options.withEvents, "Publish what is true, and not what happens");
+  app.add_flag("--no-events", options.withoutEvents, "Publish what is true, and not what happens");
   app.add_option("--protocol", line.protocol, "The version of MQTT: 3.1.1 or 5")
       ->type_name("VERSION")
       ->check(CLI::IsMember({"3.1.1", "5"}))

@@ -19,7 +19,7 @@ struct Options {
   std::string site;  // empty: this machine's name
   std::vector<MirrorOptions> mirrors;
   std::vector<std::string> setPatterns;
-  bool withEvents = true;
+  bool withoutEvents = false;
   int countersSeconds = 0;  // 0: none
 };
 
