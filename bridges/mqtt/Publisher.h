@@ -32,7 +32,7 @@ class Publisher {
  public:
   using Time = std::chrono::steady_clock::time_point;
   /// A look finds a change after half of it on average.
-  static constexpr std::chrono::milliseconds cLookInterval{20};
+  static constexpr std::chrono::milliseconds cLookInterval{40};
   static constexpr std::chrono::milliseconds cFollowInterval{100};
   static constexpr std::chrono::milliseconds cRestInterval{500};
   static constexpr std::size_t cMostEvents = 1000;  // that wait for a broker
