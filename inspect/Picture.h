@@ -10,6 +10,7 @@
 #include "inspect/Facts.h"
 #include "inspect/Source.h"
 #include "lipc/realtime/SHMSlices.h"
+#include "lipc/session/ClientEntry.h"
 #include "lipc/session/Connection.h"
 #include "lipc/session/SessionNames.h"
 
@@ -137,6 +138,8 @@ struct ReadOptions {
 };
 
 SessionPicture readSession(Source& source, const ReadOptions& options);
+/// What a row says of its client, and nothing that is looked up elsewhere.
+ClientPicture pictureOf(int index, const LIPC::ClientEntry& row);
 /// What state the session is in whose table was attached as `table`; reads no rows.
 SessionPicture::eState readState(Source& source, const Mapping& table);
 

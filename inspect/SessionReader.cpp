@@ -64,22 +64,6 @@ eLife lifeOf(const std::optional<BufferPicture>& buffer) {
   return *buffer->ageSeconds < cStaleSeconds ? eLife::eAlive : eLife::eStale;
 }
 
-ClientPicture rowOf(int index, const LIPC::ClientEntry& entry) {
-  ClientPicture picture;
-  picture.index = index;
-  picture.id = LIPC::ClientID(entry.id).text();
-  picture.name = std::string(entry.nameView());
-  picture.type = entry.type;
-  picture.mode = entry.mode;
-  picture.inputChannels = entry.inputChannelCount;
-  picture.outputChannels = entry.outputChannelCount;
-  for (unsigned i = 0; i < LIPC::cOfflineParameterCount; ++i)
-    picture.parameters[i] = LIPC::loadRelaxed(entry.offlineParameters[i]);
-  for (unsigned slot = 0; slot < LIPC::cStringSlotCount; ++slot)
-    picture.strings[slot] = std::string(entry.strings[slot].current());
-  return picture;
-}
-
 void addSegments(ClientPicture& client, Source& source, const ReadOptions& options) {
   const auto names = LIPC::segmentNamesOf(LIPC::ClientID(client.id));
   for (std::size_t i = 0; options.withSegments && i < names.size(); ++i)
@@ -145,6 +129,22 @@ void readConnections(Source& source, SessionPicture& picture) {
 
 }  // namespace
 
+ClientPicture pictureOf(int index, const LIPC::ClientEntry& entry) {
+  ClientPicture picture;
+  picture.index = index;
+  picture.id = LIPC::ClientID(entry.id).text();
+  picture.name = std::string(entry.nameView());
+  picture.type = entry.type;
+  picture.mode = entry.mode;
+  picture.inputChannels = entry.inputChannelCount;
+  picture.outputChannels = entry.outputChannelCount;
+  for (unsigned i = 0; i < LIPC::cOfflineParameterCount; ++i)
+    picture.parameters[i] = LIPC::loadRelaxed(entry.offlineParameters[i]);
+  for (unsigned slot = 0; slot < LIPC::cStringSlotCount; ++slot)
+    picture.strings[slot] = std::string(entry.strings[slot].current());
+  return picture;
+}
+
 const ClientPicture* SessionPicture::find(const std::string& id) const {
   for (const ClientPicture& client : clients)
     if (LIPC::ClientID(client.id) == LIPC::ClientID(id)) return &client;
@@ -189,7 +189,7 @@ SessionPicture readSession(Source& source, const ReadOptions& options) {
   for (int index = 0; index < std::min(options.rows, LIPC::cMaxClients); ++index) {
     const LIPC::ClientEntry& entry = table->entries[index];
     if (entry.isFree()) continue;
-    picture.clients.push_back(rowOf(index, entry));
+    picture.clients.push_back(pictureOf(index, entry));
     addSegments(picture.clients.back(), source, options);
   }
   if (options.withConnections) readConnections(source, picture);
