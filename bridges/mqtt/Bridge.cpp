@@ -86,7 +86,8 @@ void Bridge::step(Time now) {
     open(now);
   }
   if (mIsListeningToOwn && mState == eOpen && now - mLastFound >= cStragglers) {
-    mLink.unsubscribe(mTopics.all());
+    for (const std::string& filter : mTopics.own())
+      mLink.unsubscribe(filter);
     mIsListeningToOwn = false;
   }
   sendWhatIsDue(now);
@@ -104,7 +105,8 @@ void Bridge::onConnected() {
   mReadingSince = mLastFound = steady_clock::now();
   mIsListeningToOwn = true;
   // Unconfirmed, so that no limit of the broker's on what waits for confirmation cuts it short.
-  mLink.subscribe(mTopics.all(), 0);
+  for (const std::string& filter : mTopics.own())
+    mLink.subscribe(filter, 0);
   for (const std::string& filter : mGate.filters())
     mLink.subscribe(filter, 1);
   for (const auto& mirror : mMirrors)
@@ -152,6 +154,8 @@ void Bridge::takeForMirrors(const std::string& topic, std::string_view payload) 
 }
 
 void Bridge::takeSet(const std::string& topic, std::string_view payload, bool isRetained) {
+  // Who takes back a message that the broker keeps sends an empty one, as this program does.
+  if (payload.empty()) return;
   const auto target = mGate.target(topic);
   if (!target) return;
   // It would be set again after each connection, whatever came since.
