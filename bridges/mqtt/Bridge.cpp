@@ -91,7 +91,7 @@ void Bridge::step(Time now) {
     mIsListeningToOwn = false;
   }
   sendWhatIsDue(now);
-  sayWhatWaits();
+  sayWhatWaits(now);
   if (mOptions.countersSeconds > 0 && now >= mNextCounters) printCounters(now);
   const auto next = std::max(mPublisher.nextLook() - steady_clock::now(), Time::duration{});
   const auto pause = std::chrono::ceil<milliseconds>(next);
@@ -224,7 +224,7 @@ void Bridge::say(const std::string& line) {
   mOutput->print(tools::clockText() + "  " + line);
 }
 
-void Bridge::sayWhatWaits() {
+void Bridge::sayWhatWaits(Time now) {
   std::vector<std::string> lines;
   {
     const std::lock_guard lock(mSayMutex);
@@ -232,6 +232,9 @@ void Bridge::sayWhatWaits() {
   }
   for (const std::string& line : lines)
     tools::complain("{}", line);
+  if (mState != eOpen) return;
+  for (const auto& mirror : mMirrors)
+    if (const auto news = mirror->news(now)) say("mirror   " + *news);
 }
 
 void Bridge::printCounters(Time now) {
@@ -252,7 +255,7 @@ void Bridge::end() {
     sendWhatIsDue(steady_clock::now());
     mLink.run(Outbox::cPace);
   }
-  mLink.close();
+  mLink.close(mState == eOpen && mOutbox.isEmpty());
 }
 
 }  // namespace mqtt
