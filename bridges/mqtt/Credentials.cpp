@@ -14,7 +14,7 @@
 namespace mqtt {
 namespace {
 
-constexpr std::size_t cMostBytes = 4096;
+constexpr std::size_t cMostPasswordBytes = 4096;
 
 }  // namespace
 
@@ -34,7 +34,7 @@ std::string passwordOfFile(const std::string& path) {
                          tools::printable(path), tools::printable(path));
   }
   std::string password;
-  for (int c; (c = std::fgetc(file.get())) != EOF && c != '\n' && password.size() < cMostBytes;)
+  for (int c; (c = std::fgetc(file.get())) != EOF && c != '\n' && password.size() < cMostPasswordBytes;)
     password += static_cast<char>(c);
   if (password.ends_with('\r')) password.pop_back();
   if (!password.empty()) return password;
