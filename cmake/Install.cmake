@@ -3,7 +3,7 @@
 # Install rules: libraries with their headers, a CMake package, a pkg-config file, and of what is
 # built besides them the module, the command, its man pages and its completion.
 #
-# Components: runtime (the shared library), development, tools, module.
+# Components: runtime (the shared library), development, tools, bridges, module.
 
 include(CMakePackageConfigHelpers)
 include(cmake/PublicHeaders.cmake)
@@ -56,6 +56,10 @@ endif()
 
 if(TARGET VexoSettings)
   install(TARGETS VexoSettings LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/lipc COMPONENT module)
+endif()
+
+if(TARGET lipc_mqtt)
+  install(TARGETS lipc_mqtt RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT bridges)
 endif()
 
 if(TARGET lipc_command)

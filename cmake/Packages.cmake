@@ -16,7 +16,7 @@ set(CPACK_RESOURCE_FILE_LICENSE ${PROJECT_SOURCE_DIR}/LICENSE)
 set(CPACK_VERBATIM_VARIABLES ON)
 set(CPACK_PACKAGING_INSTALL_PREFIX ${CMAKE_INSTALL_PREFIX})
 set(CPACK_STRIP_FILES ON)
-set(CPACK_COMPONENTS_ALL runtime development tools module)
+set(CPACK_COMPONENTS_ALL runtime development tools module bridges)
 
 set(CPACK_GENERATOR DEB TGZ)
 set(CPACK_ARCHIVE_COMPONENT_INSTALL OFF)
@@ -55,6 +55,16 @@ ${CPACK_PACKAGE_DESCRIPTION}
 This package has the command lipc: it shows a session, follows it, finds what
 is wrong, mends it, certifies processor libraries, and runs a reference host.")
 
+set(CPACK_DEBIAN_BRIDGES_PACKAGE_NAME lipc-bridges)
+set(CPACK_DEBIAN_BRIDGES_PACKAGE_SECTION sound)
+set(CPACK_DEBIAN_BRIDGES_PACKAGE_ENHANCES lipc-tools)
+set(CPACK_COMPONENT_BRIDGES_DESCRIPTION
+"${CPACK_PACKAGE_DESCRIPTION_SUMMARY} (bridges)
+${CPACK_PACKAGE_DESCRIPTION}
+.
+This package has what lipc mqtt runs: it publishes a session on an MQTT broker
+and mirrors clients of other machines.")
+
 set(CPACK_DEBIAN_MODULE_PACKAGE_NAME vexo-settings)
 set(CPACK_DEBIAN_MODULE_PACKAGE_SECTION sound)
 set(CPACK_DEBIAN_MODULE_PACKAGE_ENHANCES lipc-tools)
@@ -82,12 +92,14 @@ if(GZIP)
     DEPENDS ${PROJECT_BINARY_DIR}/changelog.Debian
     WORKING_DIRECTORY ${PROJECT_BINARY_DIR})
   add_custom_target(deb_changelog ALL DEPENDS ${changelog})
-  foreach(component RUNTIME DEVELOPMENT TOOLS MODULE)
+  foreach(component RUNTIME DEVELOPMENT TOOLS MODULE BRIDGES)
     string(TOLOWER ${component} folder)
     set(doc ${CMAKE_INSTALL_DATADIR}/doc/${CPACK_DEBIAN_${component}_PACKAGE_NAME})
     set(copyright copyright)
     if(component MATCHES "MODULE|TOOLS")
       set(copyright copyright.${folder})
+    elseif(component STREQUAL "BRIDGES")
+      set(copyright copyright.tools)
     endif()
     install(FILES packaging/deb/${copyright} RENAME copyright DESTINATION ${doc} COMPONENT ${folder})
     install(FILES ${changelog} DESTINATION ${doc} COMPONENT ${folder})

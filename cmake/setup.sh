@@ -4,9 +4,10 @@
 # Everything that it prints goes to standard error.
 
 BUILD_PACKAGES="g++ cmake ninja-build libboost-dev zlib1g-dev juce-modules-source-data
-  libcli11-dev nlohmann-json3-dev libfmt-dev libncurses-dev libcpp-httplib-dev pkg-config"
+  libcli11-dev nlohmann-json3-dev libfmt-dev libncurses-dev libcpp-httplib-dev pkg-config
+  libmosquitto-dev"
 TEST_PACKAGES="libgtest-dev libboost-thread-dev binutils util-linux scdoc mandoc groff-base
-  python3 tmux"
+  python3 tmux mosquitto mosquitto-clients openssl"
 CI_PACKAGES="clang-format clang-tidy doxygen chromium procps"
 RTSAN_PACKAGES="clang-22 libclang-rt-22-dev"
 # For the preset macos. npm may have come with a Node.js from elsewhere.

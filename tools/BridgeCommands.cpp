@@ -40,6 +40,7 @@ int run(const std::string& bridge, const char* library, std::vector<std::string>
   }
   arguments.insert(arguments.begin(), program);
   std::vector<char*> argv;
+  argv.reserve(arguments.size() + 1);
   for (std::string& argument : arguments)
     argv.push_back(argument.data());
   argv.push_back(nullptr);

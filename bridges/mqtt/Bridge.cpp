@@ -86,11 +86,12 @@ void Bridge::step(Time now) {
     open(now);
   }
   if (mIsListeningToOwn && mState == eOpen && now - mLastFound >= cStragglers) {
-    mLink.unsubscribe(mTopics.all());
+    for (const std::string& filter : mTopics.own())
+      mLink.unsubscribe(filter);
     mIsListeningToOwn = false;
   }
   sendWhatIsDue(now);
-  sayWhatWaits();
+  sayWhatWaits(now);
   if (mOptions.countersSeconds > 0 && now >= mNextCounters) printCounters(now);
   const auto next = std::max(mPublisher.nextLook() - steady_clock::now(), Time::duration{});
   const auto pause = std::chrono::ceil<milliseconds>(next);
@@ -104,7 +105,8 @@ void Bridge::onConnected() {
   mReadingSince = mLastFound = steady_clock::now();
   mIsListeningToOwn = true;
   // Unconfirmed, so that no limit of the broker's on what waits for confirmation cuts it short.
-  mLink.subscribe(mTopics.all(), 0);
+  for (const std::string& filter : mTopics.own())
+    mLink.subscribe(filter, 0);
   for (const std::string& filter : mGate.filters())
     mLink.subscribe(filter, 1);
   for (const auto& mirror : mMirrors)
@@ -152,6 +154,8 @@ void Bridge::takeForMirrors(const std::string& topic, std::string_view payload) 
 }
 
 void Bridge::takeSet(const std::string& topic, std::string_view payload, bool isRetained) {
+  // Who takes back a message that the broker keeps sends an empty one, as this program does.
+  if (payload.empty()) return;
   const auto target = mGate.target(topic);
   if (!target) return;
   // It would be set again after each connection, whatever came since.
@@ -220,7 +224,7 @@ void Bridge::say(const std::string& line) {
   mOutput->print(tools::clockText() + "  " + line);
 }
 
-void Bridge::sayWhatWaits() {
+void Bridge::sayWhatWaits(Time now) {
   std::vector<std::string> lines;
   {
     const std::lock_guard lock(mSayMutex);
@@ -228,6 +232,9 @@ void Bridge::sayWhatWaits() {
   }
   for (const std::string& line : lines)
     tools::complain("{}", line);
+  if (mState != eOpen) return;
+  for (const auto& mirror : mMirrors)
+    if (const auto news = mirror->news(now)) say("mirror   " + *news);
 }
 
 void Bridge::printCounters(Time now) {
@@ -248,7 +255,7 @@ void Bridge::end() {
     sendWhatIsDue(steady_clock::now());
     mLink.run(Outbox::cPace);
   }
-  mLink.close();
+  mLink.close(mState == eOpen && mOutbox.isEmpty());
 }
 
 }  // namespace mqtt

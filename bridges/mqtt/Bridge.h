@@ -65,7 +65,7 @@ class Bridge final : private BrokerLink::Listener {
   void takeForMirrors(const std::string& topic, std::string_view payload);
   void takeSet(const std::string& topic, std::string_view payload, bool isRetained);
   void drop(const std::string& topic, const std::string& why);
-  void sayWhatWaits();
+  void sayWhatWaits(Time now);
   void say(const std::string& line);
   void printCounters(Time now);
   void end();

@@ -236,8 +236,9 @@ std::optional<int> BrokerLink::publish(const Outbox::Message& message, bool isRe
                                       message.payload.data(), isConfirmed ? 1 : 0, isRetained);
   if (error == MOSQ_ERR_SUCCESS) return id;
   // What the broker never takes is named; the rest comes with the end of the connection.
-  if (error == MOSQ_ERR_OVERSIZE_PACKET || error == MOSQ_ERR_PAYLOAD_SIZE ||
-      error == MOSQ_ERR_INVAL || error == MOSQ_ERR_MALFORMED_UTF8)
+  const bool isForEver = error == MOSQ_ERR_OVERSIZE_PACKET || error == MOSQ_ERR_PAYLOAD_SIZE ||
+                         error == MOSQ_ERR_INVAL || error == MOSQ_ERR_MALFORMED_UTF8;
+  if (isForEver && mSaid.insert(message.topic).second)
     mListener.onNews(fmt::format("{} is not sent: {}", message.topic, mosquitto_strerror(error)));
   return std::nullopt;
 }
@@ -250,10 +251,12 @@ void BrokerLink::unsubscribe(const std::string& filter) {
   if (mIsConnected) mosquitto_unsubscribe(mHandle.get(), nullptr, filter.c_str());
 }
 
-void BrokerLink::close() {
+void BrokerLink::close(bool isInOrder) {
   if (!mHandle) return;
-  mosquitto_disconnect(mHandle.get());
-  mosquitto_loop(mHandle.get(), 0, 1);
+  if (isInOrder) {
+    mosquitto_disconnect(mHandle.get());
+    mosquitto_loop(mHandle.get(), 0, 1);
+  }
   mHandle.reset();
   mIsConnected = false;
 }

@@ -13,6 +13,11 @@
 #include "tools/Text.h"
 
 namespace mqtt {
+namespace {
+
+constexpr std::chrono::seconds cSettled{1};
+
+}  // namespace
 
 /// Threads: `want` on the owner's; the callbacks on the client's own; what is wanted is written by
 /// a third one, since a write waits for as long as the client waits for its host.
@@ -131,7 +136,10 @@ class Mirror::Participant final : public LIPC::Client {
 };
 
 Mirror::Mirror(const std::string& site, const std::string& id, std::string localID, Say say)
-    : mLocalID(std::move(localID)), mSay(std::move(say)), mRemote(site, id) {}
+    : mPath(tools::printable(site + "/" + id)),
+      mLocalID(std::move(localID)),
+      mSay(std::move(say)),
+      mRemote(site, id) {}
 
 Mirror::~Mirror() = default;
 
@@ -144,6 +152,16 @@ bool Mirror::take(const std::string& topic, std::string_view payload) {
 void Mirror::forgetWhoIsThere() {
   mRemote.forgetWhoIsThere();
   update();
+}
+
+std::optional<std::string> Mirror::news(std::chrono::steady_clock::time_point now) {
+  std::string line = mPath + " " + mRemote.condition();
+  if (line != mToSay) {
+    mToSay = std::move(line);
+    mToSaySince = now;
+  }
+  if (mToSay == mSaid || now - mToSaySince < cSettled) return std::nullopt;
+  return mSaid = mToSay;
 }
 
 void Mirror::update() {

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: BSL-1.0
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "bridges/mqtt/RemoteClient.h"
@@ -30,16 +32,22 @@ class Mirror {
   /// Throws BadMessage.
   bool take(const std::string& topic, std::string_view payload);
   void forgetWhoIsThere();
+  /// A line on how it is, when that has been other than in the last one for a second.
+  std::optional<std::string> news(std::chrono::steady_clock::time_point now);
 
  private:
   class Participant;
 
   void update();
 
+  const std::string mPath;  // SITE/ID, for people
   const std::string mLocalID;
   const Say mSay;
   RemoteClient mRemote;
   std::unique_ptr<Participant> mParticipant;
+  std::string mSaid;
+  std::string mToSay;
+  std::chrono::steady_clock::time_point mToSaySince{};
 };
 
 }  // namespace mqtt

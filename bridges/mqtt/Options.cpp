@@ -138,15 +138,16 @@ void addOptions(CLI::App& app, Options& options, Line& line) {
 }
 
 void takePassword(BrokerOptions& broker, const std::string& file) {
+  if (!file.empty() && broker.user.empty())
+    throw Failure(eExitUsage, "a password is nobody's without a user: add --user NAME");
+  const char* const variable = std::getenv(cPasswordVariable);
   if (!file.empty()) {
     broker.password = passwordOfFile(file);
-  } else if (const char* password = std::getenv(cPasswordVariable); password != nullptr) {
-    broker.password = password;
+  } else if (variable != nullptr && !broker.user.empty()) {
+    broker.password = variable;
   }
   // No child of this program needs it.
   unsetenv(cPasswordVariable);
-  if (broker.password && broker.user.empty())
-    throw Failure(eExitUsage, "a password is nobody's without a user: add --user NAME");
 }
 
 void complete(Options& options, const Line& line) {

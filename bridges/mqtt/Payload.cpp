@@ -86,6 +86,12 @@ std::optional<float> finiteNumber(std::string_view text) {
   return value;
 }
 
+/// What stands behind a command's name is its user's business, and not the house's.
+void shorten(json& process) {
+  const auto command = process["command"].get<std::string>();
+  process["command"] = command.substr(0, command.find(' '));
+}
+
 std::string_view trimmed(std::string_view text) {
   constexpr std::string_view blanks = " \t\r\n";
   const std::size_t first = text.find_first_not_of(blanks);
@@ -111,6 +117,7 @@ std::string hostPayload(const std::string& state, const inspect::SessionPicture&
     host.update(tools::sessionJson(session)["host"]);
     host.erase("heartbeat");
     host["beating"] = state == "alive";
+    if (host["process"].is_object()) shorten(host["process"]);
   }
   return tools::dump(host, -1);
 }
@@ -128,6 +135,7 @@ std::string rowPayload(const inspect::ClientPicture& client,
   if (row["process"].is_object()) {
     row["process"].erase("lives");
     row["process"].erase("stopped");
+    shorten(row["process"]);
   }
   row["typeCode"] = client.type;
   json& topics = row["topics"] = json::array();

@@ -88,7 +88,7 @@ void Publisher::takeRow(int index, const LIPC::ClientEntry& row) {
   ClientPicture now = inspect::pictureOf(index, row);
   const auto known = mRows.find(index);
   if (known != mRows.end() && known->second.picture.id != now.id) freeRow(index);
-  if (now.id.empty()) return;  // freed just now
+  if (!LIPC::ClientID(now.id).isDefined()) return;  // freed just now
   const auto [owner, isNew] = mRowOf.try_emplace(now.id, index);
   if (owner->second != index) return;  // the first row of an ID counts
   Client& client = mRows[index];

@@ -10,6 +10,7 @@ namespace mqtt {
 namespace {
 
 constexpr std::string_view cStaleMark = " (stale)";
+constexpr std::string_view cAlive = "alive";
 
 }  // namespace
 
@@ -23,7 +24,7 @@ std::vector<std::string> RemoteClient::filters() const {
 
 bool RemoteClient::take(const std::string& topic, std::string_view payload) {
   if (topic == mTopics.host()) {
-    mIsSiteAlive = !payload.empty() && hostStateOf(payload) == "alive";
+    mSiteState = payload.empty() ? "" : hostStateOf(payload);
   } else {
     const auto ofClient = mTopics.takeApart(topic);
     if (!ofClient || ofClient->id != mID) return false;
@@ -52,7 +53,7 @@ void RemoteClient::takeTail(const std::string& tail, std::string_view payload) {
 }
 
 void RemoteClient::forgetWhoIsThere() {
-  mIsSiteAlive = false;
+  mSiteState.clear();
   mRow.reset();
   mNumbers.clear();
   mTexts.clear();
@@ -60,7 +61,7 @@ void RemoteClient::forgetWhoIsThere() {
 }
 
 std::string RemoteClient::nameOf(const std::string& name) const {
-  const std::string_view mark = mIsSiteAlive && mRow && mRow->isAlive ? "" : cStaleMark;
+  const std::string_view mark = mSiteState == cAlive && mRow && mRow->isAlive ? "" : cStaleMark;
   const std::string behind = " @" + mSite.substr(0, 24) + std::string(mark);
   std::size_t kept = std::min(name.size(), LIPC::ClientEntry::cNameBytes - 1 - behind.size());
   // Not in the middle of a character.
@@ -69,12 +70,28 @@ std::string RemoteClient::nameOf(const std::string& name) const {
   return name.substr(0, kept) + behind;
 }
 
-void RemoteClient::putTogether() {
+bool RemoteClient::isWhole() const {
   const auto isThere = [&](const tools::ValuePlace& place) {
     return place.isText ? mTexts.contains(place) : mNumbers.contains(place);
   };
-  const bool isWhole = mRow && std::all_of(mRow->published.begin(), mRow->published.end(), isThere);
-  if (!isWhole || !mIsSiteAlive) {
+  return mRow && std::all_of(mRow->published.begin(), mRow->published.end(), isThere);
+}
+
+std::string RemoteClient::condition() const {
+  const std::string what = mWhole ? "is stale" : "waits";
+  if (mSiteState.empty())
+    return what +
+           ": the broker tells nothing of its site. Does a lipc mqtt run there, and may this "
+           "one read it?";
+  if (mSiteState == "gone") return what + ": its site is gone";
+  if (mSiteState != cAlive) return what + ": its site has no session whose host is alive";
+  if (!mRow) return what + ": no client of its site has that ID";
+  if (!isWhole()) return what + ": not all of its values are on the broker";
+  return mRow->isAlive ? "is in step" : "is stale: the client does not refresh its stamp";
+}
+
+void RemoteClient::putTogether() {
+  if (!isWhole() || mSiteState != cAlive) {
     if (mWhole) mWhole->name = nameOf(mLastName);
     return;
   }

@@ -41,6 +41,8 @@ class RemoteClient {
 
   /// The row as it is known; nothing until it has been known whole once.
   const std::optional<MirroredRow>& row() const { return mWhole; }
+  /// How it is, as the rest of a sentence.
+  std::string condition() const;
 
  private:
   void takeTail(const std::string& tail, std::string_view payload);
@@ -50,7 +52,9 @@ class RemoteClient {
   const std::string mSite;
   const std::string mID;
   const SiteTopics mTopics;
-  bool mIsSiteAlive = false;
+  bool isWhole() const;
+
+  std::string mSiteState;  // empty: nothing is known of it
   std::optional<RowMessage> mRow;
   std::map<tools::ValuePlace, float> mNumbers;
   std::map<tools::ValuePlace, std::string> mTexts;

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "tools/Value.h"
 
@@ -40,6 +41,11 @@ class SiteTopics {
   /// What the bridge sends to itself alone, to learn that it has got all that came before.
   std::string echo() const { return mRoot + "echo"; }
   std::string all() const { return mRoot + "#"; }
+  /// What the bridge publishes, as filters; what is to be set is none of it.
+  std::vector<std::string> own() const {
+    const std::string clients = mRoot + "clients/+";
+    return {host(), echo(), clients, clients + "/+", clients + "/+/+"};
+  }
   std::string client(std::string_view id) const { return mRoot + "clients/" + escaped(id); }
   std::string value(std::string_view id, const tools::ValuePlace& place) const {
     return client(id) + "/" + placeTail(place);

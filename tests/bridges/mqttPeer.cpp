@@ -10,6 +10,7 @@
 //   mqttPeer COUNT RATE     whose parameter 110 each sets so often a second
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
 
 #include <poll.h>
 #include <unistd.h>
@@ -39,6 +40,14 @@ bool isInputOpen(int milliseconds) {
   return poll(&input, 1, milliseconds) <= 0;
 }
 
+std::string sumOf(const LIPC::ClientEntry& row) {
+  std::string all(reinterpret_cast<const char*>(row.offlineParameters),
+                  sizeof row.offlineParameters);
+  for (const LIPC::SHMString& text : row.strings)
+    all += std::string(text.current()) + '\0';
+  return std::to_string(std::hash<std::string>()(all));
+}
+
 void watch(const char* id, int index) {
   std::string said;
   while (isInputOpen(1)) {
@@ -47,7 +56,7 @@ void watch(const char* id, int index) {
     const LIPC::ClientEntry* row = table.get() != nullptr ? table->getClientEntry(id) : nullptr;
     if (row != nullptr)
       now = std::to_string(LIPC::loadRelaxed(row->offlineParameters[index])) + " " +
-            std::string(row->nameView());
+            std::string(row->nameView()) + " " + sumOf(*row);
     if (now == said) continue;
     said = now;
     dprintf(STDOUT_FILENO, "%lld %s\n",
