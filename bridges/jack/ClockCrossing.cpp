@@ -50,7 +50,7 @@ void ClockCrossing::follow(const ForeignClock::Block& newest) {
   const long long ahead = newest.stamp - mLast.stamp;
   const bool isNext = mIsInStep && newest.frames == mLast.frames && ahead >= 0 &&
                       ahead % newest.frames == 0 &&
-                      ahead <= static_cast<long long>(Pieces::cMost) * newest.frames;
+                      ahead <= static_cast<long long>(Pieces::cMostAtOnce) * newest.frames;
   if (!isNext) {
     if (mIsInStep) ++mRefills;
     if (mTo) mTo->refill();
