@@ -114,6 +114,7 @@ class SessionClock {
 
   void jump(long long stamp, Clock::time_point now) {
     mIsNew = false;
+    mIsFirstWindow = true;
     mRate = mNextRate;
     mOffset = static_cast<double>(stamp) - secondsOf(now) * mRate;
     begin(now);
@@ -130,7 +131,8 @@ class SessionClock {
     if (std::abs(mLowest - mOffset) > cJump) {
       jump(block.stamp, now);
     } else {
-      mOffset += cShare * (mLowest - mOffset);
+      mOffset += (mIsFirstWindow ? 1 : cShare) * (mLowest - mOffset);
+      mIsFirstWindow = false;
       begin(now);
     }
   }
@@ -138,7 +140,8 @@ class SessionClock {
   const std::string mID;
   std::string mFollowed;
   std::optional<LIPC::ShmReadOnly<LIPC::SHMSlices>> mRing;
-  bool mIsNew = true;  // it has not been seen to move yet
+  bool mIsNew = true;          // it has not been seen to move yet
+  bool mIsFirstWindow = true;  // since it jumped
   int mNextRate = 48000;
   std::optional<long long> mStamp;
   // The clock is mOffset + mRate * the steady clock's seconds.

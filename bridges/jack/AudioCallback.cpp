@@ -35,8 +35,9 @@ void AudioCallback::period(const Period& period) noexcept {
     case eDirect:
       direct(period, stamp);
       break;
+    case ePaced:
     case eResampled:
-      resampled(period);
+      throughRings(period, stamp, mMode == ePaced);
       break;
   }
   mIsRunning = false;
@@ -44,7 +45,7 @@ void AudioCallback::period(const Period& period) noexcept {
 
 void AudioCallback::direct(const Period& period, std::int64_t stamp) noexcept {
   const Pieces pieces = Pieces::of(period.frames);
-  if (pieces.count == 0) return silence(period);
+  if (pieces.count == 0 || pieces.arePaced()) return silence(period);
   for (unsigned start = 0; start < period.frames; start += pieces.frames) {
     for (unsigned c = 0; c < mInputs; ++c) {
       if (period.in[c] != nullptr) {
@@ -61,18 +62,23 @@ void AudioCallback::direct(const Period& period, std::int64_t stamp) noexcept {
   }
 }
 
-void AudioCallback::resampled(const Period& period) noexcept {
+/// Where the blocks are paced, what has come since the last period is the next one, or parts of it
+/// that came too late.
+void AudioCallback::throughRings(const Period& period, std::int64_t stamp, bool isPaced) noexcept {
   // Where nobody takes them they have no room, and are lost.
   mToSession.write(period.frames, [&](unsigned c, unsigned i) noexcept {
     return period.in[c] != nullptr ? period.in[c][i] : 0.0F;
   });
-  const bool isRead =
-      mFromSession.read(period.frames, [&](unsigned c, unsigned i, float sample) noexcept {
-        if (period.out[c] != nullptr) period.out[c][i] = sample;
-      });
+  const bool isLate = isPaced && mFromSession.fill() != period.frames;
+  const bool isRead = !isLate && mFromSession.read(period.frames, [&](unsigned c, unsigned i,
+                                                                      float sample) noexcept {
+    if (period.out[c] != nullptr) period.out[c][i] = sample;
+  });
   if (!isRead) silence(period);
+  if (isLate) mFromSession.skip(mFromSession.fill());
   ++mMarkTurn;
   mMarkTime = static_cast<std::int64_t>(period.microseconds);
+  mMarkStamp = stamp;
   mMarkFrames = period.frames;
   mMarkWritten = mToSession.written();
   mMarkTaken = mFromSession.taken();
@@ -88,7 +94,7 @@ void AudioCallback::silence(const Period& period) const noexcept {
 AudioCallback::Mark AudioCallback::mark() const {
   for (;;) {
     const std::uint32_t turn = mMarkTurn;
-    const Mark mark{mMarkTime, mMarkFrames, mMarkWritten, mMarkTaken};
+    const Mark mark{mMarkTime, mMarkStamp, mMarkFrames, mMarkWritten, mMarkTaken};
     if (turn % 2 == 0 && turn == mMarkTurn) return mark;
     std::this_thread::yield();
   }

@@ -25,14 +25,15 @@ struct Period {
 ///   eDirect      the session counts this server's frames: each period is traded within the
 ///   callback,
 ///                in equal pieces, under the stamps of JACK's frame time
-///   eResampled   the session counts another clock: the period goes into a ring and comes out of
-///                one, and a thread of ClockCrossing does the rest
+///   ePaced       the same, for periods of more than three pieces: they go into a ring and come out
+///                of one, and a thread of PacedBlocks does the rest
+///   eResampled   the session counts another clock: the same with a thread of ClockCrossing
 ///
 /// Threads: `period` on JACK's audio thread; it neither allocates, locks, logs nor waits. `begin`
 /// while no period comes. The others on one thread of the application's.
 class AudioCallback {
  public:
-  enum eMode { eSilent, eDirect, eResampled };
+  enum eMode { eSilent, eDirect, ePaced, eResampled };
 
   /// Frames that may lie in a ring: the longest periods of JACK and of the session, and then some.
   static constexpr unsigned cRingFrames = 32768;
@@ -47,10 +48,11 @@ class AudioCallback {
 
   void period(const Period& period) noexcept LIPC_NONBLOCKING;
 
-  /// The newest period in eResampled. `written`, `taken`: of the rings, when it was over.
+  /// The newest period in ePaced or eResampled. `written`, `taken`: of the rings, when it was over.
   struct Mark {
     std::int64_t microseconds = 0;  // 0: none yet
-    std::int64_t frames = 0;        // of a period
+    std::int64_t stamp = 0;
+    std::int64_t frames = 0;
     std::int64_t written = 0;
     std::int64_t taken = 0;
   };
@@ -58,12 +60,13 @@ class AudioCallback {
 
   FrameRing& toSession() { return mToSession; }
   FrameRing& fromSession() { return mFromSession; }
-  /// For the thread of eResampled; no period trades then.
+  /// For the thread of ePaced or eResampled; no period trades then.
   BlockTrade& trade() { return mTrade; }
 
  private:
   void direct(const Period& period, std::int64_t stamp) noexcept LIPC_NONBLOCKING;
-  void resampled(const Period& period) noexcept LIPC_NONBLOCKING;
+  void throughRings(const Period& period, std::int64_t stamp,
+                    bool isPaced) noexcept LIPC_NONBLOCKING;
   void silence(const Period& period) const noexcept LIPC_NONBLOCKING;
 
   const unsigned mInputs;
@@ -76,6 +79,7 @@ class AudioCallback {
   std::atomic<bool> mIsRunning{false};
   std::atomic<std::uint32_t> mMarkTurn{0};  // odd while the mark is written
   std::atomic<std::int64_t> mMarkTime{0};
+  std::atomic<std::int64_t> mMarkStamp{0};
   std::atomic<std::int64_t> mMarkFrames{0};
   std::atomic<std::int64_t> mMarkWritten{0};
   std::atomic<std::int64_t> mMarkTaken{0};

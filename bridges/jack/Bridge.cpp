@@ -21,11 +21,15 @@ constexpr auto cOpenAgain = 1s;
 constexpr auto cPortsLook = 500ms;
 constexpr auto cPatienceForHost = 1s;
 
+std::int64_t microseconds() {
+  return static_cast<std::int64_t>(jack_get_time());
+}
+
 std::string why(unsigned period) {
   if (period < Pieces::cFewestFrames) {
     return fmt::format("blocks of a session have {} frames at the least", Pieces::cFewestFrames);
   }
-  return fmt::format("it cannot be cut into {} or fewer equal blocks of at most {}", Pieces::cMost,
+  return fmt::format("it cannot be cut into equal blocks of {} to {}", Pieces::cFewestPacedFrames,
                      Pieces::cMostFrames);
 }
 
@@ -212,7 +216,12 @@ void Bridge::give() {
   undecide();
   mGives = true;
   setClockText(clockText(mRate, mServer.identity()));
-  mCallback.setMode(AudioCallback::eDirect);
+  const Pieces pieces = Pieces::of(mPeriod);
+  mCallback.setMode(pieces.arePaced() ? AudioCallback::ePaced : AudioCallback::eDirect);
+  if (pieces.arePaced()) {
+    mPaced = std::make_unique<PacedBlocks>(
+        PacedBlocks::Setup{pieces, mRate, microseconds, mServer.raiser()}, mCallback);
+  }
   tellLatency();
 }
 
@@ -226,7 +235,7 @@ void Bridge::follow(const ClockGiver& giver) {
   setup.clock = giver.id;
   setup.sessionRate = giver.rate;
   setup.jackRate = mRate;
-  setup.microseconds = [] { return static_cast<std::int64_t>(jack_get_time()); };
+  setup.microseconds = microseconds;
   setup.raise = mServer.raiser();
   mCrossing = std::make_unique<ClockCrossing>(setup, mCallback, mCallback.trade());
   say("follows the clock of {} ({} Hz), resampled", giver.id, giver.rate);
@@ -236,6 +245,7 @@ void Bridge::follow(const ClockGiver& giver) {
 void Bridge::undecide() {
   mCallback.setMode(AudioCallback::eSilent);
   mCrossing.reset();
+  mPaced.reset();
   mWasRunning = mGives = false;
   setClockText("");
 }

@@ -11,6 +11,7 @@
 #include "bridges/jack/BridgeOptions.h"
 #include "bridges/jack/ClockCrossing.h"
 #include "bridges/jack/JackServer.h"
+#include "bridges/jack/PacedBlocks.h"
 #include "bridges/jack/SessionClient.h"
 #include "tools/Output.h"
 
@@ -63,6 +64,7 @@ class Bridge {
   SessionClient mClient;
   AudioCallback mCallback;
   JackServer mServer;
+  std::unique_ptr<PacedBlocks> mPaced;       // while it gives, with long periods
   std::unique_ptr<ClockCrossing> mCrossing;  // while it follows
   std::string mFollowed;
   std::string mClockText;

@@ -50,7 +50,7 @@ void ClockCrossing::follow(const ForeignClock::Block& newest) {
   const long long ahead = newest.stamp - mLast.stamp;
   const bool isNext = mIsInStep && newest.frames == mLast.frames && ahead >= 0 &&
                       ahead % newest.frames == 0 &&
-                      ahead <= static_cast<long long>(Pieces::cMost) * newest.frames;
+                      ahead <= static_cast<long long>(Pieces::cMostAtOnce) * newest.frames;
   if (!isNext) {
     if (mIsInStep) ++mRefills;
     if (mTo) mTo->refill();
@@ -76,19 +76,19 @@ void ClockCrossing::trade(const ForeignClock::Block& block) {
   mTrade.trade(block.frames, block.stamp);
   if (mFrom && !mFrom->push(mTrade, block.frames, mark, since)) isRight = false;
   if (!isRight) ++mRefills;
-  publish(block.frames);
+  publish(block.frames, static_cast<double>(mark.frames) / mSetup.jackRate);
 }
 
-void ClockCrossing::publish(unsigned frames) {
+void ClockCrossing::publish(unsigned frames, double periodSeconds) {
   const auto sum = [&](double (Crossing::*of)() const) {
     return (mTo ? ((*mTo).*of)() : 0) + (mFrom ? ((*mFrom).*of)() : 0);
   };
-  const int resamplers = (mTo ? 1 : 0) + (mFrom ? 1 : 0);
-  const double slower = std::min(mSetup.jackRate, mSetup.sessionRate);
   mDrift = mTo ? mTo->drift() : -mFrom->drift();
   mFill = sum(&Crossing::fillSeconds);
   mTarget = sum(&Crossing::targetSeconds);
-  mLatency = mTarget + resamplers * Resampler::cDelayFrames / slower;
+  // JACK's frames have their time within a period, and the ring to the session has all of it at
+  // once.
+  mLatency = mTarget - (mTo ? periodSeconds : 0);
   mBlockFrames = frames;
 }
 

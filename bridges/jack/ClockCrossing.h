@@ -21,8 +21,8 @@ namespace jack_bridge {
 ///   JACK's period -> ring -> resampler -> block to the session
 ///   JACK's period <- ring <- resampler <- its answer
 ///
-/// Each ring holds a period and a margin, that to the session a block too, which is what this costs
-/// in latency, beside the resamplers' own delay.
+/// Each ring holds a period and a margin, that to the session a block too. In latency it costs,
+/// from port to port, a period, a block, two margins, and the resamplers' own delay.
 ///
 /// Threads: one of its own, for as long as this object lives; `state` from any.
 class ClockCrossing {
@@ -57,7 +57,7 @@ class ClockCrossing {
   void run();
   void follow(const ForeignClock::Block& newest);
   void trade(const ForeignClock::Block& block);
-  void publish(unsigned frames);
+  void publish(unsigned frames, double periodSeconds);
 
   const Setup mSetup;
   AudioCallback& mCallback;

@@ -7,8 +7,10 @@
 namespace jack_bridge {
 namespace {
 
-/// Further from what it should hold a ring is filled anew: to get there by speed would be heard.
+// Further from what it should hold a ring is filled anew: to get there by speed would take too
+// long.
 constexpr double cFarSeconds = 0.03;
+constexpr double cFarForLongSeconds = 0.005;
 
 }  // namespace
 
@@ -16,7 +18,10 @@ bool Crossing::look(double fill, double target) {
   const bool wasRight = !mIsRefillDue;
   mFill = fill;
   mTarget = target;
-  if (std::abs(fill - target) > cFarSeconds * mJackRate) mIsRefillDue = true;
+  if (std::abs(fill - target) > cFarSeconds * mJackRate ||
+      std::abs(mControl.error()) > cFarForLongSeconds) {
+    mIsRefillDue = true;
+  }
   return !wasRight || !mIsRefillDue;
 }
 

@@ -9,7 +9,7 @@ namespace jack_bridge {
 /// proportional and integral control, slow enough that nobody hears it work.
 ///
 /// A ring that was filled anew holds a little more or less than it should, by how late a thread was
-/// woken just then. So the mean of the first second is what it is kept at.
+/// woken just then. So the mean of the first second is what it is kept at, within 2 ms.
 ///
 /// With the fill's own response (it rises by a second a second per unit of correction that is
 /// missing) the loop is critically damped and settles in about 20 s.
@@ -25,24 +25,29 @@ class FillControl {
       mBias += elapsed / mSinceRefill * (error - mBias);
       return mDrift;
     }
+    mBias = std::clamp(mBias, -cMostBiasSeconds, cMostBiasSeconds);
     const double share = std::min(1.0, elapsed / cSmoothingSeconds);
     mError += share * (error - mBias - mError);
-    mDrift = std::clamp(mDrift + cIntegral * mError * elapsed, -cMost, cMost);
-    return std::clamp(cProportional * mError + mDrift, -cMost, cMost);
+    mDrift = std::clamp(mDrift + cIntegral * mError * elapsed, -cMostDrift, cMostDrift);
+    return std::clamp(cProportional * mError + mDrift, -cMostSpeed, cMostSpeed);
   }
   /// The ring was filled anew: what was learned of the clocks stays.
   void refilled() { mSinceRefill = mBias = mError = 0; }
 
   /// By how much the clock that fills is faster; 1e-6 is a part in a million.
   double drift() const { return mDrift; }
+  /// What the ring holds too many, in seconds, over half a second or so.
+  double error() const { return mError; }
 
  private:
   static constexpr double cFirstSeconds = 1;
+  static constexpr double cMostBiasSeconds = 0.002;
   static constexpr double cSmoothingSeconds = 0.5;
   static constexpr double cRate = 0.25;  // radians per second
   static constexpr double cProportional = 2 * cRate;
   static constexpr double cIntegral = cRate * cRate;
-  static constexpr double cMost = 0.005;  // far more than any two cards differ
+  static constexpr double cMostDrift = 0.0005;  // far more than any two cards differ
+  static constexpr double cMostSpeed = 0.001;   // less than two cents of a half tone
 
   double mSinceRefill = 0;  // seconds
   double mBias = 0;         // seconds

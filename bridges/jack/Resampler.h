@@ -7,15 +7,12 @@ struct SRC_STATE_tag;
 
 namespace jack_bridge {
 
-/// libsamplerate's, for frames of some channels. Allocates, so not for the audio thread.
+/// libsamplerate's, for frames of some channels. Allocates, so not for the audio thread. The length
+/// of its filter shows at the beginning only, when it takes so much more than it gives.
 ///
 /// Threads: one at a time.
 class Resampler {
  public:
-  /// By how many frames at the slower rate it holds back what it gives out: half of the length of
-  /// its filter.
-  static constexpr double cDelayFrames = 46;
-
   /// Throws std::runtime_error where the library has no room for it.
   explicit Resampler(unsigned channels);
   ~Resampler();

@@ -116,8 +116,10 @@ TEST(JackCallback, PeriodsAreCutIntoEqualBlocksOfASession) {
     EXPECT_EQ(cut(whole), std::pair(1U, whole));
   EXPECT_EQ(cut(1536), std::pair(2U, 768U));
   EXPECT_EQ(cut(3072), std::pair(3U, 1024U));
-  EXPECT_EQ(cut(4096), std::pair(4U, 1024U));
-  for (const unsigned none : {0U, 2U, 1031U, 8192U})
+  EXPECT_EQ(cut(8192), std::pair(8U, 1024U));
+  EXPECT_TRUE(Pieces::of(4096).arePaced() && !Pieces::of(3072).arePaced());
+  EXPECT_EQ(Pieces::of(4096).latencyFrames(), 8192U) << "four blocks and the period";
+  for (const unsigned none : {0U, 2U, 1031U, 4099U})
     EXPECT_EQ(cut(none).first, 0U) << none;
 }
 

@@ -103,6 +103,8 @@ TEST(Jack, TheBridgeLivesThroughOtherPeriodsTheServersEndAndTheHosts) {
   EXPECT_TRUE(isHeard(2048));
   EXPECT_TRUE(bridge.waitForLine("periods of 2048 frames in 2 blocks of 1024", 5s));
   EXPECT_TRUE(bridge.waitForLine("4096 frames (85.3 ms)", 5s));
+  EXPECT_TRUE(isHeard(8192));
+  EXPECT_TRUE(bridge.waitForLine("12288 frames (256.0 ms)", 5s)) << "one by one";
   {
     Recorder recorder("two", "lipc-jack:from_session_1");
     recorder.connect("system:capture_2", "lipc-jack:to_session_2");
