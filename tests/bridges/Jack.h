@@ -11,8 +11,6 @@
 namespace support {
 
 constexpr char cJackd[] = "/usr/bin/jackd";
-constexpr float cAmplitude = 0.251188643F;  // of the example tone: -12 dB
-constexpr int cTone = 440;                  // Hz
 
 #define SKIP_WITHOUT_JACK() \
   if (access(support::cJackd, X_OK) != 0) GTEST_SKIP() << "jackd is not installed"

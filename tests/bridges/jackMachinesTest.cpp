@@ -7,7 +7,8 @@ namespace {
 
 using namespace support;
 
-constexpr int cRate = 48000;
+constexpr float cAmplitude = 0.251188643F;  // tone's -12 dB
+constexpr int cRate = 48000, cTone = 440;
 
 /// What the other machine's meter wrote, its first channel; empty where the test is skipped.
 std::vector<float> heardThrough(const std::string& transport, std::string& said) {
