@@ -3,7 +3,7 @@
 # Install rules: libraries with their headers, a CMake package, a pkg-config file, and of what is
 # built besides them the module, the command, its man pages and its completion.
 #
-# Components: runtime (the shared library), development, tools, module.
+# Components: runtime (the shared library), development, tools, bridges, module.
 
 include(CMakePackageConfigHelpers)
 include(cmake/PublicHeaders.cmake)
@@ -81,4 +81,8 @@ if(TARGET lipc_command)
     install(FILES ${completion}/fish RENAME lipc.fish COMPONENT tools
             DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
   endif()
+endif()
+
+if(TARGET lipc_jack)
+  install(TARGETS lipc_jack RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT bridges)
 endif()
