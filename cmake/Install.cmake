@@ -86,3 +86,7 @@ if(TARGET lipc_command)
             DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
   endif()
 endif()
+
+if(TARGET lipc_jack)
+  install(TARGETS lipc_jack RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT bridges)
+endif()

@@ -16,7 +16,10 @@ set(CPACK_RESOURCE_FILE_LICENSE ${PROJECT_SOURCE_DIR}/LICENSE)
 set(CPACK_VERBATIM_VARIABLES ON)
 set(CPACK_PACKAGING_INSTALL_PREFIX ${CMAKE_INSTALL_PREFIX})
 set(CPACK_STRIP_FILES ON)
-set(CPACK_COMPONENTS_ALL runtime development tools module bridges)
+set(CPACK_COMPONENTS_ALL runtime development tools module)
+if(TARGET lipc_jack OR TARGET lipc_mqtt)
+  list(APPEND CPACK_COMPONENTS_ALL bridges)
+endif()
 
 set(CPACK_GENERATOR DEB TGZ)
 set(CPACK_ARCHIVE_COMPONENT_INSTALL OFF)
@@ -57,13 +60,15 @@ is wrong, mends it, certifies processor libraries, and runs a reference host.")
 
 set(CPACK_DEBIAN_BRIDGES_PACKAGE_NAME lipc-bridges)
 set(CPACK_DEBIAN_BRIDGES_PACKAGE_SECTION sound)
-set(CPACK_DEBIAN_BRIDGES_PACKAGE_ENHANCES lipc-tools)
+set(CPACK_DEBIAN_BRIDGES_PACKAGE_DEPENDS
+    "lipc-tools (= ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})")
 set(CPACK_COMPONENT_BRIDGES_DESCRIPTION
 "${CPACK_PACKAGE_DESCRIPTION_SUMMARY} (bridges)
 ${CPACK_PACKAGE_DESCRIPTION}
 .
-This package has what lipc mqtt runs: it publishes a session on an MQTT broker
-and mirrors clients of other machines.")
+This package has lipc jack, a client of a session that is a JACK client too,
+and lipc mqtt, which publishes a session on an MQTT broker and mirrors clients
+of other machines.")
 
 set(CPACK_DEBIAN_MODULE_PACKAGE_NAME vexo-settings)
 set(CPACK_DEBIAN_MODULE_PACKAGE_SECTION sound)
@@ -92,7 +97,11 @@ if(GZIP)
     DEPENDS ${PROJECT_BINARY_DIR}/changelog.Debian
     WORKING_DIRECTORY ${PROJECT_BINARY_DIR})
   add_custom_target(deb_changelog ALL DEPENDS ${changelog})
-  foreach(component RUNTIME DEVELOPMENT TOOLS MODULE BRIDGES)
+  set(components RUNTIME DEVELOPMENT TOOLS MODULE)
+  if("bridges" IN_LIST CPACK_COMPONENTS_ALL)
+    list(APPEND components BRIDGES)
+  endif()
+  foreach(component IN LISTS components)
     string(TOLOWER ${component} folder)
     set(doc ${CMAKE_INSTALL_DATADIR}/doc/${CPACK_DEBIAN_${component}_PACKAGE_NAME})
     set(copyright copyright)

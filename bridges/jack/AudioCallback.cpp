@@ -40,6 +40,7 @@ void AudioCallback::period(const Period& period) noexcept {
       throughRings(period, stamp, mMode == ePaced);
       break;
   }
+  ++mPeriods;
   mIsRunning = false;
 }
 

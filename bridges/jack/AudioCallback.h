@@ -47,6 +47,8 @@ class AudioCallback {
   eMode mode() const { return mMode; }
 
   void period(const Period& period) noexcept LIPC_NONBLOCKING;
+  /// So far.
+  std::uint64_t periods() const { return mPeriods; }
 
   /// The newest period in ePaced or eResampled. `written`, `taken`: of the rings, when it was over.
   struct Mark {
@@ -77,6 +79,7 @@ class AudioCallback {
   FrameRing mFromSession;
   std::atomic<eMode> mMode{eSilent};
   std::atomic<bool> mIsRunning{false};
+  std::atomic<std::uint64_t> mPeriods{0};
   std::atomic<std::uint32_t> mMarkTurn{0};  // odd while the mark is written
   std::atomic<std::int64_t> mMarkTime{0};
   std::atomic<std::int64_t> mMarkStamp{0};

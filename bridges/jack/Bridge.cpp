@@ -72,11 +72,12 @@ void Bridge::run() {
 
 void Bridge::tendServer() {
   const auto now = Clock::now();
-  if (mServer.isOpen() && mServer.isLost()) {
+  if (mServer.isOpen() && (mServer.isLost() || isStandingStill())) {
     undecide();
-    mServer.close();
+    say("the JACK server {} is gone ({}); waiting for it", mServer.serverName(),
+        mServer.isLost() ? mServer.whyNot() : "it has no periods any more");
     mIsServerAwaited = true;
-    say("the JACK server {} is gone ({}); waiting for it", mServer.serverName(), mServer.whyNot());
+    mServer.close();
     mNextOpen = now + cOpenAgain;
   }
   if (!mServer.isOpen() && now >= mNextOpen) {
@@ -97,7 +98,18 @@ void Bridge::tendServer() {
   }
 }
 
+/// Not every libjack says that its server has ended.
+bool Bridge::isStandingStill() {
+  const auto now = Clock::now();
+  if (const std::uint64_t periods = mCallback.periods(); periods != mPeriods) {
+    mPeriods = periods;
+    mLastPeriod = now;
+  }
+  return now - mLastPeriod > cPatience;
+}
+
 void Bridge::serverOpened() {
+  mLastPeriod = Clock::now();
   const unsigned period = mServer.period();
   if (!mHadServer && Pieces::of(period).count == 0) {
     mServer.close();

@@ -42,6 +42,7 @@ class Bridge {
   static constexpr std::chrono::seconds cPatience{5};
 
   void tendServer();
+  bool isStandingStill();
   void serverOpened();
   void look(unsigned period, int rate);
   void tendSession();
@@ -75,6 +76,8 @@ class Bridge {
   bool mIsHostAwaited = false;    // and that was said
   bool mIsClockAwaited = false;   // and that was said
   bool mWasRunning = false;       // of the crossing
+  std::uint64_t mPeriods = 0;
+  Clock::time_point mLastPeriod;
   unsigned mPeriod = 0;
   int mRate = 0;
   Clock::time_point mSince = Clock::now();  // of the last join or leave

@@ -15,6 +15,14 @@ constexpr char cJackd[] = "/usr/bin/jackd";
 #define SKIP_WITHOUT_JACK() \
   if (access(support::cJackd, X_OK) != 0) GTEST_SKIP() << "jackd is not installed"
 
+/// What `tone` plays on its first channel.
+constexpr double cTone = 440;
+constexpr float cAmplitude = 0.251188643F;  // -12 dB
+inline float toneAt(long long stamp, double rate) {
+  const double phase = 2 * std::numbers::pi * cTone / rate * static_cast<double>(stamp);
+  return cAmplitude * static_cast<float>(std::sin(phase));
+}
+
 /// A JACK server without a sound card, under a name of this process's own.
 class JackServer {
  public:

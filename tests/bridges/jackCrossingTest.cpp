@@ -10,7 +10,7 @@ using namespace jack_bridge;
 using namespace support;
 
 /// A server and a session of other clocks; what goes into the session comes back at once.
-struct Crossing : testing::Test {
+struct JackCrossing : testing::Test {
   static constexpr unsigned cPeriod = 256, cBlock = 480;
   static constexpr double cJackRate = 44100 * 1.0001, cSessionRate = 48000;
 
@@ -43,7 +43,7 @@ struct Crossing : testing::Test {
   int refills = 0;
 };
 
-TEST_F(Crossing, AnImpulseCrossesAndComesBackInTheTimeThatIsTold) {
+TEST_F(JackCrossing, AnImpulseCrossesAndComesBackInTheTimeThatIsTold) {
   std::vector<float> in(44100 * 2);
   in[40000] = 1;
   const std::vector<float> out = play(in);

@@ -7,8 +7,7 @@ namespace {
 
 using namespace support;
 
-constexpr float cAmplitude = 0.251188643F;  // tone's -12 dB
-constexpr int cRate = 48000, cTone = 440;
+constexpr int cRate = 48000;
 
 /// What the other machine's meter wrote, its first channel; empty where the test is skipped.
 std::vector<float> heardThrough(const std::string& transport, std::string& said) {
@@ -33,17 +32,12 @@ std::vector<float> heardThrough(const std::string& transport, std::string& said)
 /// A second of it from the sample where it fits best; in how many samples it is the tone.
 int samplesOfTone(const std::vector<float>& heard, std::size_t from) {
   constexpr int cPattern = cRate / 40;  // the tone's samples repeat: 11 periods
-  std::vector<float> tone(cPattern);
-  for (int i = 0; i < cPattern; ++i) {
-    const double phase = 2 * std::numbers::pi * cTone / cRate * i;
-    tone[static_cast<std::size_t>(i)] = cAmplitude * static_cast<float>(std::sin(phase));
-  }
   int best = 0;
   for (int shift = 0; shift < cPattern; ++shift) {
     int count = 0;
     for (int i = 0; i < cRate; ++i) {
-      const float wanted = tone[static_cast<std::size_t>((i + shift) % cPattern)];
-      if (std::abs(heard[from + static_cast<std::size_t>(i)] - wanted) < 1e-6F) ++count;
+      const float off = heard[from + static_cast<std::size_t>(i)] - toneAt(i + shift, cRate);
+      if (std::abs(off) < 1e-6F) ++count;
       if (i == 100 && count < 90) break;
     }
     best = std::max(best, count);

@@ -8,15 +8,6 @@ namespace {
 
 using namespace support;
 
-constexpr float cAmplitude = 0.251188643F;  // tone's -12 dB
-constexpr double cTone = 440;
-
-/// The n-th sample of tone's first channel.
-float toneAt(long long stamp, double rate) {
-  return cAmplitude * static_cast<float>(std::sin(2 * std::numbers::pi * cTone / rate *
-                                                  static_cast<double>(stamp)));
-}
-
 /// The newest stamp that a client has sent.
 long long newestStampOf(const std::string& id) {
   const LIPC::ShmManagedOpen<LIPC::SHMSlices> ring((id + "-send").c_str());
