@@ -58,9 +58,11 @@ if(TARGET VexoSettings)
   install(TARGETS VexoSettings LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/lipc COMPONENT module)
 endif()
 
-if(TARGET lipc_mqtt)
-  install(TARGETS lipc_mqtt RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT bridges)
-endif()
+foreach(bridge lipc_jack lipc_mqtt)
+  if(TARGET ${bridge})
+    install(TARGETS ${bridge} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT bridges)
+  endif()
+endforeach()
 
 if(TARGET lipc_command)
   install(TARGETS lipc_command RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
@@ -85,8 +87,4 @@ if(TARGET lipc_command)
     install(FILES ${completion}/fish RENAME lipc.fish COMPONENT tools
             DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
   endif()
-endif()
-
-if(TARGET lipc_jack)
-  install(TARGETS lipc_jack RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT bridges)
 endif()

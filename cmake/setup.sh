@@ -5,16 +5,12 @@
 
 BUILD_PACKAGES="g++ cmake ninja-build libboost-dev zlib1g-dev juce-modules-source-data
   libcli11-dev nlohmann-json3-dev libfmt-dev libncurses-dev libcpp-httplib-dev pkg-config
-  libmosquitto-dev"
-TEST_PACKAGES="libgtest-dev libboost-thread-dev binutils util-linux scdoc mandoc groff-base
-  python3 tmux mosquitto mosquitto-clients openssl"
-  libcli11-dev nlohmann-json3-dev libfmt-dev libncurses-dev libcpp-httplib-dev pkg-config"
+  libmosquitto-dev libsamplerate0-dev"
 # Whatever JACK is there stays, PipeWire's or JACK 1's: libraries of two kinds do not go together.
 pkg-config --exists jack 2>/dev/null || dpkg-query -W libjack-dev >/dev/null 2>&1 ||
   BUILD_PACKAGES="$BUILD_PACKAGES libjack-jackd2-dev"
-BUILD_PACKAGES="$BUILD_PACKAGES libsamplerate0-dev"
-TEST_PACKAGES="jackd2 jacktrip iproute2 libgtest-dev libboost-thread-dev binutils util-linux scdoc mandoc groff-base
-  python3 tmux"
+TEST_PACKAGES="libgtest-dev libboost-thread-dev binutils util-linux scdoc mandoc groff-base
+  python3 tmux jackd2 jacktrip iproute2 mosquitto mosquitto-clients openssl"
 CI_PACKAGES="clang-format clang-tidy doxygen chromium procps"
 RTSAN_PACKAGES="clang-22 libclang-rt-22-dev"
 # For the preset macos. npm may have come with a Node.js from elsewhere.
