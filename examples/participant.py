@@ -357,27 +357,76 @@ def say(line):
     print(f"participant.py: {line}", flush=True)
 
 
-def blocks():
-    """The stamp of each block when it is due: the samples of the clock, in whole blocks."""
+class SessionClock:
+    """The clock of another client: of the one that it is told, or of the first that says "clock ..." in
+    its string 5, as a bridge to a sound card does. Else the machine's."""
+
+    def __init__(self, told):
+        self.told, self.id, self.ring, self.rate, self.offset = told.encode(), b"", None, RATE, 0.0
+        self.newest, self.moved = None, 0.0
+
+    def look(self, table):
+        """Once a pass: who it is, and its ring, which is another one when it has joined again."""
+        self.forget_ring()
+        for at in range(ROWS, ROWS + ROW_COUNT * ROW_BYTES, ROW_BYTES):
+            string = at + STRINGS + 5 * STRING_BYTES
+            text = table.text(string + 8 + 128 * (table.word(string + 264).value & 1), 128)
+            rate = re.match(rb"clock ([1-9][0-9]{3,6}) Hz", text)
+            row_id = table.text(at, 64)
+            if row_id in (b"", b"Default") or not (row_id == self.told if self.told else rate):
+                continue
+            if row_id != self.id:
+                self.id, self.newest = row_id, None
+            self.rate = int(rate[1]) if rate else RATE
+            with contextlib.suppress(NotNow, UnicodeDecodeError):
+                ring = Segment(row_id.decode() + "-send", RING_BYTES)
+                self.ring = ring if ring.address else None
+            return
+
+    def now(self):
+        """In samples. That client's newest block is where its clock is, or was a moment ago."""
+        machine = time.clock_gettime(CLOCK) * self.rate
+        if self.ring:
+            at = SLICES + self.ring.word(0).value % SLICE_COUNT * SLICE_BYTES
+            stamp = self.ring.word(at + TIME, ctypes.c_int64).value
+            if stamp != self.newest and self.newest is not None:  # the first may be an old one
+                behind = stamp - machine - self.offset
+                self.offset += behind if abs(behind) > 8192 else behind / 50
+                self.moved = time.monotonic()
+            self.newest = stamp
+        if time.monotonic() - self.moved > 5:
+            self.offset = 0.0
+        return machine + self.offset
+
+    def forget_ring(self):
+        if self.ring:
+            self.ring.detach()
+        self.ring = None
+
+
+def blocks(clock):
+    """The stamp of each block when it is due, in whole blocks."""
     stamp = 0
     while True:
-        late = time.clock_gettime(CLOCK) - stamp / RATE
-        if late > 0.5:  # the first one, or the machine slept
-            stamp += int(late * RATE) // SAMPLES * SAMPLES
+        late = (clock.now() - stamp) / clock.rate
+        if abs(late) > 0.5:  # the first one, another clock, or the machine slept
+            stamp += int(late * clock.rate) // SAMPLES * SAMPLES
+            late = 0.0
         time.sleep(max(0.0, -late))
         yield stamp
         stamp += SAMPLES
 
 
-def stay(participant, told):
+def stay(participant, clock, told):
     """Blocks and passes, until there is a reason to leave. Returns it."""
     next_pass = 0.0
-    for stamp in blocks():
+    for stamp in blocks(clock):
         participant.exchange(stamp)
         if time.monotonic() >= next_pass:
             next_pass = time.monotonic() + PASS_SECONDS
             if why := participant.look():
                 return why
+            clock.look(participant.table)
         if told:
             return "it was told to end"
 
@@ -385,7 +434,10 @@ def stay(participant, told):
 def main():
     parser = argparse.ArgumentParser(description="A participant of the session, in Python alone.")
     parser.add_argument("--id", default="python", help="ID of this client (default: python)")
-    own_id = parser.parse_args().id
+    parser.add_argument("--clock", default="", metavar="CLIENT", help="Follow the clock of this client; "
+                        "otherwise the session's first bridge to a sound card gives it, or else the machine")
+    arguments = parser.parse_args()
+    own_id, clock = arguments.id, SessionClock(arguments.clock)
     is_taken = own_id == "Default" or own_id.startswith("LIPC_")
     if not 0 < len(own_id.encode()) <= 64 or "/" in own_id or is_taken:
         parser.error("an ID has 1 to 64 bytes and no slash; LIPC_... and Default are not for clients")
@@ -405,9 +457,10 @@ def main():
         has_joined, said, why = True, "", "of an error"
         say(f"joined as {own_id}")
         try:
-            why = stay(participant, told)
+            why = stay(participant, clock, told)
         finally:
             say(f"leaves: {why}. {participant.answered} of {participant.sent} blocks were answered")
+            clock.forget_ring()
             participant.leave()
     return 0 if has_joined else 1
 

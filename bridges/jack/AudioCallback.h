@@ -40,9 +40,9 @@ class AudioCallback {
 
   AudioCallback(LIPC::Client& client, AnswerWatch& answers, unsigned inputs, unsigned outputs);
 
-  /// A server was opened. See FrameTime.
+  /// A server was opened, and no period has come yet. See FrameTime.
   void begin(int rate, std::int64_t stampOfOther);
-  /// Returns when no period runs in the mode before any more.
+  /// Returns when no period runs in the mode before any more, or after half a second.
   void setMode(eMode mode);
   eMode mode() const { return mMode; }
 

@@ -6,6 +6,9 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
+
+#include <fmt/core.h>
 
 #include "bridges/jack/AudioCallback.h"
 #include "bridges/jack/BridgeOptions.h"
@@ -58,7 +61,9 @@ class Bridge {
   std::int64_t stampOfOther() const;
   std::string whyNoSession() const;
   template <class... Values>
-  void say(fmt::format_string<Values...> format, Values&&... values);
+  void say(fmt::format_string<Values...> format, Values&&... values) {
+    mOutput.print(fmt::format(format, std::forward<Values>(values)...));
+  }
 
   const BridgeOptions mOptions;
   tools::Output mOutput;
