@@ -89,8 +89,9 @@ void Publisher::takeRow(int index, const LIPC::ClientEntry& row) {
   const auto known = mRows.find(index);
   if (known != mRows.end() && known->second.picture.id != now.id) freeRow(index);
   if (!LIPC::ClientID(now.id).isDefined()) return;  // freed just now
-  const auto [owner, isNew] = mRowOf.try_emplace(now.id, index);
-  if (owner->second != index) return;  // the first row of an ID counts
+  const auto owner = mRowOf.try_emplace(now.id, index);
+  const bool isNew = owner.second;
+  if (owner.first->second != index) return;  // the first row of an ID counts
   Client& client = mRows[index];
   if (isNew) {
     now.life = inspect::eLife::eAlive;
