@@ -93,8 +93,9 @@ void Bridge::step(Time now) {
   sendWhatIsDue(now);
   sayWhatWaits(now);
   if (mOptions.countersSeconds > 0 && now >= mNextCounters) printCounters(now);
-  const auto next = std::max(mPublisher.nextLook() - steady_clock::now(), Time::duration{});
-  const auto pause = std::chrono::ceil<milliseconds>(next);
+  const Time next = std::min(mPublisher.nextLook(), mOutbox.nextDue().value_or(Time::max()));
+  const auto pause =
+      std::max(std::chrono::ceil<milliseconds>(next - steady_clock::now()), milliseconds{});
   mLink.run(mLink.isConnected() ? pause : std::max(pause, cLookAway));
 }
 

@@ -34,7 +34,8 @@ std::string passwordOfFile(const std::string& path) {
                          tools::printable(path), tools::printable(path));
   }
   std::string password;
-  for (int c; (c = std::fgetc(file.get())) != EOF && c != '\n' && password.size() < cMostPasswordBytes;)
+  for (int c;
+       (c = std::fgetc(file.get())) != EOF && c != '\n' && password.size() < cMostPasswordBytes;)
     password += static_cast<char>(c);
   if (password.ends_with('\r')) password.pop_back();
   if (!password.empty()) return password;

@@ -80,6 +80,11 @@ std::optional<Outbox::Message> Outbox::next(Time now) const {
   return Message{topic->first, topic->second.payload};
 }
 
+std::optional<Outbox::Time> Outbox::nextDue() const {
+  if (mIsHeld || mQueue.empty() || mUnderWay.size() >= cWindow) return std::nullopt;
+  return mQueue.begin()->first.first;
+}
+
 void Outbox::sent(const std::string& name, int id, Time now) {
   const auto topic = mTopics.find(name);
   if (topic == mTopics.end()) return;

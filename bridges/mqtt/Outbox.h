@@ -46,6 +46,8 @@ class Outbox {
 
   /// The next message that may be sent now; the caller sends it and says `sent` at once.
   std::optional<Message> next(Time now) const;
+  /// When `next` will have one, as far as the pace goes.
+  std::optional<Time> nextDue() const;
   /// `id`: the broker's confirmation will have it.
   void sent(const std::string& topic, int id, Time now);
   void confirmed(int id);

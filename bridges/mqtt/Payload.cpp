@@ -4,6 +4,7 @@
 #include <bit>
 #include <charconv>
 #include <cmath>
+#include <cstdlib>
 #include <optional>
 
 #include <fmt/core.h>
@@ -78,11 +79,13 @@ std::string bytesOf(const std::string& digits) {
 
 /// The float that is written there; nothing where it is no number or none that a float can have.
 std::optional<float> finiteNumber(std::string_view text) {
-  double number = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
-  const auto value = static_cast<float>(number);
-  if (!std::isfinite(value)) return std::nullopt;
+  // As JSON writes numbers: no blanks, no words, no other bases.
+  const bool isDecimal = text.find_first_not_of("0123456789.eE+-") == std::string_view::npos;
+  if (text.empty() || text.front() == '+' || !isDecimal) return std::nullopt;
+  const std::string whole(text);
+  char* end = nullptr;
+  const auto value = static_cast<float>(std::strtod(whole.c_str(), &end));
+  if (end != whole.c_str() + whole.size() || !std::isfinite(value)) return std::nullopt;
   return value;
 }
 

@@ -81,6 +81,7 @@ TEST(MqttOutbox, SendsTheLastOfEachTopicAtItsPaceAndAllAgainAfterAnotherConnecti
   for (const char* value : {"2", "3", "4"})
     outbox.set("b", value);
   EXPECT_EQ(sendAll(false), "") << "too soon";
+  EXPECT_EQ(outbox.nextDue(), now + Outbox::cPace);
   now += Outbox::cPace;
   EXPECT_EQ(sendAll(false), "b=4 ");
   outbox.set("b", "5");

@@ -159,16 +159,17 @@ struct FarSite : Process {
       : Process({LIPC_SANDBOX, script(broker, mirror, id)}) {}
   ~FarSite() {
     closeInput();
-    wait(20s);
+    EXPECT_EQ(wait(20s), 0) << "of the bridge";
   }
   static std::string script(const Broker& broker, const std::string& mirror,
                             const std::string& id) {
-    writeFile("far", "#!/bin/sh\n" LIPC_COMMAND
-                     " host >/dev/null 2>&1 & host=$!\n"
-                     "LIPC_MQTT_PASSWORD=render " LIPC_COMMAND " mqtt" +
-                         broker.options("render") + " --mirror '" + mirror +
-                         "' >&2 & bridge=$!\n" LIPC_MQTT_PEER " '" + id +
-                         "' 40\nkill $bridge; wait $bridge; kill $host; wait\n");
+    writeFile("far",
+              "#!/bin/sh\n" LIPC_COMMAND
+              " host >/dev/null 2>&1 & host=$!\n"
+              "LIPC_MQTT_PASSWORD=render " LIPC_COMMAND " mqtt" +
+                  broker.options("render") + " --mirror '" + mirror +
+                  "' >&2 & bridge=$!\n" LIPC_MQTT_PEER " '" + id +
+                  "' 40\nkill $bridge; wait $bridge; status=$?; kill $host; wait; exit $status\n");
     chmod((cFolder + "/far").c_str(), 0700);
     return cFolder + "/far";
   }
