@@ -124,6 +124,7 @@ BrokerLink::~BrokerLink() {
 
 std::string BrokerLink::errorText(int error) const {
   if (error == MOSQ_ERR_ERRNO) return LIPC::systemErrorText(errno);
+  if (error == MOSQ_ERR_KEEPALIVE) return "it gives no sign of life";
   if (error == MOSQ_ERR_EAI) return "its name cannot be looked up";
   // "OpenSSL Error[0]: error:0A000086:SSL routines::certificate verify failed"
   if (error == MOSQ_ERR_TLS && !mLastError.empty())
@@ -160,7 +161,8 @@ void BrokerLink::configure() {
     // Nobody is there to be asked for the password of a key.
     const auto noPassword = [](char*, int, int, void*) { return 0; };
     if (isOwn || !mOptions.certificate.empty()) {
-      require(mosquitto_tls_set(handle, file(mOptions.authorities), nullptr,
+      // It takes no certificate without authorities: "/" has none, beside the system's.
+      require(mosquitto_tls_set(handle, file(mOptions.authorities), isOwn ? nullptr : "/",
                                 file(mOptions.certificate), file(mOptions.key), noPassword),
               "a certificate or a key");
     }

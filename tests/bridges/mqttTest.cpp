@@ -48,7 +48,7 @@ int freePort() {
   return ntohs(address.sin_port);
 }
 
-/// With TLS, users whose passwords are their names, and an access list; or for everybody.
+/// With TLS both ways, users whose passwords are their names, and an access list; or for everybody.
 struct Broker {
   explicit Broker(const std::string& accessList = "")
       : isTLS(!accessList.empty()), port(std::to_string(freePort())) {
@@ -62,7 +62,7 @@ struct Broker {
         shell("mosquitto_passwd -b " + cFolder + "/users " + user + " " + user);
       text += "cafile " + cFolder + "/ca.pem\ncertfile " + cFolder + "/server.pem\nkeyfile " +
               cFolder + "/server.key\npassword_file " + cFolder + "/users\nacl_file " + cFolder +
-              "/access\n";
+              "/access\nrequire_certificate true\n";
     } else {
       text += "allow_anonymous true\n";
     }
@@ -85,11 +85,18 @@ struct Broker {
   }
   /// How a bridge of this site reaches it.
   std::string options(const std::string& site) const {
-    const std::string user = " --ca " + cFolder + "/ca.pem --user " + site;
+    const std::string user = pair() + " --user " + site;
     return " --broker localhost:" + port + " --site " + site + (isTLS ? user : "");
   }
+  static std::string pair() {
+    return " --cert " + cFolder + "/server.pem --key " + cFolder + "/server.key";
+  }
+  /// The start of a command line, with the password and what the system trusts.
+  static std::string variables(const std::string& site) {
+    return "LIPC_MQTT_PASSWORD=" + site + " SSL_CERT_FILE=" + cFolder + "/ca.pem ";
+  }
   std::string clientOptions(const std::string& user) const {
-    const std::string who = " --cafile " + cFolder + "/ca.pem -u " + user + " -P " + user;
+    const std::string who = pair() + " --cafile " + cFolder + "/ca.pem -u " + user + " -P " + user;
     return " -h localhost -p " + port + (isTLS ? who : "");
   }
 
@@ -101,8 +108,8 @@ struct Broker {
 struct Bridge : Process {
   Bridge(const Broker& broker, const std::string& site, const std::string& more = "")
       : Process({"/bin/sh", "-c",
-                 "LIPC_MQTT_PASSWORD=" + site + " exec " LIPC_COMMAND " mqtt" +
-                     broker.options(site) + " " + more}) {
+                 Broker::variables(site) + " exec " LIPC_COMMAND " mqtt" + broker.options(site) +
+                     " " + more}) {
     EXPECT_TRUE(waitForLine("broker   connected to localhost:" + broker.port, 20s)) << output();
   }
 };
@@ -164,11 +171,9 @@ struct FarSite : Process {
   static std::string script(const Broker& broker, const std::string& mirror,
                             const std::string& id) {
     writeFile("far",
-              "#!/bin/sh\n" LIPC_COMMAND
-              " host >/dev/null 2>&1 & host=$!\n"
-              "LIPC_MQTT_PASSWORD=render " LIPC_COMMAND " mqtt" +
-                  broker.options("render") + " --mirror '" + mirror +
-                  "' >&2 & bridge=$!\n" LIPC_MQTT_PEER " '" + id +
+              "#!/bin/sh\n" LIPC_COMMAND " host >/dev/null 2>&1 & host=$!\n" +
+                  Broker::variables("render") + LIPC_COMMAND " mqtt" + broker.options("render") +
+                  " --mirror '" + mirror + "' >&2 & bridge=$!\n" LIPC_MQTT_PEER " '" + id +
                   "' 40\nkill $bridge; wait $bridge; status=$?; kill $host; wait; exit $status\n");
     chmod((cFolder + "/far").c_str(), 0700);
     return cFolder + "/far";
@@ -240,8 +245,9 @@ TEST_F(Mqtt, NobodySetsWhatHeMayNotSetOrWhatNoRowCanHave) {
   const auto publish = [&](const std::string& tail, const std::string& payload,
                            const std::string& more = " -u stranger -P stranger") {
     writeFile("payload", payload);
-    shell("mosquitto_pub -q 1 -h localhost -p " + broker.port + " --cafile " + cFolder +
-          "/ca.pem -t 'lipc/desk/clients/Desk%201/" + tail + "' -f " + cFolder + "/payload" + more);
+    shell("mosquitto_pub -q 1 -h localhost -p " + broker.port + Broker::pair() + " --cafile " +
+          cFolder + "/ca.pem -t 'lipc/desk/clients/Desk%201/" + tail + "' -f " + cFolder +
+          "/payload" + more);
   };
   const auto value = [&](int index) { return host.session().entries[0].offlineParameters[index]; };
   const auto text = [&] { return std::string(host.session().entries[0].strings[5].current()); };
@@ -276,10 +282,11 @@ TEST_F(Mqtt, NobodySetsWhatHeMayNotSetOrWhatNoRowCanHave) {
   // Neither the two that no filter asks for, nor what the broker itself refuses, ever come here.
   EXPECT_TRUE(desk.waitForLine("3 taken, 11 dropped", 10s)) << desk.output();
 
-  const auto says = [&](const std::string& options, const std::string& sentence) {
+  const auto says = [&](const std::string& options, const std::string& sentence,
+                        const std::string& name = "localhost") {
     Process bridge({"/bin/sh", "-c",
-                    "exec " LIPC_COMMAND " mqtt --broker localhost:" + broker.port +
-                        " --site other --ca " + cFolder + options});
+                    "exec " LIPC_COMMAND " mqtt --broker " + name + ":" + broker.port +
+                        " --site other" + Broker::pair() + " --ca " + cFolder + options});
     EXPECT_TRUE(bridge.waitForLine(sentence, 15s)) << bridge.output();
   };
   writeFile("wrong", "wrong\n");
@@ -287,6 +294,8 @@ TEST_F(Mqtt, NobodySetsWhatHeMayNotSetOrWhatNoRowCanHave) {
   says("/ca.pem --user desk --password-file " + cFolder + "/wrong", "not authorised");
   says("/other.pem --user stranger --password-file " + cFolder + "/right",
        "certificate verify failed");
+  says("/ca.pem --user stranger --password-file " + cFolder + "/right", "certificate verify failed",
+       "127.0.0.1");
   says("/ca.pem --user stranger --password-file " + cFolder + "/right",
        "does not let this program read under lipc/other/#");
   says("/ca.pem --protocol 5 --user stranger --password-file " + cFolder + "/right",
