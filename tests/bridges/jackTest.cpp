@@ -119,7 +119,7 @@ TEST(Jack, TheBridgeLivesThroughOtherPeriodsTheServersEndAndTheHosts) {
   EXPECT_TRUE(bridge.waitForLine("joined as jack", 10s)) << bridge.output();
   EXPECT_TRUE(isHeard(256)) << bridge.output();
   server.reset();
-  server.emplace("two", 48000, 2);
+  server.emplace("two", 8000, 2);
   EXPECT_TRUE(
       bridge.waitForLine("periods of 2 frames: silence, since blocks of a session have", 10s));
 }
@@ -156,7 +156,7 @@ TEST(Jack, ABridgeOnAnotherServerFollowsTheFirstOnesClock) {
 
 TEST(Jack, WhatCannotBeIsRefusedInASentence) {
   SKIP_WITHOUT_JACK();
-  JackServer server("few", 48000, 2);
+  JackServer server("few", 8000, 2);
   const auto expect = [](const std::vector<std::string>& options, int status, const char* said) {
     Bridge bridge("few", options);
     EXPECT_TRUE(bridge.waitForLine(said, 10s)) << bridge.output();
