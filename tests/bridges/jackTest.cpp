@@ -73,6 +73,14 @@ TEST(Jack, AToneIsAtJacksPortsSampleBySampleFourBlocksAfterItsStamps) {
     return newestStampOf("jack") != 0 && newestStampOf("jack") == newestStampOf("second");
   })) << "one clock";
   EXPECT_TRUE(second.waitForLine(" %, xruns ", 5s)) << second.output();
+
+  Process told({LIPC_EXAMPLES "/meter", "--id", "told", "--clock", "second"});
+  EXPECT_TRUE(eventually(10s, [] {
+    return newestStampOf("told") != 0 &&
+           std::abs(newestStampOf("told") - newestStampOf("second")) < 2048;
+  })) << "the clock that it is told";
+  Process waits({LIPC_EXAMPLES "/tone", "--clock", "nobody"});
+  EXPECT_TRUE(waits.waitForLine("waiting for the clock of nobody", 10s));
   bridge.signal(SIGINT);
   EXPECT_EQ(bridge.wait(10s), 0);
 }
