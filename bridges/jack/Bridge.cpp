@@ -74,7 +74,8 @@ void Bridge::tendServer() {
     if (mServer.open([this] { return stampOfOther(); })) {
       serverOpened();
     } else if (!mIsServerAwaited) {
-      say("waiting for the JACK server {}: {}", mServer.serverName(), mServer.whyNot());
+      say("waiting for the JACK server {}: {}. Where it is PipeWire's: pw-jack lipc jack",
+          mServer.serverName(), mServer.whyNot());
       mIsServerAwaited = true;
     }
     mNextOpen = Clock::now() + cOpenAgain;

@@ -40,7 +40,7 @@ void PacedBlocks::tradeWhatIsDue() {
   }
   const double since = static_cast<double>(mSetup.microseconds() - mark.microseconds) / 1e6;
   for (; mDone < pieces.count && mDone * pieces.frames <= since * mSetup.rate; ++mDone)
-    trade(mPeriod + mDone * pieces.frames);
+    trade(mPeriod + std::int64_t{mDone} * pieces.frames);
 }
 
 void PacedBlocks::trade(long long stamp) {

@@ -5,6 +5,7 @@
 #include <numbers>
 
 #include <jack/jack.h>
+#include <sys/resource.h>
 
 #include "tests/support/Process.h"
 
@@ -14,6 +15,10 @@ constexpr char cJackd[] = "/usr/bin/jackd";
 
 #define SKIP_WITHOUT_JACK() \
   if (access(support::cJackd, X_OK) != 0) GTEST_SKIP() << "jackd is not installed"
+
+/// Audio keeps time where the machine is busy: these tests and what they start come first, where
+/// the system lets them.
+inline const bool sComesFirst = setpriority(PRIO_PROCESS, 0, -15) == 0;
 
 /// What `tone` plays on its first channel.
 constexpr double cTone = 440;

@@ -73,6 +73,14 @@ TEST(Jack, AToneIsAtJacksPortsSampleBySampleFourBlocksAfterItsStamps) {
     return newestStampOf("jack") != 0 && newestStampOf("jack") == newestStampOf("second");
   })) << "one clock";
   EXPECT_TRUE(second.waitForLine(" %, xruns ", 5s)) << second.output();
+
+  Process told({LIPC_EXAMPLES "/meter", "--id", "told", "--clock", "second"});
+  EXPECT_TRUE(eventually(10s, [] {
+    return newestStampOf("told") != 0 &&
+           std::abs(newestStampOf("told") - newestStampOf("second")) < 2048;
+  })) << "the clock that it is told";
+  Process waits({LIPC_EXAMPLES "/tone", "--clock", "nobody"});
+  EXPECT_TRUE(waits.waitForLine("waiting for the clock of nobody", 10s));
   bridge.signal(SIGINT);
   EXPECT_EQ(bridge.wait(10s), 0);
 }
@@ -119,7 +127,7 @@ TEST(Jack, TheBridgeLivesThroughOtherPeriodsTheServersEndAndTheHosts) {
   EXPECT_TRUE(bridge.waitForLine("joined as jack", 10s)) << bridge.output();
   EXPECT_TRUE(isHeard(256)) << bridge.output();
   server.reset();
-  server.emplace("two", 48000, 2);
+  server.emplace("two", 8000, 2);
   EXPECT_TRUE(
       bridge.waitForLine("periods of 2 frames: silence, since blocks of a session have", 10s));
 }
@@ -156,7 +164,7 @@ TEST(Jack, ABridgeOnAnotherServerFollowsTheFirstOnesClock) {
 
 TEST(Jack, WhatCannotBeIsRefusedInASentence) {
   SKIP_WITHOUT_JACK();
-  JackServer server("few", 48000, 2);
+  JackServer server("few", 8000, 2);
   const auto expect = [](const std::vector<std::string>& options, int status, const char* said) {
     Bridge bridge("few", options);
     EXPECT_TRUE(bridge.waitForLine(said, 10s)) << bridge.output();
