@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "lipc/realtime/BlockExchange.h"
+#include "lipc/session/ClientBuffer.h"
 #include "lipc/session/SessionNames.h"
 
 namespace jack_bridge {
@@ -13,8 +14,15 @@ using LIPC::BlockExchange;
 
 struct AnswerWatch::Ring {
   explicit Ring(const std::string& id)
-      : segment((id + LIPC::cReturnSuffix).c_str()), ring(segment.get(), segment.mappedBytes()) {}
+      : buffer(id.c_str()),
+        segment((id + LIPC::cReturnSuffix).c_str()),
+        ring(segment.get(), segment.mappedBytes()) {
+    // The audio thread meets no page fault.
+    buffer.populate();
+    segment.populate();
+  }
 
+  LIPC::ShmManagedOpen<LIPC::ClientBuffer> buffer;
   LIPC::ShmManagedOpen<LIPC::SHMSlices> segment;
   LIPC::MappedRing ring;
   unsigned blocksSoFar = 0;  // of the thread that trades
@@ -37,6 +45,16 @@ void AnswerWatch::detach() {
   while (mIsLooking)
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
   mRing.reset();
+}
+
+bool AnswerWatch::hasRoom() noexcept {
+  mIsLooking = true;
+  const Ring* const open = mOpen;
+  const bool isFull = open != nullptr && open->buffer.get() != nullptr &&
+                      open->buffer->newDataQueue.size() >= LIPC::ValueQueue::cSlotCount - 1;
+  if (isFull) ++mLate;
+  mIsLooking = false;
+  return !isFull;
 }
 
 void AnswerWatch::look(long long stamp, unsigned frames) noexcept {

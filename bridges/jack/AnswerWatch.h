@@ -13,10 +13,12 @@
 namespace jack_bridge {
 
 /// Counts the answers that a client of this process did not get, by a look of its own into its
-/// "-return" ring: processLIPC gives silence in their place and does not say so.
+/// "-return" ring: processLIPC gives silence in their place and does not say so. Where the host
+/// reads no blocks it would print a line for each, which is nothing for an audio thread: so ask
+/// `hasRoom` before.
 ///
-/// Threads: `attach` and `detach` by the client's callbacks, `look` by the thread that trades
-/// blocks, the counters by any.
+/// Threads: `attach` and `detach` by the client's callbacks, `hasRoom` and `look` by the thread
+/// that trades blocks, the counters by any.
 class AnswerWatch {
  public:
   AnswerWatch();
@@ -27,11 +29,13 @@ class AnswerWatch {
   /// It is about to leave. Waits for a look that is under way.
   void detach();
 
+  /// Whether the host can be told of another block. A block that it cannot counts as late.
+  bool hasRoom() noexcept LIPC_NONBLOCKING;
   /// Behind the call that traded the block of that stamp and size. The first four blocks of a join
   /// have no answer yet and are not looked for.
   void look(long long stamp, unsigned frames) noexcept LIPC_NONBLOCKING;
 
-  /// The host had not answered yet.
+  /// The host had not answered yet, or does not read blocks.
   std::uint64_t late() const { return mLate; }
   /// No slot had the stamp: the stamps jumped.
   std::uint64_t missing() const { return mMissing; }

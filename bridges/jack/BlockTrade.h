@@ -34,11 +34,12 @@ class BlockTrade {
   /// Trades what the first `inputs` channels hold; the first `outputs` then hold the answer, or
   /// silence where there is none, also while the client is not in the session.
   void trade(unsigned frames, long long stamp) noexcept LIPC_NONBLOCKING {
-    const bool wasConnected = mClient.isConnected();
-    mClient.processLIPC(mChannels.data(), static_cast<int>(frames), static_cast<int>(mInputs), 0,
-                        stamp, nullptr, 0, nullptr, 0, false);
-    // Where the client was out at either end the call may have touched nothing.
-    if (wasConnected && mClient.isConnected()) return mAnswers.look(stamp, frames);
+    const bool isIn = mClient.isConnected() && mAnswers.hasRoom();
+    if (isIn)
+      mClient.processLIPC(mChannels.data(), static_cast<int>(frames), static_cast<int>(mInputs), 0,
+                          stamp, nullptr, 0, nullptr, 0, false);
+    // Where it is out by now, the call may have touched nothing.
+    if (isIn && mClient.isConnected()) return mAnswers.look(stamp, frames);
     for (unsigned c = 0; c < mOutputs; ++c)
       std::fill_n(mChannels[c], frames, 0.0F);
   }
