@@ -27,7 +27,7 @@ using httplib::Response;
 using std::chrono::milliseconds;
 
 constexpr milliseconds cPictureLimit{3000};
-constexpr milliseconds cKeepAlive{1000};  // a reader that went away is noticed by then
+constexpr milliseconds cKeepAlive{1000};    // a reader that went away is noticed by then
 constexpr milliseconds cReadTimeout{1000};  // of a request that was sent by half
 constexpr int cBacklog = 128;
 constexpr int cSendBufferBytes = 64 * 1024;  // so that no old levels pile up for a slow reader
