@@ -20,11 +20,16 @@ void AudioCallback::begin(int rate, std::int64_t stampOfOther) {
 }
 
 void AudioCallback::setMode(eMode mode) {
-  mMode = mode;
+  mMode = eSilent;
   // A server that ended may have taken its thread along in the middle of a period.
   constexpr int cMostMS = 500;
   for (int waited = 0; mIsRunning && waited < cMostMS; ++waited)
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  if (mode == eSilent) return;
+  mToSession.clear();
+  mFromSession.clear();
+  mMarkTime = 0;
+  mMode = mode;
 }
 
 void AudioCallback::period(const Period& period) noexcept {

@@ -42,7 +42,8 @@ class AudioCallback {
 
   /// A server was opened, and no period has come yet. See FrameTime.
   void begin(int rate, std::int64_t stampOfOther);
-  /// Returns when no period runs in the mode before any more, or after half a second.
+  /// Returns when no period runs in the mode before any more, or after half a second. The rings are
+  /// then empty and there is no mark. No other thread uses them meanwhile.
   void setMode(eMode mode);
   eMode mode() const { return mMode; }
 

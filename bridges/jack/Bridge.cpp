@@ -51,7 +51,7 @@ void Bridge::run() {
     tendSession();
     if (const auto now = Clock::now(); now >= mNextClock) {
       mNextClock = now + cClockLook;
-      tendClock();
+      if (!mClient.retakeID()) tendClock();
     }
     if (mOptions.status && Clock::now() >= mNextStatus) sayStatus();
     std::this_thread::sleep_for(cPass);

@@ -91,7 +91,9 @@ void Bridge::follow(const ClockGiver& giver) {
   setup.microseconds = microseconds;
   setup.raise = mServer.raiser();
   mCrossing = std::make_unique<ClockCrossing>(setup, mCallback, mCallback.trade());
-  say("follows the clock of {} ({} Hz), resampled", giver.id, giver.rate);
+  const bool isNamed = giver.text.starts_with("clock ");
+  say("follows the clock of {} ({} Hz{}), resampled", giver.id, giver.rate,
+      isNamed ? "" : ", assumed: it names no rate");
 }
 
 /// Nothing is traded until it is known again which clock counts.

@@ -59,6 +59,8 @@ class FrameRing {
     return true;
   }
 
+  /// Forgets what is in it, while nobody writes or reads.
+  void clear() { mTaken = mWritten.load(); }
   /// Takes so many frames, or all, without a look at them.
   void skip(unsigned frames) noexcept LIPC_NONBLOCKING {
     mTaken.store(mTaken.load(std::memory_order_relaxed) + std::min(frames, fill()),

@@ -14,11 +14,19 @@
 namespace jack_bridge {
 namespace {
 
-/// JACK's client name: the bridge's ID, cut to what JACK takes.
+/// JACK's client name: the bridge's ID, cut to what JACK takes, between two characters of UTF-8.
 std::string clientNameOf(const std::string& id) {
   std::string name = "lipc-" + id;
   std::replace(name.begin(), name.end(), ':', '_');  // stands between a client and its port
-  name.resize(std::min(name.size(), static_cast<std::size_t>(jack_client_name_size()) - 1));
+  constexpr std::size_t cMost = 63;  // JACK 2's library says one more than its server takes
+  const auto said = static_cast<std::size_t>(jack_client_name_size()) - 1;
+  std::size_t length = std::min({name.size(), cMost, said});
+  const auto isWithin = [&](std::size_t at) {
+    return at < name.size() && (static_cast<unsigned char>(name[at]) & 0xC0U) == 0x80U;
+  };
+  while (isWithin(length))
+    --length;
+  name.resize(length);
   return name;
 }
 

@@ -46,8 +46,11 @@ void PacedBlocks::tradeWhatIsDue() {
 void PacedBlocks::trade(long long stamp) {
   BlockTrade& block = mCallback.trade();
   const unsigned frames = mSetup.pieces.frames;
-  mCallback.toSession().read(
+  const bool isThere = mCallback.toSession().read(
       frames, [&](unsigned c, unsigned i, float sample) noexcept { block.channel(c)[i] = sample; });
+  // The channels hold the last answer.
+  for (unsigned c = 0; !isThere && c < block.inputs(); ++c)
+    std::fill_n(block.channel(c), frames, 0.0F);
   block.trade(frames, stamp);
   mCallback.fromSession().write(
       frames, [&](unsigned c, unsigned i) noexcept { return block.channel(c)[i]; });

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: BSL-1.0
 #pragma once
 
-#include <atomic>
-
 #include "bridges/jack/AnswerWatch.h"
 #include "bridges/jack/BridgeOptions.h"
 #include "lipc/client/Client.h"
@@ -19,17 +17,18 @@ class SessionClient final : public LIPC::Client {
   ~SessionClient() override;
 
   AnswerWatch& answers() { return mAnswers; }
-  /// Joins so far.
-  int joins() const { return mJoins; }
+  /// Takes the ID that it was to have, where it had to join under another and nobody has it any
+  /// more: the client leaves and joins again. True when it does.
+  bool retakeID();
 
   void onLIPCConnectionEstablished() override;
   void onLIPCConnectionToBeRemoved() override;
 
  private:
-  void connectTo(const std::string& id, const BridgeOptions& options);
+  void connectTo(const std::string& id);
 
+  const BridgeOptions mOptions;
   AnswerWatch mAnswers;
-  std::atomic<int> mJoins{0};
 };
 
 }  // namespace jack_bridge

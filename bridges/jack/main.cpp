@@ -6,6 +6,8 @@
 #include <CLI/CLI.hpp>
 
 #include "bridges/jack/Bridge.h"
+#include "lipc/session/ClientID.h"
+#include "lipc/session/SessionNames.h"
 #include "tools/CommandName.h"
 #include "tools/ExitStatus.h"
 #include "tools/Failure.h"
@@ -20,6 +22,13 @@ std::string isType(const std::string& type) {
   return type.size() == 4 ? "" : "a type has four characters";
 }
 
+std::string isID(const std::string& id) {
+  if (id.empty() || id.size() > LIPC::ClientID::cCharacters) return "an ID has 1 to 64 bytes";
+  if (id.find('/') != std::string::npos) return "an ID has no slash";
+  if (!LIPC::ClientID(id).isDefined() || LIPC::isSessionWideName(id)) return "no client's ID";
+  return "";
+}
+
 void describe(CLI::App& app, jack_bridge::BridgeOptions& options) {
   app.add_option("--in", options.inputs, "Ports to_session_1 and so on: channels into the session")
       ->check(CLI::Range(0, cMostChannels))
@@ -29,7 +38,7 @@ void describe(CLI::App& app, jack_bridge::BridgeOptions& options) {
       ->check(CLI::Range(0, cMostChannels))
       ->capture_default_str();
   app.add_option("--id", options.id, "ID of this client; in JACK it is lipc-ID")
-      ->check([](const std::string& id) { return id.empty() ? "an ID is not empty" : ""; })
+      ->check(isID)
       ->capture_default_str();
   app.add_option("--name", options.name, "Its name, for people")->capture_default_str();
   app.add_option("--type", options.type, "Its four-character type")
@@ -54,6 +63,7 @@ void describe(CLI::App& app, jack_bridge::BridgeOptions& options) {
       ->each([&](const std::string&) { options.autoconnectPhysical = true; });
   app.add_option("--clock", options.clock,
                  "Follow the clock of this client; otherwise the session's first bridge gives it")
+      ->check(isID)
       ->type_name("ID");
   app.add_flag("--status", options.status, "Print a line each second");
   app.footer(
@@ -69,6 +79,8 @@ int run(CLI::App& app, int argc, char** argv) {
     app.parse(argc, argv);
     if (options.inputs + options.outputs == 0)
       throw CLI::ValidationError("--in and --out", "a bridge has at least one channel");
+    if (options.clock == options.id)
+      throw CLI::ValidationError("--clock", "that is this client's own ID");
     for (const std::string& id : options.connect) {
       if (id == options.id) throw CLI::ValidationError("--connect", "that is this client's own ID");
     }

@@ -170,6 +170,9 @@ TEST(JackCallback, WhereAnotherClockCountsPeriodsPassThroughTheRings) {
   for (int n = 0; n < 1000; ++n)
     callback.period({64, 0, 4, ins, outs});
   EXPECT_EQ(callback.toSession().fill(), AudioCallback::cRingFrames) << "no more than it holds";
+  callback.setMode(AudioCallback::ePaced);
+  EXPECT_EQ(callback.mark().microseconds, 0) << "nothing of the mode before";
+  EXPECT_EQ(callback.toSession().fill() + callback.fromSession().fill(), 0U);
 }
 
 TEST(JackCallback, TheFillOfARingFindsByHowMuchTwoClocksDiffer) {

@@ -162,6 +162,26 @@ TEST(Jack, ABridgeOnAnotherServerFollowsTheFirstOnesClock) {
       5s, [&] { return clockStringOf(host, "jack").find("clock 44100 Hz, JACK other ") == 0; }));
 }
 
+TEST(Jack, ABridgeThatIsKilledAndStartedAgainTakesItsIDBackWithItsConnections) {
+  SKIP_WITHOUT_JACK();
+  JackServer server("again", 48000, 256);
+  TestHost host;
+  Process player = tone("nobody");
+  const std::vector<std::string> options{"--connect", "tone"};
+  std::optional<Bridge> bridge(std::in_place, "again", options);
+  ASSERT_TRUE(bridge->waitForLine("into the session and back", 10s));
+  bridge->signal(SIGKILL);
+  bridge->wait(10s);
+  bridge.emplace("again", options);
+  ASSERT_TRUE(bridge->waitForLine("since another client has the ID jack", 10s));
+  EXPECT_TRUE(bridge->waitForLine("joined as jack", 15s)) << bridge->output();
+  Recorder recorder("again", "lipc-jack:from_session_1");
+  EXPECT_TRUE(eventually(10s, [&] {
+    const Recorder::Heard heard = recorder.take(4800);
+    return !heard.samples.empty() && std::abs(heard.peak() - cAmplitude) < 0.001;
+  })) << bridge->output();
+}
+
 TEST(Jack, WhatCannotBeIsRefusedInASentence) {
   SKIP_WITHOUT_JACK();
   JackServer server("few", 8000, 2);
@@ -174,6 +194,9 @@ TEST(Jack, WhatCannotBeIsRefusedInASentence) {
          "lipc: The JACK server few has periods of 2 frames, and blocks of a session have 3");
   expect({"--in", "0", "--out", "0"}, 2, "a bridge has at least one channel");
   expect({"--connect", "jack"}, 2, "that is this client's own ID");
+  expect({"--clock", "jack"}, 2, "that is this client's own ID");
+  expect({"--id", "a/b"}, 2, "an ID has no slash");
+  expect({"--id", std::string(65, 'x')}, 2, "an ID has 1 to 64 bytes");
   expect({"--type", "LONGER"}, 2, "a type has four characters");
   expect({"--autoconnect", "all"}, 2, "physical");
   expect({"--help"}, 0, "lipc jack [OPTIONS]");
