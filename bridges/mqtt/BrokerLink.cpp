@@ -24,7 +24,7 @@ using std::chrono::steady_clock;
 constexpr milliseconds cFirstPause{500};
 constexpr milliseconds cLongestPause{30'000};
 /// From the first packet to the broker's answer.
-constexpr milliseconds cConnectTime{15'000};
+constexpr milliseconds cConnectTime{10'000};
 /// Who is thrown out sooner, time after time, has a rival.
 constexpr milliseconds cShortLife{3000};
 constexpr int cManyShortLives = 3;

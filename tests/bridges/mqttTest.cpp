@@ -287,7 +287,7 @@ TEST_F(Mqtt, NobodySetsWhatHeMayNotSetOrWhatNoRowCanHave) {
     Process bridge({"/bin/sh", "-c",
                     "exec " LIPC_COMMAND " mqtt --broker " + name + ":" + broker.port +
                         " --site other" + Broker::pair() + " --ca " + cFolder + options});
-    EXPECT_TRUE(bridge.waitForLine(sentence, 15s)) << bridge.output();
+    EXPECT_TRUE(bridge.waitForLine(sentence, 30s)) << name << options << bridge.output();
   };
   writeFile("wrong", "wrong\n");
   writeFile("right", "stranger\n");
