@@ -14,6 +14,11 @@ void Outbox::set(const std::string& name, std::string payload) {
 void Outbox::remove(const std::string& name) {
   const auto topic = mTopics.find(name);
   if (topic == mTopics.end() || topic->second.payload.empty()) return;
+  if (!topic->second.isMaybeThere) {
+    dequeue(topic->second);
+    mTopics.erase(topic);
+    return;
+  }
   topic->second.payload.clear();
   topic->second.version = ++mNumber;
   enqueue(topic);
@@ -39,6 +44,7 @@ void Outbox::beginConnection() {
 void Outbox::found(const std::string& name, std::string_view payload) {
   const auto [topic, isNew] = mTopics.try_emplace(name);
   Topic& known = topic->second;
+  known.isMaybeThere = true;
   if (isNew) {
     known.version = ++mNumber;
     enqueue(topic);
@@ -90,7 +96,7 @@ void Outbox::sent(const std::string& name, int id, Time now) {
   if (topic == mTopics.end()) return;
   dequeue(topic->second);
   topic->second.versionSent = topic->second.version;
-  topic->second.isUnderWay = true;
+  topic->second.isUnderWay = topic->second.isMaybeThere = true;
   topic->second.lastSent = now;
   mUnderWay.insert_or_assign(id, topic);
 }

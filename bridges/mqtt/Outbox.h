@@ -67,6 +67,7 @@ class Outbox {
     std::uint64_t versionSent = 0;
     std::uint64_t versionConfirmed = 0;  // 0: none
     bool isUnderWay = false;
+    bool isMaybeThere = false;  // the broker has had it, and no going of it was confirmed
     Time lastSent{};
     std::optional<Due> due;  // in the queue
   };

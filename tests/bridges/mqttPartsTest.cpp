@@ -92,6 +92,8 @@ TEST(MqttOutbox, SendsTheLastOfEachTopicAtItsPaceAndAllAgainAfterAnotherConnecti
   EXPECT_EQ(sendAll(true), "b=5 ");
   EXPECT_TRUE(outbox.isEmpty());
 
+  outbox.set("short", "life");
+  outbox.remove("short");
   outbox.remove("a");
   outbox.set("b", "6");
   now += 1h;
