@@ -26,6 +26,7 @@ constexpr milliseconds cStragglers{1000};
 constexpr milliseconds cLookAway{200};
 constexpr milliseconds cEndTime{2000};
 constexpr milliseconds cDropWordInterval{1000};
+constexpr std::size_t cEventsUnderWay = 100;
 
 /// Where a password would go over the network as it is.
 bool isFar(const std::string& host) {
@@ -102,6 +103,7 @@ void Bridge::step(Time now) {
 void Bridge::onConnected() {
   ++mCounters.connections;
   mOutbox.beginConnection();
+  mEventsUnderWay.clear();
   mState = eReading;
   mReadingSince = mLastFound = steady_clock::now();
   mIsListeningToOwn = true;
@@ -190,6 +192,7 @@ void Bridge::onConfirmed(int id, const std::string& refusal) {
           "let it write under {}.",
           refusal, mTopics.all());
   }
+  mEventsUnderWay.erase(id);
   mOutbox.confirmed(id);
 }
 
@@ -217,8 +220,12 @@ void Bridge::sendWhatIsDue(Time now) {
     if (id == cNotSent) mOutbox.confirmed(id);
   }
   auto& events = mPublisher.events();
-  for (int id = 0; !events.empty() && mLink.isConnected(); events.pop_front())
-    send({mTopics.events(), events.front()}, false, true, id);
+  for (int id = 0; !events.empty() && mEventsUnderWay.size() < cEventsUnderWay;
+       events.pop_front()) {
+    if (!send({mTopics.events(), events.front()}, false, true, id)) break;
+    mEventsUnderWay.insert(id);
+  }
+  if (mOutbox.isStuck(now)) mLink.renew("it confirms nothing");
 }
 
 void Bridge::say(const std::string& line) {

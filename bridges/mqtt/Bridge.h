@@ -6,6 +6,7 @@
 #include <deque>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -91,6 +92,7 @@ class Bridge final : private BrokerLink::Listener {
   Time mNextDropWord{};
   std::uint64_t mDropsUnsaid = 0;
   bool mIsRefusalSaid = false;
+  std::set<int> mEventsUnderWay;
 
   std::mutex mSayMutex;
   std::vector<std::string> mToSay;  // by the mirrors' threads

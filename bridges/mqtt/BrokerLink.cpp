@@ -253,6 +253,10 @@ void BrokerLink::unsubscribe(const std::string& filter) {
   if (mIsConnected) mosquitto_unsubscribe(mHandle.get(), nullptr, filter.c_str());
 }
 
+void BrokerLink::renew(const std::string& why) {
+  if (mIsConnected) lose(why);
+}
+
 void BrokerLink::close(bool isInOrder) {
   if (!mHandle) return;
   if (isInOrder) {

@@ -69,6 +69,8 @@ class BrokerLink {
   std::optional<int> publish(const Outbox::Message& message, bool isRetained, bool isConfirmed);
   void subscribe(const std::string& filter, int qos);
   void unsubscribe(const std::string& filter);
+  /// Gives the connection up, for this reason, and makes another.
+  void renew(const std::string& why);
   /// Ends the connection; in order: the broker sends no will.
   void close(bool isInOrder);
 

@@ -155,6 +155,7 @@ void Mirror::forgetWhoIsThere() {
 }
 
 std::optional<std::string> Mirror::news(std::chrono::steady_clock::time_point now) {
+  if (!mParticipant) update();
   std::string line = mPath + " " + mRemote.condition();
   if (line != mToSay) {
     mToSay = std::move(line);
@@ -168,12 +169,14 @@ void Mirror::update() {
   const auto& row = mRemote.row();
   if (!row) return;
   // A client's type is for life.
-  if (mParticipant && mParticipant->type() != row->type) mParticipant.reset();
-  if (mParticipant) {
-    mParticipant->want(*row);
-  } else {
-    mParticipant = std::make_unique<Participant>(*row, mLocalID, mSay);
+  if (mParticipant && mParticipant->type() != row->type) {
+    mLeaving = std::async(std::launch::async, [old = std::move(mParticipant)]() mutable {
+      old.reset();  // that takes as long as its host does not answer
+    });
   }
+  if (mParticipant) return mParticipant->want(*row);
+  if (!mLeaving.valid() || mLeaving.wait_for(std::chrono::seconds(0)) == std::future_status::ready)
+    mParticipant = std::make_unique<Participant>(*row, mLocalID, mSay);
 }
 
 }  // namespace mqtt

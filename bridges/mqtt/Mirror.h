@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <functional>
+#include <future>
 #include <memory>
 #include <optional>
 #include <string>
@@ -32,7 +33,8 @@ class Mirror {
   /// Throws BadMessage.
   bool take(const std::string& topic, std::string_view payload);
   void forgetWhoIsThere();
-  /// A line on how it is, when that has been other than in the last one for a second.
+  /// To be called now and then. A line on how it is, when that has been other than in the last one
+  /// for a second.
   std::optional<std::string> news(std::chrono::steady_clock::time_point now);
 
  private:
@@ -45,6 +47,7 @@ class Mirror {
   const Say mSay;
   RemoteClient mRemote;
   std::unique_ptr<Participant> mParticipant;
+  std::future<void> mLeaving;  // the last one, of another type; the next waits for its ID
   std::string mSaid;
   std::string mToSay;
   std::chrono::steady_clock::time_point mToSaySince{};

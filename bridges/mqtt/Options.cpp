@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSL-1.0
 #include "bridges/mqtt/Options.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstdlib>
 #include <iostream>
@@ -162,6 +163,13 @@ void complete(Options& options, const Line& line) {
     if (options.mirrors.back().site == options.site)
       throw Failure(eExitUsage, "{} is of this very site; a mirror is of another one's client",
                     printable(mirror));
+    const MirrorOptions& last = options.mirrors.back();
+    const bool isTwice =
+        std::any_of(options.mirrors.begin(), options.mirrors.end() - 1,
+                    [&](const MirrorOptions& other) { return other.localID == last.localID; });
+    if (isTwice)
+      throw Failure(eExitUsage, "two mirrors would have the ID \"{}\". Leave out --mirror {}",
+                    printable(last.localID), printable(mirror));
   }
   if (broker.certificate.empty() != broker.key.empty())
     throw Failure(eExitUsage, "--cert and --key go together");

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSL-1.0
 #include "bridges/mqtt/Outbox.h"
 
+#include <algorithm>
+
 namespace mqtt {
 
 void Outbox::set(const std::string& name, std::string payload) {
@@ -99,6 +101,12 @@ void Outbox::sent(const std::string& name, int id, Time now) {
   topic->second.isUnderWay = topic->second.isMaybeThere = true;
   topic->second.lastSent = now;
   mUnderWay.insert_or_assign(id, topic);
+}
+
+bool Outbox::isStuck(Time now) const {
+  return std::any_of(mUnderWay.begin(), mUnderWay.end(), [now](const auto& underWay) {
+    return now - underWay.second->second.lastSent > cPatience;
+  });
 }
 
 void Outbox::confirmed(int id) {

@@ -54,7 +54,11 @@ class Outbox {
 
   /// Whether all that is true is confirmed.
   bool isEmpty() const { return mQueue.empty() && mUnderWay.empty(); }
-  std::size_t waiting() const { return mQueue.size(); }
+  /// What is not confirmed: to be sent, or under way.
+  std::size_t waiting() const { return mQueue.size() + mUnderWay.size(); }
+  /// Whether something has been under way for longer than `cPatience`.
+  bool isStuck(Time now) const;
+  static constexpr std::chrono::seconds cPatience{10};
   std::size_t topics() const { return mTopics.size(); }
 
  private:

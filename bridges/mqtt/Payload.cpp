@@ -155,6 +155,8 @@ RowMessage readRow(std::string_view payload) {
     throw BadMessage("its \"typeCode\" is no type");
   message.type = type.get<std::uint32_t>();
   message.name = textMember(row, "name");
+  if (message.name.find('\0') != std::string::npos)
+    throw BadMessage("its \"name\" has a NUL in it");
   message.isAlive = textMember(row, "life") == "alive";
   const json& topics = member(row, "topics");
   if (!topics.is_array()) throw BadMessage("its \"topics\" are no array");

@@ -36,8 +36,8 @@ bool RemoteClient::take(const std::string& topic, std::string_view payload) {
 
 void RemoteClient::takeTail(const std::string& tail, std::string_view payload) {
   if (tail.empty()) {
-    mRow.reset();
-    if (!payload.empty()) mRow = readRow(payload);
+    // What cannot be read changes nothing.
+    mRow = payload.empty() ? std::nullopt : std::optional(readRow(payload));
     return;
   }
   const auto place = placeOfTail(tail);

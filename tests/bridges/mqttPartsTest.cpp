@@ -87,6 +87,8 @@ TEST(MqttOutbox, SendsTheLastOfEachTopicAtItsPaceAndAllAgainAfterAnotherConnecti
   outbox.set("b", "5");
   now += 1h;
   EXPECT_EQ(sendAll(false), "") << "one is under way";
+  EXPECT_EQ(outbox.waiting(), 1U);
+  EXPECT_TRUE(outbox.isStuck(now));
   outbox.confirmed(id);
   outbox.set("b", "5");
   EXPECT_EQ(sendAll(true), "b=5 ");
@@ -107,7 +109,9 @@ TEST(MqttOutbox, SendsTheLastOfEachTopicAtItsPaceAndAllAgainAfterAnotherConnecti
   for (int i = 0; i < 1000; ++i)
     outbox.set("t" + std::to_string(i), "v");
   sendAll(false);
-  EXPECT_EQ(outbox.waiting(), 1000 - Outbox::cWindow);
+  EXPECT_EQ(outbox.waiting(), 1000U);
+  EXPECT_FALSE(outbox.next(now)) << "enough is under way";
+  EXPECT_FALSE(outbox.isStuck(now));
 }
 
 TEST(MqttPayload, OnlyWhatARowCanHaveIsSet) {
@@ -225,9 +229,14 @@ TEST(MqttRemoteClient, IsKnownWholeOrKeepsWhatItHadAndIsMarked) {
   EXPECT_EQ(remote.row()->parameters[40], 1);
   remote.forgetWhoIsThere();
   EXPECT_EQ(remote.row()->name, stale);
-  for (const char* wrong : {"x", "{}", "[]", "{\"typeCode\":-1,\"name\":\"\",\"life\":\"\"}",
-                            "{\"typeCode\":1,\"name\":\"\",\"life\":\"\",\"topics\":[\"x\"]}"})
+  take(topics.client(client.id), rowPayload(client, {}));
+  take(topics.host(), hostPayload("alive", {}));
+  for (const char* wrong :
+       {"x", "{}", "[]", "{\"typeCode\":1,\"name\":\"a\\u0000b\",\"life\":\"alive\",\"topics\":[]}",
+        "{\"typeCode\":-1,\"name\":\"\",\"life\":\"\"}",
+        "{\"typeCode\":1,\"name\":\"\",\"life\":\"\",\"topics\":[\"x\"]}"})
     EXPECT_TRUE(isRefused([&] { take(topics.client(client.id), wrong); })) << wrong;
+  EXPECT_EQ(remote.row()->name, std::string(57, 'x') + " @desk") << "as before";
 }
 
 }  // namespace

@@ -133,7 +133,7 @@ struct Subscriber {
       const std::string topic = process.line().substr(0, end);
       if (end + 1 == process.line().size()) {
         topics.erase(topic);
-      } else if (!topic.ends_with("/events")) {
+      } else if (!topic.ends_with("/events") && !topic.ends_with("/echo")) {
         topics[topic] = process.line().substr(end + 1);
       }
     }
@@ -205,7 +205,8 @@ TEST_F(Mqtt, AMirrorIsInStepWithinATenthOfASecondAndThroughTheDeathsOfBrokerAndB
     std::this_thread::sleep_for(std::chrono::milliseconds(50 + value % 7 * 9));
   }
   std::sort(delays.begin(), delays.end());
-  EXPECT_LE(delays[delays.size() / 2], LIPC_SANITIZED ? 1000 : 100) << "milliseconds";
+  // All but three: what a machine that is busy with other tests takes from each now and then.
+  EXPECT_LE(delays[delays.size() - 4], LIPC_SANITIZED ? 1000 : 100) << "milliseconds";
 
   broker.process->signal(SIGKILL);
   EXPECT_TRUE(render.timeOf(" Desk 1 @desk (stale)")) << render.output();
