@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: BSL-1.0
-#include <exception>
+#include "tools/Main.h"
+
 #include <iostream>
 #include <memory>
 #include <sstream>
@@ -11,7 +12,6 @@
 #include "tools/CommandName.h"
 #include "tools/Commands.h"
 #include "tools/ExitStatus.h"
-#include "tools/Failure.h"
 #include "tools/Output.h"
 
 namespace {
@@ -82,17 +82,8 @@ int main(int argc, char** argv) {
   tools::addJackCommand(app, status);
   tools::addMqttCommand(app, status);
   tools::addCompletionCommand(app, status);
-  try {
+  return tools::guarded([&] {
     parse(app, argc, argv, status);
-  } catch (const tools::OutputError& error) {
-    if (error.isWorthSaying()) tools::complain("{}", error.what());
-    return tools::eExitFailure;
-  } catch (const tools::Failure& failure) {
-    tools::complain("{}", failure.what());
-    return failure.status();
-  } catch (const std::exception& error) {
-    tools::complain("{}", error.what());
-    return tools::eExitFailure;
-  }
-  return status;
+    return status;
+  });
 }

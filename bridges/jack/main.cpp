@@ -1,16 +1,15 @@
 // SPDX-License-Identifier: BSL-1.0
-#include <exception>
+#include "tools/Main.h"
+
 #include <iostream>
 #include <sstream>
 
 #include <CLI/CLI.hpp>
 
+#include "bridges/ClientIDCheck.h"
 #include "bridges/jack/Bridge.h"
-#include "lipc/session/ClientID.h"
-#include "lipc/session/SessionNames.h"
 #include "tools/CommandName.h"
 #include "tools/ExitStatus.h"
-#include "tools/Failure.h"
 #include "tools/Output.h"
 #include "tools/StopRequest.h"
 
@@ -22,13 +21,6 @@ std::string isType(const std::string& type) {
   return type.size() == 4 ? "" : "a type has four characters";
 }
 
-std::string isID(const std::string& id) {
-  if (id.empty() || id.size() > LIPC::ClientID::cCharacters) return "an ID has 1 to 64 bytes";
-  if (id.find('/') != std::string::npos) return "an ID has no slash";
-  if (!LIPC::ClientID(id).isDefined() || LIPC::isSessionWideName(id)) return "no client's ID";
-  return "";
-}
-
 void describe(CLI::App& app, jack_bridge::BridgeOptions& options) {
   app.add_option("--in", options.inputs, "Ports to_session_1 and so on: channels into the session")
       ->check(CLI::Range(0, cMostChannels))
@@ -38,7 +30,7 @@ void describe(CLI::App& app, jack_bridge::BridgeOptions& options) {
       ->check(CLI::Range(0, cMostChannels))
       ->capture_default_str();
   app.add_option("--id", options.id, "ID of this client; in JACK it is lipc-ID")
-      ->check(isID)
+      ->check(bridges::whyNoID)
       ->capture_default_str();
   app.add_option("--name", options.name, "Its name, for people")->capture_default_str();
   app.add_option("--type", options.type, "Its four-character type")
@@ -63,7 +55,7 @@ void describe(CLI::App& app, jack_bridge::BridgeOptions& options) {
       ->each([&](const std::string&) { options.autoconnectPhysical = true; });
   app.add_option("--clock", options.clock,
                  "Follow the clock of this client; otherwise the session's first bridge gives it")
-      ->check(isID)
+      ->check(bridges::whyNoID)
       ->type_name("ID");
   app.add_flag("--status", options.status, "Print a line each second");
   app.footer(
@@ -104,16 +96,5 @@ int main(int argc, char** argv) {
       "other machines' audio.",
       "lipc jack");
   app.failure_message(CLI::FailureMessage::help);
-  try {
-    return run(app, argc, argv);
-  } catch (const tools::OutputError& error) {
-    if (error.isWorthSaying()) tools::complain("{}", error.what());
-    return tools::eExitFailure;
-  } catch (const tools::Failure& failure) {
-    tools::complain("{}", failure.what());
-    return failure.status();
-  } catch (const std::exception& error) {
-    tools::complain("{}", error.what());
-    return tools::eExitFailure;
-  }
+  return tools::guarded([&] { return run(app, argc, argv); });
 }

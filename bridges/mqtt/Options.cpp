@@ -11,9 +11,9 @@
 #include <CLI/CLI.hpp>
 #include <unistd.h>
 
+#include "bridges/ClientIDCheck.h"
 #include "bridges/mqtt/Credentials.h"
 #include "bridges/mqtt/Topic.h"
-#include "lipc/session/ClientID.h"
 #include "tools/Failure.h"
 #include "tools/Output.h"
 #include "tools/Text.h"
@@ -69,16 +69,12 @@ MirrorOptions readMirror(const std::string& text) {
                   "them.",
                   printable(text));
   }
-  const bool isUsable =
-      mirror.localID.size() <= LIPC::ClientID::cCharacters &&
-      LIPC::ClientID(mirror.localID).isDefined() &&
-      mirror.localID.find_first_of(std::string_view("/\0", 2)) == std::string::npos;
-  if (isUsable) return mirror;
+  const std::string why = bridges::whyNoID(mirror.localID);
+  if (why.empty()) return mirror;
   throw Failure(eExitUsage,
-                "a mirror of {} cannot have the ID \"{}\" in this session: an ID has at most {} "
-                "bytes and no slash. Give it another: --mirror {}=LOCAL",
-                printable(text), printable(mirror.localID), LIPC::ClientID::cCharacters,
-                printable(text.substr(0, equals)));
+                "a mirror of {} cannot have the ID \"{}\" in this session: {}. Give it another: "
+                "--mirror {}=LOCAL",
+                printable(text), printable(mirror.localID), why, printable(text.substr(0, equals)));
 }
 
 std::string machineName() {
