@@ -87,13 +87,13 @@ install_missing() {
   rm -f "$packages_log"
 }
 
-# Compilers at a time: one a core, as far as each finds the 0.8 GB that it takes.
+# Compilers at a time: one a core, as far as each finds the 1.3 GB that it takes.
 compilers() {
   count=$(getconf _NPROCESSORS_ONLN)
   kilobytes=$(awk '/^MemAvailable:/ { print $2 }' /proc/meminfo 2>/dev/null || true)
   limit=$(awk '/^[0-9]/ { print int($1 / 1024) }' /sys/fs/cgroup/memory.max 2>/dev/null || true)
   for memory in $kilobytes $limit; do
-    [ $((memory / 800000)) -ge "$count" ] || count=$((memory / 800000))
+    [ $((memory / 1300000)) -ge "$count" ] || count=$((memory / 1300000))
   done
   [ "$count" -ge 1 ] || count=1
   echo "$count"

@@ -33,8 +33,9 @@ namespace host {
 ///     heartbeat thread      every 100 ms: counts; looks whether the table or the connections
 ///                           changed; wakes the watch thread. The one that wakes by the clock
 ///     registration thread   answers joins and leaves as their semaphore is posted
-///     watch thread          after a change: what it was; every 500 ms: all rows, lost clients and
-///                           a registration lock that nobody gives back
+///     watch thread          after a change: what it was; every 500 ms, or every second
+///                           while nobody is there: all rows, lost clients and a registration
+///                           lock that nobody gives back
 ///     audio thread          carries the clients' audio, woken by them; not with the fault noAudio
 ///     cycle thread          drives the loaded libraries' processors
 ///     faults thread         misbehaves by chance; only where a seed is given
@@ -148,6 +149,7 @@ class SessionHost {
   std::mutex mMutex;
   std::unique_ptr<AudioCycle> mAudio;
   std::unique_ptr<inspect::TableWatch> mTableWatch;
+  std::atomic<bool> mIsAnybodyThere{true};  // written by the watch thread
   inspect::ClientWatch mClientWatch;
   inspect::LockWatch mLockWatch;
   ClockWatch mClockWatch;

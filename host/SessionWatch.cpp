@@ -23,6 +23,7 @@ using LIPC::ClientID;
 constexpr std::chrono::milliseconds cBeatInterval(100);
 constexpr int cBeatsPerStepBack = 20;
 constexpr int cBeatsPerLookAtAll = 5;
+constexpr int cBeatsPerLookAtNobody = 10;  // what a join that died has left is in less of a hurry
 constexpr std::uint64_t cStepBack = 5;
 constexpr int cLooksPerRefresh = 7200;  // an hour
 
@@ -32,7 +33,8 @@ constexpr int cLooksPerRefresh = 7200;  // an hour
 void SessionHost::beat() {
   for (int beats = 1; sleepUnlessStopped(cBeatInterval); ++beats) {
     advanceHeartbeat(beats);
-    const bool isForAll = beats % cBeatsPerLookAtAll == 1;
+    const bool isForAll =
+        beats % (mIsAnybodyThere ? cBeatsPerLookAtAll : cBeatsPerLookAtNobody) == 1;
     if (isForAll || hasNews()) wakeWatch(isForAll);
   }
 }
@@ -61,6 +63,7 @@ void SessionHost::watch() {
     const std::lock_guard lock(mMutex);
     const int rows = isForAll ? LIPC::cMaxClients : mTableWatch->rowsInUse() + 1;
     mTableWatch->look(session(), std::min(rows, LIPC::cMaxClients));
+    mIsAnybodyThere = mTableWatch->rowsInUse() > 0;
     if (mAudio) mAudio->setConnections(mConnections->current());
     if (!isForAll) continue;
     watchClients();

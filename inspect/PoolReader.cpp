@@ -10,7 +10,7 @@
 namespace inspect {
 namespace {
 
-constexpr std::chrono::milliseconds cLookInterval{10};
+constexpr std::chrono::milliseconds cPoolLookInterval{10};
 
 std::string listIn(const std::string& bytes) {
   const std::vector<LIPC::Connection> list = LIPC::ConnectionPool::readSessionList(bytes);
@@ -30,7 +30,7 @@ std::vector<LIPC::Connection> connectionsIn(const std::string& bytes) {
 PoolPicture readPool(Source& source, int looks) {
   PoolPicture picture;
   for (int look = 0; look < looks; ++look) {
-    if (look != 0) std::this_thread::sleep_for(cLookInterval);
+    if (look != 0) std::this_thread::sleep_for(cPoolLookInterval);
     const PoolBytes pool = source.pool();
     if (pool.state == PoolBytes::eMissing || pool.state == PoolBytes::eUnreadable) {
       picture.error = pool.state == PoolBytes::eMissing ? "there is no pool" : pool.error;

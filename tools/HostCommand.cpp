@@ -38,8 +38,9 @@ using std::chrono::steady_clock;
 
 constexpr milliseconds cClientTimeout(15'000);
 constexpr int cWatchMS = 300;
-/// Between two looks whether somebody still reads the output.
-constexpr milliseconds cReaderLook(1000);
+/// Whatever happens wakes the command. That nobody reads a pipe any more is looked for besides: not
+/// every system wakes for it.
+constexpr milliseconds cReaderLook(10'000);
 
 struct HostCommandOptions {
   host::HostOptions host;
@@ -210,7 +211,7 @@ int serve(host::SessionHost& session, const HostCommandOptions& options, Output&
   while (!options.once && !sStopRequested && !output.isOver()) {
     printEvents(follower, options.asJson, output);
     counters.look(session, options.asJson, output);
-    sWakeUp.load()->sleepFor(counters.untilDue());
+    sWakeUp.load()->sleepFor(counters.untilDue(), output.descriptor());
   }
   stop(session);
   printEvents(follower, options.asJson, output);

@@ -52,6 +52,8 @@ class Output {
   void print(const std::string& text);
   /// True when nobody reads any more: the reader closed its end, or a print failed.
   bool isOver() const;
+  /// To sleep until it is over (WakeUp).
+  int descriptor() const { return fileno(mFile); }
   /// Why a print failed, where that is worth a word; else empty.
   const std::string& failure() const { return mFailure; }
 

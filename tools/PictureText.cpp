@@ -14,7 +14,7 @@ namespace {
 using inspect::ClientPicture;
 using inspect::SessionPicture;
 
-constexpr std::size_t cValueColumns = 32;
+constexpr std::size_t cSettingColumns = 32;
 
 /// The processes that made the session's segments, each with the rows of its clients.
 class Makers {
@@ -62,7 +62,7 @@ std::string settingsText(const ClientPicture& client, const inspect::SettingsFac
     const std::string value = setting.isText ? fmt::format("\"{}\"", printable(setting.text))
                                              : numberText(setting.number);
     const ValuePlace place{setting.isText, static_cast<unsigned>(setting.index)};
-    columns.add({setting.key, cut(value, cValueColumns), placeText(place), setting.source});
+    columns.add({setting.key, cut(value, cSettingColumns), placeText(place), setting.source});
   }
   return fmt::format("\nSettings of {}\n", printable(client.id)) + columns.text(style, 2);
 }

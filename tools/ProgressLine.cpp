@@ -16,7 +16,7 @@
 namespace tools {
 namespace {
 
-constexpr std::size_t cColumns = 79;
+constexpr std::size_t cLineColumns = 79;
 
 bool canBeRewritten(int file) {
   const char* const terminal = std::getenv("TERM");
@@ -29,7 +29,7 @@ ProgressLine::ProgressLine(int file) : mFile(file), mIsShown(canBeRewritten(file
 
 void ProgressLine::show(std::string_view text) {
   if (!mIsShown) return;
-  dprintf(mFile, "\r\x1b[K%s", cut(printable(text), cColumns).c_str());
+  dprintf(mFile, "\r\x1b[K%s", cut(printable(text), cLineColumns).c_str());
   mIsClear = false;
 }
 

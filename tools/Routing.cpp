@@ -55,7 +55,7 @@ void requireChannels(const Channels& channels, unsigned count, const ClientPictu
                 channels.last);
 }
 
-bool isUsed(const Wire& wire) {
+bool isWireUsed(const Wire& wire) {
   return wire.channel[0] != Connection::cNoChannel && wire.channel[1] != Connection::cNoChannel;
 }
 
@@ -116,7 +116,7 @@ void setWires(Connection& connection, const std::vector<Wire>& wires) {
 }
 
 bool hasWires(const Connection& connection) {
-  return std::any_of(std::begin(connection.wires), std::end(connection.wires), isUsed);
+  return std::any_of(std::begin(connection.wires), std::end(connection.wires), isWireUsed);
 }
 
 std::optional<Connection> connectionOrFail(const inspect::SessionPicture& session,
@@ -151,7 +151,7 @@ std::string routingText(const std::optional<Connection>& connection) {
   std::string wires;
   int count = 0;
   for (const Wire& wire : connection->wires) {
-    if (!isUsed(wire)) continue;
+    if (!isWireUsed(wire)) continue;
     wires += fmt::format("{}{}:{}", count++ == 0 ? "" : " ", wire.channel[0], wire.channel[1]);
   }
   return fmt::format("{}, {}", connection->disconnectRequested != 0 ? "cut" : "connected",
@@ -164,7 +164,7 @@ nlohmann::ordered_json routingJson(const std::optional<Connection>& connection) 
   if (!connection) return nullptr;
   auto wires = nlohmann::ordered_json::array();
   for (const Wire& wire : connection->wires)
-    if (isUsed(wire)) wires.push_back({wire.channel[0], wire.channel[1]});
+    if (isWireUsed(wire)) wires.push_back({wire.channel[0], wire.channel[1]});
   return {{"automatic", connection->isAuto != 0},
           {"disconnected", connection->disconnectRequested != 0},
           {"wires", std::move(wires)}};

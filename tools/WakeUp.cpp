@@ -2,6 +2,7 @@
 #include "tools/WakeUp.h"
 
 #include <cerrno>
+#include <iterator>
 #include <system_error>
 
 #include <fcntl.h>
@@ -30,9 +31,9 @@ void WakeUp::wake() const noexcept {
   errno = before;
 }
 
-void WakeUp::sleepFor(std::chrono::milliseconds most) const {
-  pollfd wakes{mEnds[0], POLLIN, 0};
-  if (poll(&wakes, 1, static_cast<int>(most.count())) <= 0) return;
+void WakeUp::sleepFor(std::chrono::milliseconds most, int output) const {
+  pollfd wakes[] = {{mEnds[0], POLLIN, 0}, {output, 0, 0}};
+  if (poll(wakes, std::size(wakes), static_cast<int>(most.count())) <= 0) return;
   char taken[64];
   while (read(mEnds[0], taken, sizeof taken) > 0) {
   }

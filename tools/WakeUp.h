@@ -18,7 +18,8 @@ class WakeUp {
   WakeUp& operator=(const WakeUp&) = delete;
 
   void wake() const noexcept;
-  void sleepFor(std::chrono::milliseconds most) const;
+  /// Ends also when the last reader of `output`, a descriptor of a pipe, is gone.
+  void sleepFor(std::chrono::milliseconds most, int output) const;
 
  private:
   int mEnds[2] = {-1, -1};  // of a pipe: read, write

@@ -9,7 +9,7 @@ namespace tools {
 namespace {
 
 /// Takes the first character off a text that is valid UTF-8.
-std::string_view takeCharacter(std::string_view& text) {
+std::string_view nextCharacter(std::string_view& text) {
   std::size_t length = 1;
   while (length < text.size() && (static_cast<unsigned char>(text[length]) & 0xC0) == 0x80)
     ++length;
@@ -34,12 +34,12 @@ std::string fitted(std::string_view text, int columns, bool isUTF8, bool alignsR
   };
   int needed = 0;
   for (std::string_view rest = text; !rest.empty();)
-    needed += width(takeCharacter(rest));
+    needed += width(nextCharacter(rest));
   const bool isCut = needed > columns;
   std::string result;
   int used = 0;
   while (!text.empty()) {
-    const std::string_view character = takeCharacter(text);
+    const std::string_view character = nextCharacter(text);
     if (used + width(character) > columns - (isCut ? 1 : 0)) break;
     result += isUTF8 || character.size() == 1 ? std::string(character) : "?";
     used += width(character);
