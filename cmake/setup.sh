@@ -129,6 +129,9 @@ build() {
   say "Building build/$preset, $jobs at a time..."
   [ -e "build/$preset/.ninja_log" ] || say "$(cost_of "$preset")"
   log=build/$preset.log
+  if [ -z "${CMAKE_CXX_COMPILER_LAUNCHER+given}" ] && command -v ccache >/dev/null 2>&1; then
+    export CMAKE_CXX_COMPILER_LAUNCHER=ccache  # heeded where the folder is new
+  fi
   if [ "$preset" = macos ]; then
     watching "preparing the cross compiler" - logging "$log" cmake/macos/setup || return 1
   fi
