@@ -33,7 +33,7 @@ namespace host {
 ///     heartbeat thread      every 100 ms: counts; looks whether the table or the connections
 ///                           changed; wakes the watch thread. The one that wakes by the clock
 ///     registration thread   answers joins and leaves as their semaphore is posted
-///     watch thread          after a change: what it was; every 500 ms, or every second
+///     watch thread          after a change: what it was; every 500 ms, or 800 ms
 ///                           while nobody is there: all rows, lost clients and a registration
 ///                           lock that nobody gives back
 ///     audio thread          carries the clients' audio, woken by them; not with the fault noAudio

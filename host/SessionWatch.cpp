@@ -23,9 +23,11 @@ using LIPC::ClientID;
 constexpr std::chrono::milliseconds cBeatInterval(100);
 constexpr int cBeatsPerStepBack = 20;
 constexpr int cBeatsPerLookAtAll = 5;
-constexpr int cBeatsPerLookAtNobody = 10;  // what a join that died has left is in less of a hurry
+// What a join that died has left is in less of a hurry. Below the second that a watch counts of a
+// gap.
+constexpr int cBeatsPerLookAtNobody = 8;
 constexpr std::uint64_t cStepBack = 5;
-constexpr int cLooksPerRefresh = 7200;  // an hour
+constexpr int cLooksPerRefresh = 7200;  // an hour, two at most
 
 }  // namespace
 

@@ -132,7 +132,8 @@ class CountersPrinter {
   milliseconds untilDue() const {
     if (mEvery.count() <= 0) return cReaderLook;
     const auto left = mEvery - (steady_clock::now() - mLast);
-    return std::clamp(std::chrono::ceil<milliseconds>(left), milliseconds(0), cReaderLook);
+    if (left >= cReaderLook) return cReaderLook;  // also what no milliseconds can be made of
+    return std::max(std::chrono::ceil<milliseconds>(left), milliseconds(0));
   }
 
   void look(host::SessionHost& session, bool asJson, Output& output) {

@@ -12,7 +12,7 @@
 #include "tools/CommandName.h"
 #include "tools/Commands.h"
 #include "tools/ExitStatus.h"
-#include "tools/Main.h"
+#include "tools/Guarded.h"
 #include "tools/Output.h"
 
 namespace tools {

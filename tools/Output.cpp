@@ -55,7 +55,7 @@ void Output::print(const std::string& text) {
 }
 
 bool Output::isOver() const {
-  pollfd reader{descriptor(), 0, 0};
+  pollfd reader{descriptor(), POLLHUP, 0};
   return mHasFailed || (poll(&reader, 1, 0) > 0 && (reader.revents & (POLLERR | POLLHUP)) != 0);
 }
 

@@ -18,7 +18,8 @@ class WakeUp {
   WakeUp& operator=(const WakeUp&) = delete;
 
   void wake() const noexcept;
-  /// Ends also when the last reader of `output`, a descriptor of a pipe, is gone.
+  /// Ends also when the last reader of `output`, a descriptor of a pipe, is gone, where the system
+  /// tells that to who asks for nothing else: Linux does.
   void sleepFor(std::chrono::milliseconds most, int output) const;
 
  private:

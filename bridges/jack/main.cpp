@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: BSL-1.0
-#include "tools/Main.h"
-
 #include <iostream>
 #include <sstream>
 
@@ -10,6 +8,7 @@
 #include "bridges/jack/Bridge.h"
 #include "tools/CommandName.h"
 #include "tools/ExitStatus.h"
+#include "tools/Guarded.h"
 #include "tools/Output.h"
 #include "tools/StopRequest.h"
 

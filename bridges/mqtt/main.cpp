@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: BSL-1.0
-#include "tools/Main.h"
-
 #include "bridges/mqtt/Bridge.h"
 #include "bridges/mqtt/Options.h"
 #include "tools/ExitStatus.h"
+#include "tools/Guarded.h"
 
 int main(int argc, char** argv) {
   return tools::guarded([&]() -> int {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSL-1.0
-#include "tools/Main.h"
+#include "tools/Guarded.h"
 
 #include <exception>
 
