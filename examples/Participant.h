@@ -40,19 +40,20 @@ class Participant : public LIPC::Client {
   bool hasRoom(double speed) {
     const Clock::time_point start = Clock::now();
     bool isTold = false;
-    while (speed <= 0 && !sStop && (!isConnected() || unreadBlocks() >= cMostUnread)) {
+    while (speed <= 0 && !sStop && (!mIsIn || unreadBlocks() >= cMostUnread)) {
       std::this_thread::sleep_for(std::chrono::microseconds(100));
-      if (isTold || !isConnected() || Clock::now() - start < cPatience) continue;
+      if (isTold || !mIsIn || Clock::now() - start < cPatience) continue;
       say("waiting for the host to read blocks\n");
       isTold = true;
     }
-    if (!isConnected() || unreadBlocks() < cQueued) return true;
+    if (!mIsIn || unreadBlocks() < cQueued) return true;
     ++mLost;
     return false;
   }
 
   void onLIPCConnectionEstablished() override {
     ++mJoins;
+    mIsIn = true;
     mSince = Clock::now();
     mIsWaitTold = mIsPeerMissing = false;
     const std::string id = configGetClientID();
@@ -63,6 +64,7 @@ class Participant : public LIPC::Client {
     }
   }
   void onLIPCConnectionToBeRemoved() override {
+    mIsIn = false;
     mSince = Clock::now();
     say("leaving\n");
   }
@@ -129,6 +131,7 @@ class Participant : public LIPC::Client {
   const std::string mID;
   const std::string mPeer;
   std::atomic<int> mJoins{0};
+  std::atomic<bool> mIsIn{false};  // isConnected is so before mJoins counts this time
   std::atomic<unsigned> mLost{0};
   // The thread that plays:
   std::optional<LIPC::ShmReadOnly<LIPC::ClientBuffer>> mQueue;
