@@ -19,6 +19,7 @@ struct Section {
 // clang-format off
 constexpr Section cSections[] = {
   {"vectors",     "Vectors",                                         "Operation and samples"},
+  {"mean",        "All operations and sizes together",               "Mean of"},
   {"RMS",         "RMS of all channels",                             "Channels x samples"},
   {"peak",        "Peak of all channels",                            "Channels x samples"},
   {"dB",          "256 levels",                                      "Conversion"},
@@ -85,6 +86,19 @@ void Table::ReportRuns(const std::vector<Run>& runs) {
       GetErrorStream() << name << ": " << run.error_message << "\n";
     }
   }
+}
+
+void Table::addMean(const std::string& kind) {
+  const std::vector<NamedRow> rows = rowsOf(kind);
+  if (rows.empty()) return;
+  Row& all = mRows["mean/" + kind];
+  for (const auto values : {&Row::byHand, &Row::library, &Row::ratios}) {
+    double sum = 0.0;
+    for (const auto& [name, row] : rows)
+      sum += median(row->*values);
+    (all.*values).push_back(sum / static_cast<double>(rows.size()));
+  }
+  mOrder.push_back("mean/" + kind);
 }
 
 std::vector<Table::NamedRow> Table::rowsOf(const std::string& kind) const {

@@ -37,6 +37,9 @@ class Table final : public benchmark::BenchmarkReporter {
 
   bool ReportContext(const Context&) override { return true; }
   void ReportRuns(const std::vector<Run>& runs) override;
+  /// Adds the row "mean/KIND": the mean of the medians of a kind that was measured whole. One
+  /// value: it has no spread.
+  void addMean(const std::string& kind);
 
   /// All tables, with a heading each. `isShort`: of the operations on vectors one row a size.
   std::string tables(bool isShort) const;

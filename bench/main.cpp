@@ -95,6 +95,7 @@ int benchmarkAll(int argc, char** argv) {
   registerAll(options.passes);
   bench::Table table(goals);
   benchmark::RunSpecifiedBenchmarks(&table);
+  if (options.isWhole && !table.hasErrors()) table.addMean("vectors");
   bench::endWorld();
   const std::string text = options.isPage
                                ? bench::makePage(BENCH_FOLDER "/performance.md.in", machine, table)

@@ -10,6 +10,7 @@
 #include "tools/ClientSections.h"
 #include "tools/Columns.h"
 #include "tools/Picture.h"
+#include "tools/Routing.h"
 #include "tools/Text.h"
 #include "tools/Value.h"
 
@@ -100,11 +101,6 @@ std::string valuesText(const ClientPicture& client, const SessionPicture& sessio
   return text;
 }
 
-bool isWired(const LIPC::Connection::Wire& wire) {
-  return wire.channel[0] != LIPC::Connection::cNoChannel &&
-         wire.channel[1] != LIPC::Connection::cNoChannel;
-}
-
 bool isChannel(std::int32_t channel, unsigned count) {
   return channel >= 0 && static_cast<unsigned>(channel) < count;
 }
@@ -115,7 +111,7 @@ std::vector<std::string> wireRuns(const LIPC::Connection& connection) {
   };
   std::vector<Run> runs;
   for (const LIPC::Connection::Wire& wire : connection.wires) {
-    if (!isWired(wire)) continue;
+    if (!isWireUsed(wire)) continue;
     const std::int64_t source = wire.channel[0];
     const std::int64_t target = wire.channel[1];
     Run* last = runs.empty() ? nullptr : &runs.back();
@@ -151,7 +147,7 @@ std::string stateOf(const LIPC::Connection& connection, const SessionPicture& se
   add(target == nullptr, "target absent");
   const auto beyond = std::count_if(
       std::begin(connection.wires), std::end(connection.wires), [&](const auto& wire) {
-        return isWired(wire) &&
+        return isWireUsed(wire) &&
                ((source != nullptr && !isChannel(wire.channel[0], source->inputChannels)) ||
                 (target != nullptr && !isChannel(wire.channel[1], target->outputChannels)));
       });

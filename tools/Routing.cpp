@@ -55,10 +55,6 @@ void requireChannels(const Channels& channels, unsigned count, const ClientPictu
                 channels.last);
 }
 
-bool isWireUsed(const Wire& wire) {
-  return wire.channel[0] != Connection::cNoChannel && wire.channel[1] != Connection::cNoChannel;
-}
-
 void addWires(std::vector<Wire>& wires, std::string_view part, const ClientPicture& source,
               const ClientPicture& target) {
   const std::size_t colon = std::min(part.find(':'), part.size());
@@ -113,6 +109,10 @@ void setWires(Connection& connection, const std::vector<Wire>& wires) {
   connection.clearWires();
   for (const Wire& wire : wires)
     connection.addWire(wire.channel[0], wire.channel[1]);
+}
+
+bool isWireUsed(const Wire& wire) {
+  return wire.channel[0] != Connection::cNoChannel && wire.channel[1] != Connection::cNoChannel;
 }
 
 bool hasWires(const Connection& connection) {

@@ -25,6 +25,8 @@ std::vector<LIPC::Connection::Wire> wiresOrFail(std::string_view text,
 std::vector<LIPC::Connection::Wire> straightWires(const inspect::ClientPicture& source,
                                                   const inspect::ClientPicture& target);
 void setWires(LIPC::Connection& connection, const std::vector<LIPC::Connection::Wire>& wires);
+/// Whether it has a channel at both ends.
+bool isWireUsed(const LIPC::Connection::Wire& wire);
 bool hasWires(const LIPC::Connection& connection);
 
 /// The connection as the session lists it. Throws Failure where the list cannot be read: the whole

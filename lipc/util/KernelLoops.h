@@ -207,15 +207,15 @@ inline Row magnitudes(const float* samples) {
 // the smallest or the largest is the largest of the magnitudes.
 inline float largestMagnitude(const float* samples, std::size_t n) {
   const float first = __builtin_fabsf(samples[0]);
-  Row a = Row{} + first, b = a, c = a, d = a;
+  Row a = first - Row{}, b = a, c = a, d = a;  // less 0 is free; 0 more is not, for -0
   std::size_t i = 0;
-  for (; n - i >= 4 * cRow; i += 4 * cRow) {
+  for (const std::size_t end = n / (4 * cRow) * (4 * cRow); i < end; i += 4 * cRow) {
     a = larger(magnitudes(samples + i), a);
     b = larger(magnitudes(samples + i + cRow), b);
     c = larger(magnitudes(samples + i + 2 * cRow), c);
     d = larger(magnitudes(samples + i + 3 * cRow), d);
   }
-  for (; n - i >= cRow; i += cRow)
+  for (const std::size_t end = n / cRow * cRow; i < end; i += cRow)
     a = larger(magnitudes(samples + i), a);
   a = larger(larger(a, b), larger(c, d));
 #ifdef __AVX2__

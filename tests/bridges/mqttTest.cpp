@@ -324,7 +324,7 @@ TEST_F(Mqtt, AThousandClientsAreOnTheBrokerAndAgainAfterItsDeathAndGoWithTheirTo
   Bridge bridge(broker, "big");
   const auto holdsAll = [&](int offset) {
     Subscriber subscriber(broker, "lipc/big/#");
-    const bool isThere = subscriber.until(20s, [&] {
+    const bool isThere = subscriber.until(60s, [&] {
       return subscriber.count() == 1 + cClients * cTopics &&
              subscriber.has("lipc/big/host", "alive");
     });

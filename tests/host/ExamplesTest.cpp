@@ -65,11 +65,13 @@ TEST(Examples, AsFastAsTheyGoWaitForTheHostAndForItsReading) {
   TestHost host;
   ASSERT_TRUE(host.waitFor(TestHost::Kind::eJoined, "tone", 10s));
   host::AudioCounters counters;
-  EXPECT_TRUE(eventually(15s, [&] {
-    for (const auto& client : host->audioCounters())
-      counters = client.counters;
-    return counters.blocksIn > 3000;
-  })) << counters.blocksIn << " blocks, where 16 seconds of sound have 3000";
+  EXPECT_TRUE(eventually(15s,
+                         [&] {
+                           for (const auto& client : host->audioCounters())
+                             counters = client.counters;
+                           return counters.blocksIn > 3000;
+                         }))
+      << counters.blocksIn << " blocks, where 16 seconds of sound have 3000";
   EXPECT_EQ(counters.dropped + counters.overruns, 0U);
   tone.signal(SIGTERM);
   EXPECT_EQ(tone.wait(10s), 0);
